@@ -1,0 +1,11 @@
+package vendor.lumenforge.hardware.display;
+
+/**
+ * Rotation and flips of a layer. Flags are bytes: every value survives.
+ */
+@VintfStability
+parcelable LayerTransform {
+    float real1;
+    byte flag1;
+    byte flag2;
+}
