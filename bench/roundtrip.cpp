@@ -1,0 +1,145 @@
+// What a call costs beside the least that a round trip between two processes can cost: one byte to a
+// thread of another process and back over a Unix socket. Both are measured in turns in one run.
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+
+#include <android/binder_auto_utils.h>
+#include <android/binder_manager.h>
+#include <android/binder_process.h>
+
+#include "binder_host/ServiceManager.h"
+
+namespace {
+
+using Nanoseconds = std::chrono::nanoseconds;
+
+constexpr char kService[] = "bench.roundtrip";
+constexpr int kRounds = 40;
+constexpr int kCallsPerRound = 500;
+
+void check(bool ok, const char* what) {
+    if (ok) return;
+    perror(what);
+    exit(1);
+}
+
+const AIBinder_Class* echoClass() {
+    static const AIBinder_Class* const clazz = AIBinder_Class_define(
+            "bench.IEcho", [](void* args) { return args; }, [](void*) {},
+            [](AIBinder*, transaction_code_t, const AParcel*, AParcel*) -> binder_status_t {
+                return STATUS_OK;
+            });
+    return clazz;
+}
+
+[[noreturn]] void echoBytes(int socket) {
+    char byte;
+    while (read(socket, &byte, 1) == 1 && write(socket, &byte, 1) == 1) {
+    }
+    _exit(0);
+}
+
+[[noreturn]] void serve() {
+    const ndk::SpAIBinder echo(AIBinder_new(echoClass(), nullptr));
+    check(AServiceManager_addService(echo.get(), kService) == EX_NONE, "addService");
+    ABinderProcess_startThreadPool();
+    ABinderProcess_joinThreadPool();
+    _exit(0);
+}
+
+template <typename Serve>
+pid_t startServer(Serve serve) {
+    const pid_t pid = fork();
+    check(pid >= 0, "fork");
+    if (pid > 0) return pid;
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    serve();
+}
+
+void callBinder(AIBinder* echo) {
+    ndk::ScopedAParcel in;
+    ndk::ScopedAParcel out;
+    binder_status_t status = AIBinder_prepareTransaction(echo, in.getR());
+    if (status == STATUS_OK) {
+        status = AIBinder_transact(echo, FIRST_CALL_TRANSACTION, in.getR(), out.getR(), 0);
+    }
+    check(status == STATUS_OK, "transact");
+}
+
+void callSocket(int socket) {
+    char byte = 0;
+    check(write(socket, &byte, 1) == 1 && read(socket, &byte, 1) == 1, "echo");
+}
+
+template <typename Call>
+void measure(Call call, std::vector<Nanoseconds>* times) {
+    for (int i = 0; i < kCallsPerRound; ++i) {
+        const auto start = std::chrono::steady_clock::now();
+        call();
+        times->push_back(std::chrono::steady_clock::now() - start);
+    }
+}
+
+double medianInMicroseconds(std::vector<Nanoseconds> times) {
+    const auto middle = times.begin() + static_cast<std::ptrdiff_t>(times.size() / 2);
+    std::ranges::nth_element(times, middle);
+    return static_cast<double>(middle->count()) / 1000;
+}
+
+}  // namespace
+
+int main() {
+    std::string folder = std::filesystem::temp_directory_path() / "binder-bench-XXXXXX";
+    check(mkdtemp(folder.data()) != nullptr, "mkdtemp");
+    setenv("BINDER_RUNTIME_DIR", folder.c_str(), 1);
+
+    // Both servers are forked before this process uses binder.
+    int ends[2];
+    check(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) == 0, "socketpair");
+    const pid_t bytes = startServer([&] { echoBytes(ends[1]); });
+    int go[2];
+    check(pipe(go) == 0, "pipe");
+    const pid_t server = startServer([&] {
+        char byte;
+        check(read(go[0], &byte, 1) == 1, "read");
+        serve();
+    });
+
+    check(binder::startServiceManager() == binder::ServiceManagerHost::kThisProcess,
+          "startServiceManager");
+    ABinderProcess_startThreadPool();
+    check(write(go[1], "", 1) == 1, "write");
+    const ndk::SpAIBinder echo(AServiceManager_waitForService(kService));
+    check(AIBinder_associateClass(echo.get(), echoClass()), "associateClass");
+
+    std::vector<Nanoseconds> socketTimes;
+    std::vector<Nanoseconds> binderTimes;
+    for (int round = 0; round < kRounds; ++round) {
+        measure([&] { callSocket(ends[0]); }, &socketTimes);
+        measure([&] { callBinder(echo.get()); }, &binderTimes);
+    }
+    const double socketTime = medianInMicroseconds(std::move(socketTimes));
+    const double binderTime = medianInMicroseconds(std::move(binderTimes));
+    printf("socket echo  %6.2f us\nbinder call  %6.2f us\nratio        %6.2f\n", socketTime,
+           binderTime, binderTime / socketTime);
+
+    for (const pid_t child : {bytes, server}) {
+        kill(child, SIGKILL);
+        waitpid(child, nullptr, 0);
+    }
+    std::filesystem::remove_all(folder);
+    return 0;
+}

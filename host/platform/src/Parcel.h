@@ -1,0 +1,136 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <type_traits>
+#include <vector>
+
+#include <android/binder_ibinder.h>
+#include <android/binder_parcel.h>
+#include <android/binder_status.h>
+
+/**
+ * The bytes of one transaction or reply, and the binders and descriptors that its data refers to.
+ *
+ * Every value is padded to four bytes. A binder or a descriptor stands in the data as a fixed-size
+ * slot and in objects() under that slot's offset; a slot whose offset is not listed there is not an
+ * object, whatever its bytes say, so data from a peer cannot forge one.
+ *
+ * Used by one thread at a time. Owns its buffer, one strong reference for each binder and each
+ * descriptor in objects().
+ */
+struct AParcel {
+    struct Object {
+        enum class Kind : uint32_t { kBinder = 1, kDescriptor = 2 };
+        Kind kind;
+        uint32_t offset;   // of the slot in the data
+        AIBinder* binder;  // kBinder: a strong reference; never null
+        int fd;            // kDescriptor: owned; never negative
+    };
+
+    /** What a parcel holds without an allocation of its own. */
+    static constexpr size_t kInlineSize = 256;
+
+    AParcel() = default;
+    ~AParcel();
+    AParcel(const AParcel&) = delete;
+    AParcel& operator=(const AParcel&) = delete;
+
+    // --- for the transport ---
+
+    const uint8_t* data() const { return mData; }
+    size_t dataSize() const { return mSize; }
+    /** In ascending order of their offsets. */
+    const std::vector<Object>& objects() const { return mObjects; }
+
+    /**
+     * Empties the parcel and returns room for size bytes that become its data; null when out of
+     * memory. Never null up to kInlineSize.
+     */
+    uint8_t* resetForReceive(size_t size);
+
+    /** Changes the size of data being received, keeping what fits; null when out of memory. */
+    uint8_t* resizeForReceive(size_t size);
+
+    /**
+     * Adopts an object that came with received data: takes over the reference or the descriptor. An
+     * offset that does not name a whole, aligned slot of that kind is refused with STATUS_BAD_VALUE
+     * (the object is released). Offsets must ascend.
+     */
+    binder_status_t adoptObject(const Object& object);
+
+    /** The binder that AIBinder_prepareTransaction made this parcel for; null for any other parcel.
+     */
+    const AIBinder* target() const { return mTarget; }
+    void setTarget(const AIBinder* binder) { mTarget = binder; }
+
+    // --- the interface token that leads each transaction ---
+
+    binder_status_t writeInterfaceToken(const char* descriptor);
+    /** Leaves the position behind the token; STATUS_BAD_TYPE when it is missing or names another.
+     */
+    binder_status_t checkInterfaceToken(const char* descriptor) const;
+
+    // --- for AParcel_* ---
+
+    size_t position() const { return mPosition; }
+    void setPosition(size_t position) const { mPosition = position; }
+    /** Bytes from the position to the end. */
+    size_t available() const { return mPosition < mSize ? mSize - mPosition : 0; }
+
+    /** Releases objects and data; the target stays. */
+    void clear();
+
+    /**
+     * Room for size bytes at the position, padded with zeros, and moves behind it. Null when the
+     * parcel would become too large. Objects that stood there are released.
+     */
+    uint8_t* writeInPlace(size_t size);
+    /** The size bytes at the position, and moves behind their padding; null when not all there. */
+    const uint8_t* readInPlace(size_t size) const;
+
+    template <typename T>
+    requires std::is_trivially_copyable_v<T> binder_status_t writeValue(T value) {
+        uint8_t* const room = writeInPlace(sizeof(T));
+        if (room == nullptr) return STATUS_NO_MEMORY;
+        memcpy(room, &value, sizeof(T));
+        return STATUS_OK;
+    }
+    template <typename T>
+    requires std::is_trivially_copyable_v<T> binder_status_t readValue(T* value)
+    const {
+        const uint8_t* const bytes = readInPlace(sizeof(T));
+        if (bytes == nullptr) return STATUS_NOT_ENOUGH_DATA;
+        memcpy(value, bytes, sizeof(T));
+        return STATUS_OK;
+    }
+
+    /** Writes a slot and takes a reference of its own; a null binder is a slot without an object.
+     */
+    binder_status_t writeBinder(AIBinder* binder);
+    /** *binder is null or a new reference. */
+    binder_status_t readBinder(AIBinder** binder) const;
+    /** Writes a slot and takes over the descriptor, whatever the result. */
+    binder_status_t writeDescriptor(int fd);
+    /** *fd remains the parcel's. */
+    binder_status_t readDescriptor(int* fd) const;
+
+    /** Copies bytes and the objects that lie wholly within, as AParcel_appendFrom promises. */
+    binder_status_t appendFrom(const AParcel& from, size_t start, size_t size);
+
+  private:
+    uint8_t* place(size_t size);
+    bool growTo(size_t capacity);
+    void releaseObjects(size_t begin, size_t end);
+    binder_status_t writeSlot(const Object& object);
+    binder_status_t readSlot(uint32_t* kind, const Object** object) const;
+
+    alignas(8) uint8_t mInline[kInlineSize];
+    uint8_t* mData = mInline;
+    size_t mSize = 0;
+    size_t mCapacity = kInlineSize;
+    mutable size_t mPosition = 0;
+    std::vector<Object> mObjects;
+    const AIBinder* mTarget = nullptr;
+};

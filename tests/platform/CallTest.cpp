@@ -1,0 +1,329 @@
+#include <atomic>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <android/binder_manager.h>
+#include <android/binder_process.h>
+#include <gmock/gmock.h>
+
+#include <aidl/platformtest/BnTestPeer.h>
+
+#include "tests/platform/TestPeer.h"
+
+namespace platformtest {
+namespace {
+
+using testing::ElementsAre;
+
+/** The most that a transaction holds, and what the calls of this file write besides their bytes. */
+constexpr int32_t kLimit = 1'040'384;
+constexpr int32_t kOverhead = 512;
+
+class CallTest : public testing::Test {
+  protected:
+    void SetUp() override { ASSERT_NE(mPeer, nullptr); }
+
+    PeerProcess mProcess{"call"};
+    const std::shared_ptr<ITestPeer> mPeer = mProcess.peer;
+};
+
+Sample fullSample() {
+    Sample sample{.flag = true,
+                  .small = -128,
+                  .letter = u'\xe9',
+                  .number = INT32_MIN,
+                  .large = INT64_MAX,
+                  .single = -0.5F,
+                  .wide = 1e300,
+                  .kind = static_cast<Kind>(99),
+                  .text = std::string("a\0b \xc3\xa9 \xf0\x9f\x98\x80", 11),
+                  .maybe = "",
+                  .flags = {true, false},
+                  .bytes = {0, 255},
+                  .letters = {u'x', 0},
+                  .numbers = {1, -1},
+                  .larges = {INT64_MIN},
+                  .singles = {1.5F},
+                  .wides = {-2.5},
+                  .kinds = {Kind::ODD, static_cast<Kind>(-1)},
+                  .texts = {"", "two"},
+                  .maybeNumbers = std::vector<int32_t>{7},
+                  .grid = {{{1, 2, 3}, {4, 5, 6}}},
+                  .list = {"l"}};
+    sample.nested = std::vector<std::optional<Sample>>{Sample{.text = "inner"}, std::nullopt};
+    return sample;
+}
+
+TEST_F(CallTest, ValuesSurviveBothWays) {
+    for (const Sample& sample : {fullSample(), Sample{}}) {
+        Sample copy;
+        Sample result;
+        std::vector<int32_t> numbers = {1, -2};
+        ASSERT_TRUE(mPeer->echo(sample, &copy, &numbers, &result).isOk());
+        EXPECT_EQ(copy, sample);
+        EXPECT_EQ(result, sample);
+        EXPECT_THAT(numbers, ElementsAre(-1, 2));
+    }
+}
+
+TEST_F(CallTest, ExceptionsCross) {
+    const ndk::ScopedAStatus refused = mPeer->fail(0);
+    EXPECT_EQ(refused.getServiceSpecificError(), ITestPeer::ERROR_REFUSED);
+    EXPECT_STREQ(refused.getMessage(), "refused");
+    const ndk::ScopedAStatus illegal = mPeer->fail(1);
+    EXPECT_EQ(illegal.getExceptionCode(), EX_ILLEGAL_ARGUMENT);
+    EXPECT_STREQ(illegal.getMessage(), "illegal");
+}
+
+TEST_F(CallTest, DescriptorsAreTheSameFileAndCloseOnExec) {
+    const ndk::ScopedFileDescriptor sent(memfd_create("sent", MFD_CLOEXEC));
+    ndk::ScopedFileDescriptor received;
+    ASSERT_TRUE(mPeer->echoDescriptor(sent, &received).isOk());
+    struct stat before{};
+    struct stat after{};
+    ASSERT_EQ(fstat(sent.get(), &before), 0);
+    ASSERT_EQ(fstat(received.get(), &after), 0);
+    EXPECT_NE(received.get(), sent.get());
+    EXPECT_EQ(after.st_ino, before.st_ino);
+    EXPECT_NE(fcntl(received.get(), F_GETFD) & FD_CLOEXEC, 0);
+
+    const ndk::ScopedAStatus status = mPeer->echoDescriptor(ndk::ScopedFileDescriptor(), &received);
+    EXPECT_EQ(status.getStatus(), STATUS_UNEXPECTED_NULL);
+}
+
+TEST_F(CallTest, DescriptorsDoNotLeak) {
+    const auto descriptorsOfPeer = [this] {
+        int32_t count = 0;
+        EXPECT_TRUE(mPeer->openDescriptors(&count).isOk());
+        return count;
+    };
+    const int32_t theirs = descriptorsOfPeer();
+    const size_t ours = harness::openDescriptors();
+    // More than one message of the socket takes.
+    for (const size_t count : {1U, 253U, 254U, 400U}) {
+        std::vector<ndk::ScopedFileDescriptor> sent(count);
+        for (auto& descriptor : sent) descriptor.set(memfd_create("many", MFD_CLOEXEC));
+        std::vector<ndk::ScopedFileDescriptor> received;
+        ASSERT_TRUE(mPeer->echoDescriptors(sent, &received).isOk());
+        EXPECT_EQ(received.size(), count);
+    }
+    EXPECT_EQ(harness::openDescriptors(), ours);
+    EXPECT_EQ(descriptorsOfPeer(), theirs);
+}
+
+TEST_F(CallTest, LargeTransactionsPassUpToTheLimit) {
+    struct Case {
+        int32_t size;
+        binder_status_t status;
+    };
+    for (const auto& [size, status] : {Case{300'000, STATUS_OK}, Case{kLimit - kOverhead, STATUS_OK},
+                                       Case{kLimit, STATUS_FAILED_TRANSACTION},
+                                       Case{4 * kLimit, STATUS_FAILED_TRANSACTION}}) {
+        int32_t swallowed = 0;
+        std::vector<uint8_t> reply;
+        const std::vector<uint8_t> bytes(static_cast<size_t>(size));
+        EXPECT_EQ(mPeer->swallow(bytes, &swallowed).getStatus(), status) << size;
+        EXPECT_EQ(mPeer->bytes(size, &reply).getStatus(), status) << size;
+        EXPECT_EQ(mPeer->postBytes(bytes).getStatus(), status) << size;
+        EXPECT_EQ(swallowed, status == STATUS_OK ? size : 0);
+        EXPECT_EQ(reply.size(), status == STATUS_OK ? static_cast<size_t>(size) : 0);
+    }
+    std::vector<int32_t> posts;
+    ASSERT_TRUE(mPeer->awaitPosts(2, &posts).isOk());
+    EXPECT_THAT(posts, ElementsAre(300'000, kLimit - kOverhead));
+}
+
+TEST_F(CallTest, WrongTransactionsAreRefused) {
+    AIBinder* const binder = mPeer->asBinder().get();
+    ndk::ScopedAParcel in;
+    ndk::ScopedAParcel out;
+    const auto transact = [&](AIBinder* target, transaction_code_t code, binder_flags_t flags) {
+        EXPECT_EQ(AIBinder_prepareTransaction(binder, in.getR()), STATUS_OK);
+        const binder_status_t status =
+                AIBinder_transact(target, code, in.getR(), out.getR(), flags);
+        EXPECT_EQ(in.get(), nullptr);
+        if (status != STATUS_OK) EXPECT_EQ(out.get(), nullptr);
+        return status;
+    };
+    const auto local = ndk::SharedRefBase::make<TestPeer>();
+    EXPECT_EQ(transact(binder, LAST_CALL_TRANSACTION, 0), STATUS_UNKNOWN_TRANSACTION);
+    EXPECT_EQ(transact(binder, LAST_CALL_TRANSACTION + 1, 0), STATUS_UNKNOWN_TRANSACTION);
+    EXPECT_EQ(transact(binder, 0, 0), STATUS_UNKNOWN_TRANSACTION);
+    EXPECT_EQ(transact(binder, 1, 0x80), STATUS_BAD_VALUE);
+    EXPECT_EQ(transact(local->asBinder().get(), 1, 0), STATUS_BAD_VALUE);
+    EXPECT_EQ(transact(nullptr, 1, 0), STATUS_UNEXPECTED_NULL);
+    // Arguments that are not there.
+    EXPECT_EQ(transact(binder, FIRST_CALL_TRANSACTION, 0), STATUS_NOT_ENOUGH_DATA);
+}
+
+TEST_F(CallTest, AnotherInterfacesTokenIsRefused) {
+    static AIBinder_Class* const other = AIBinder_Class_define(
+            "platformtest.Other", [](void*) -> void* { return nullptr; }, [](void*) {},
+            [](AIBinder*, transaction_code_t, const AParcel*, AParcel*) -> binder_status_t {
+                return STATUS_OK;
+            });
+    EXPECT_FALSE(AIBinder_associateClass(mPeer->asBinder().get(), other));
+    const ndk::SpAIBinder wrong(AIBinder_new(other, nullptr));
+    EXPECT_EQ(ITestPeer::fromBinder(wrong), nullptr);
+
+    // A binder of another class arrives as null where the interface is expected.
+    ndk::ScopedAParcel in;
+    ndk::ScopedAParcel out;
+    AIBinder* const binder = mPeer->asBinder().get();
+    ASSERT_EQ(AIBinder_prepareTransaction(binder, in.getR()), STATUS_OK);
+    ASSERT_EQ(AParcel_writeStrongBinder(in.get(), wrong.get()), STATUS_OK);
+    ASSERT_EQ(AIBinder_transact(binder, ITestPeer::TRANSACTION_echoPeer, in.getR(), out.getR(), 0),
+              STATUS_OK);
+    ndk::ScopedAStatus status;
+    ASSERT_EQ(AParcel_readStatusHeader(out.get(), status.getR()), STATUS_OK);
+    std::shared_ptr<ITestPeer> received;
+    ASSERT_EQ(ITestPeer::readFromParcel(out.get(), &received), STATUS_OK);
+    EXPECT_EQ(received, nullptr);
+}
+
+TEST_F(CallTest, PingAndDumpReachTheObject) {
+    AIBinder* const binder = mPeer->asBinder().get();
+    EXPECT_EQ(AIBinder_ping(binder), STATUS_OK);
+    int ends[2];
+    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    const ndk::ScopedFileDescriptor reader(ends[0]);
+    const ndk::ScopedFileDescriptor writer(ends[1]);
+    const char* arguments[] = {"one", "two words"};
+    EXPECT_EQ(AIBinder_dump(binder, writer.get(), arguments, 2), STATUS_OK);
+    char text[64] = {};
+    EXPECT_GT(read(reader.get(), text, sizeof(text) - 1), 0);
+    EXPECT_STREQ(text, "[one][two words]");
+}
+
+TEST_F(CallTest, CallerIsKnownDuringACallOnly) {
+    int32_t pid = 0;
+    int32_t uid = -1;
+    ASSERT_TRUE(mPeer->callingPid(&pid).isOk());
+    ASSERT_TRUE(mPeer->callingUid(&uid).isOk());
+    EXPECT_EQ(pid, getpid());
+    EXPECT_EQ(static_cast<uid_t>(uid), getuid());
+    EXPECT_EQ(AIBinder_getCallingPid(), getpid());
+    EXPECT_EQ(AIBinder_getCallingUid(), getuid());
+    EXPECT_FALSE(AIBinder_isHandlingTransaction());
+
+    ASSERT_TRUE(mPeer->noteCallingPid().isOk());
+    ASSERT_TRUE(mPeer->notedPid(&pid).isOk());
+    EXPECT_EQ(pid, 0);
+}
+
+TEST_F(CallTest, NestedCallsRunOnTheWaitingThread) {
+    const auto local = ndk::SharedRefBase::make<TestPeer>();
+    int32_t calls = 0;
+    ASSERT_TRUE(local->descend(mPeer, 20, &calls).isOk());
+    EXPECT_EQ(calls, 21);
+    bool sameThread = false;
+    ASSERT_TRUE(local->cameBackOnSameThread(&sameThread).isOk());
+    EXPECT_TRUE(sameThread);
+    ASSERT_TRUE(mPeer->cameBackOnSameThread(&sameThread).isOk());
+    EXPECT_TRUE(sameThread);
+}
+
+TEST_F(CallTest, ConcurrentCallsRunInParallel) {
+    // All of them have to be within the method at once: the pool's fifteen and its first thread.
+    constexpr int kCallers = 16;
+    std::vector<std::thread> threads;
+    std::atomic<int> succeeded{0};
+    for (int i = 0; i < kCallers; ++i) {
+        threads.emplace_back([&] { succeeded += mPeer->meet(kCallers).isOk() ? 1 : 0; });
+    }
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(succeeded, kCallers);
+}
+
+TEST_F(CallTest, ManyThreadsCallAndAreCalledBack) {
+    std::vector<std::thread> threads;
+    std::atomic<int> calls{0};
+    for (int i = 0; i < 8; ++i) {
+        threads.emplace_back([&] {
+            const auto local = ndk::SharedRefBase::make<TestPeer>();
+            for (int j = 0; j < 50; ++j) {
+                int32_t nested = 0;
+                EXPECT_TRUE(local->descend(mPeer, 3, &nested).isOk());
+                calls += nested;
+            }
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(calls, 8 * 50 * 4);
+}
+
+TEST_F(CallTest, OnewayCallsKeepTheirOrderAndLoseTheirErrors) {
+    constexpr int kPosts = 2000;
+    EXPECT_TRUE(mPeer->postFailure().isOk());
+    for (int i = 0; i < kPosts; ++i) ASSERT_TRUE(mPeer->post(i).isOk());
+    std::vector<int32_t> posts;
+    ASSERT_TRUE(mPeer->awaitPosts(kPosts + 1, &posts).isOk());
+    ASSERT_EQ(posts.size(), size_t{kPosts + 1});
+    for (int i = 0; i < kPosts; ++i) EXPECT_EQ(posts[static_cast<size_t>(i) + 1], i);
+}
+
+TEST_F(CallTest, OnewayCallsToOtherObjectsAreNotHeldUp) {
+    std::shared_ptr<ITestPeer> other;
+    ASSERT_TRUE(mPeer->create(&other).isOk());
+    ASSERT_TRUE(mPeer->holdPosts().isOk());
+    ASSERT_TRUE(mPeer->post(1).isOk());
+    ASSERT_TRUE(other->post(2).isOk());
+    std::vector<int32_t> posts;
+    ASSERT_TRUE(other->awaitPosts(1, &posts).isOk());
+    EXPECT_THAT(posts, ElementsAre(2));
+    ASSERT_TRUE(mPeer->releasePosts().isOk());
+    ASSERT_TRUE(mPeer->awaitPosts(2, &posts).isOk());
+    EXPECT_THAT(posts, ElementsAre(-1, 1));
+}
+
+TEST_F(CallTest, OnewayFloodIsRefusedAndThenServed) {
+    ASSERT_TRUE(mPeer->holdPosts().isOk());
+    const std::vector<uint8_t> bytes(100'000);
+    int accepted = 0;
+    ndk::ScopedAStatus status;
+    while ((status = mPeer->postBytes(bytes)).isOk()) ASSERT_LT(++accepted, 1000);
+    EXPECT_EQ(status.getStatus(), STATUS_FAILED_TRANSACTION);
+    EXPECT_GT(accepted, 10);
+    // The peer itself is well, and takes what was accepted.
+    ASSERT_TRUE(mPeer->releasePosts().isOk());
+    std::vector<int32_t> posts;
+    ASSERT_TRUE(mPeer->awaitPosts(accepted + 1, &posts).isOk());
+    EXPECT_TRUE(mPeer->postBytes(bytes).isOk());
+}
+
+TEST_F(CallTest, StoppedCalleeDoesNotHoldUpOnewayCallers) {
+    mProcess.child.signal(SIGSTOP);
+    const std::vector<uint8_t> bytes(100'000);
+    int accepted = 0;
+    while (mPeer->postBytes(bytes).isOk()) ASSERT_LT(++accepted, 1000);
+    mProcess.child.signal(SIGCONT);
+    std::vector<int32_t> posts;
+    EXPECT_TRUE(mPeer->awaitPosts(accepted, &posts).isOk());
+}
+
+TEST_F(CallTest, LocalCallsRunOnTheCallersThread) {
+    const auto local = ndk::SharedRefBase::make<TestPeer>();
+    const std::shared_ptr<ITestPeer> same = ITestPeer::fromBinder(local->asBinder());
+    EXPECT_EQ(same, local);
+    const ndk::SpAIBinder kept = local->asBinder();
+    AIBinder* const binder = kept.get();
+    ndk::ScopedAParcel in;
+    ndk::ScopedAParcel out;
+    ASSERT_EQ(AIBinder_prepareTransaction(binder, in.getR()), STATUS_OK);
+    EXPECT_EQ(AIBinder_transact(binder, LAST_CALL_TRANSACTION, in.getR(), out.getR(), 0),
+              STATUS_UNKNOWN_TRANSACTION);
+    EXPECT_EQ(AIBinder_ping(binder), STATUS_OK);
+}
+
+}  // namespace
+}  // namespace platformtest
+
+int main(int argc, char** argv) {
+    return harness::run(argc, argv);
+}

@@ -1,0 +1,242 @@
+#include <array>
+#include <cmath>
+#include <functional>
+#include <limits>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <android/binder_parcel.h>
+#include <android/binder_parcel_utils.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "ParcelRecord.h"
+
+namespace {
+
+using ndk::ScopedAParcel;
+using testing::ElementsAreArray;
+
+enum class Small : int8_t { kMinus = -1, kOne = 1 };
+enum class Wide : int64_t { kHuge = INT64_MIN };
+
+template <typename T>
+constexpr bool kNullable = false;
+template <typename T>
+constexpr bool kNullable<std::optional<T>> = true;
+
+template <typename T>
+binder_status_t write(AParcel* parcel, const T& value) {
+    if constexpr (kNullable<T>) {
+        return ndk::AParcel_writeNullableData(parcel, value);
+    } else {
+        return ndk::AParcel_writeData(parcel, value);
+    }
+}
+
+template <typename T>
+binder_status_t read(const AParcel* parcel, T* value) {
+    if constexpr (kNullable<T>) {
+        return ndk::AParcel_readNullableData(parcel, value);
+    } else {
+        return ndk::AParcel_readData(parcel, value);
+    }
+}
+
+/** What is written is read back to its last byte, and any cut in it is noticed. */
+template <typename T>
+void checkRoundTrip(const T& value) {
+    SCOPED_TRACE(testing::PrintToString(value));
+    const ScopedAParcel parcel(AParcel_create());
+    ASSERT_EQ(write(parcel.get(), value), STATUS_OK);
+    const int32_t size = AParcel_getDataSize(parcel.get());
+    EXPECT_EQ(AParcel_getDataPosition(parcel.get()), size);
+    EXPECT_EQ(size % 4, 0);
+
+    AParcel_setDataPosition(parcel.get(), 0);
+    T result{};
+    EXPECT_EQ(read(parcel.get(), &result), STATUS_OK);
+    EXPECT_EQ(result, value);
+    EXPECT_EQ(AParcel_getDataPosition(parcel.get()), size);
+
+    const std::vector<uint8_t> bytes = bytesOf(parcel.get());
+    for (size_t kept = 0; kept < bytes.size(); ++kept) {
+        const ScopedAParcel cut(AParcel_create());
+        ASSERT_EQ(AParcel_unmarshal(cut.get(), bytes.data(), kept), STATUS_OK);
+        EXPECT_NE(read(cut.get(), &result), STATUS_OK)
+                << "with " << kept << " of " << bytes.size() << " bytes";
+    }
+}
+
+template <typename T>
+void checkScalar(std::initializer_list<T> values) {
+    for (const T value : values)
+        checkRoundTrip(value);
+    checkRoundTrip(std::vector<T>{});
+    checkRoundTrip(std::vector<T>(values));
+    checkRoundTrip(std::optional<std::vector<T>>{});
+    checkRoundTrip(std::optional<std::vector<T>>{values});
+    std::array<T, 3> fixed{};
+    fixed.fill(*values.begin());
+    checkRoundTrip(fixed);
+    checkRoundTrip(std::optional{fixed});
+}
+
+template <typename T>
+void checkNumber() {
+    using Limits = std::numeric_limits<T>;
+    checkScalar<T>({Limits::lowest(), T{0}, T{1}, Limits::max()});
+}
+
+TEST(ParcelValue, ScalarsAndTheirListsSurvive) {
+    checkScalar<bool>({true, false, true});
+    checkNumber<int8_t>();
+    checkNumber<uint8_t>();
+    checkNumber<char16_t>();
+    checkNumber<int32_t>();
+    checkNumber<uint32_t>();
+    checkNumber<int64_t>();
+    checkNumber<uint64_t>();
+    checkNumber<float>();
+    checkNumber<double>();
+    checkScalar<float>({-0.0f, INFINITY, std::numeric_limits<float>::denorm_min()});
+    checkScalar<Small>({Small::kMinus, Small::kOne, static_cast<Small>(99)});
+    checkScalar<Wide>({Wide::kHuge, static_cast<Wide>(5)});
+}
+
+TEST(ParcelValue, StringsAndTheirListsSurvive) {
+    const std::string zeros("a\0b\0", 4);
+    for (const std::string& text :
+         {std::string(), std::string("ascii"), zeros, std::string("h\u00e9\u4e16\U0001f600"),
+          std::string("\U0010ffff\uffff\ud7ff\ue000"), std::string(5000, 'x')}) {
+        checkRoundTrip(text);
+        checkRoundTrip(std::optional{text});
+    }
+    checkRoundTrip(std::optional<std::string>{});
+    checkRoundTrip(std::vector<std::string>{"", "one", zeros});
+    checkRoundTrip(std::optional<std::vector<std::optional<std::string>>>{{"a", {}, "c"}});
+    checkRoundTrip(std::array<std::string, 2>{"a", "b"});
+}
+
+TEST(ParcelValue, RecordsAndTheirListsSurvive) {
+    const Record record{.number = -1, .text = "t", .list = {1, 2, 3}};
+    checkRoundTrip(record);
+    checkRoundTrip(std::optional{record});
+    checkRoundTrip(std::optional<Record>{});
+    checkRoundTrip(std::vector<Record>{record, {}, record});
+    checkRoundTrip(std::optional<std::vector<std::optional<Record>>>{{record, {}, record}});
+    checkRoundTrip(std::array<std::array<int32_t, 2>, 3>{{{1, 2}, {3, 4}, {5, 6}}});
+}
+
+TEST(ParcelValue, RecordOnTheHeapSurvives) {
+    const ScopedAParcel parcel(AParcel_create());
+    const auto written = std::make_unique<Record>(Record{.number = 3, .text = "x", .list = {4}});
+    ASSERT_EQ(ndk::AParcel_writeNullableData(parcel.get(), written), STATUS_OK);
+    ASSERT_EQ(ndk::AParcel_writeNullableData(parcel.get(), std::unique_ptr<Record>()), STATUS_OK);
+    AParcel_setDataPosition(parcel.get(), 0);
+    std::unique_ptr<Record> result;
+    ASSERT_EQ(ndk::AParcel_readNullableData(parcel.get(), &result), STATUS_OK);
+    ASSERT_NE(result, nullptr);
+    EXPECT_EQ(*result, *written);
+    EXPECT_EQ(ndk::AParcel_readNullableData(parcel.get(), &result), STATUS_OK);
+    EXPECT_EQ(result, nullptr);
+}
+
+TEST(ParcelValue, LargeListsSurviveGrowth) {
+    const ScopedAParcel parcel(AParcel_create());
+    std::vector<int32_t> list(300'000);
+    for (size_t i = 0; i < list.size(); ++i)
+        list[i] = static_cast<int32_t>(i * i);
+    for (int i = 0; i < 100; ++i)
+        ASSERT_EQ(AParcel_writeInt32(parcel.get(), i), STATUS_OK);
+    ASSERT_EQ(ndk::AParcel_writeData(parcel.get(), list), STATUS_OK);
+    AParcel_setDataPosition(parcel.get(), 0);
+    for (int i = 0; i < 100; ++i) {
+        int32_t value = -1;
+        ASSERT_EQ(AParcel_readInt32(parcel.get(), &value), STATUS_OK);
+        ASSERT_EQ(value, i);
+    }
+    std::vector<int32_t> result;
+    ASSERT_EQ(ndk::AParcel_readData(parcel.get(), &result), STATUS_OK);
+    EXPECT_EQ(result, list);
+}
+
+TEST(ParcelValue, LayoutIsPaddedToWords) {
+    struct Case {
+        const char* name;
+        std::function<binder_status_t(AParcel*)> write;
+        std::vector<uint8_t> bytes;
+    };
+    const auto value = [](const auto& written) {
+        return [written](AParcel* parcel) { return ndk::AParcel_writeData(parcel, written); };
+    };
+    const Case cases[] = {
+            {"bool", value(true), {1, 0, 0, 0}},
+            {"byte", value(int8_t{-2}), {0xfe, 0xff, 0xff, 0xff}},
+            {"char", value(u'\u4e16'), {0x16, 0x4e, 0, 0}},
+            {"long", value(int64_t{1}), {1, 0, 0, 0, 0, 0, 0, 0}},
+            {"bytes",
+             value(std::vector<uint8_t>{1, 2, 3, 4, 5}),
+             {5, 0, 0, 0, 1, 2, 3, 4, 5, 0, 0, 0}},
+            {"bools", value(std::vector<bool>{true, false}), {2, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0}},
+            {"chars", value(std::vector<char16_t>{u'a'}), {1, 0, 0, 0, 'a', 0, 0, 0}},
+            {"string", value(std::string("ab")), {2, 0, 0, 0, 'a', 0, 'b', 0, 0, 0, 0, 0}},
+            {"pair",
+             value(std::string("\U0001f600")),
+             {2, 0, 0, 0, 0x3d, 0xd8, 0, 0xde, 0, 0, 0, 0}},
+    };
+    for (const Case& test : cases) {
+        SCOPED_TRACE(test.name);
+        const ScopedAParcel parcel(AParcel_create());
+        EXPECT_EQ(test.write(parcel.get()), STATUS_OK);
+        EXPECT_THAT(bytesOf(parcel.get()), ElementsAreArray(test.bytes));
+    }
+}
+
+TEST(ParcelValue, PositionMovesFreely) {
+    const ScopedAParcel parcel(AParcel_create());
+    EXPECT_EQ(AParcel_setDataPosition(parcel.get(), -1), STATUS_BAD_VALUE);
+    AParcel_writeInt64(parcel.get(), -1);
+    AParcel_setDataPosition(parcel.get(), 0);
+    AParcel_writeInt32(parcel.get(), 5);
+    EXPECT_EQ(AParcel_getDataSize(parcel.get()), 8);
+    int32_t value = 0;
+    EXPECT_EQ(AParcel_readInt32(parcel.get(), &value), STATUS_OK);
+    EXPECT_EQ(value, -1);
+
+    AParcel_setDataPosition(parcel.get(), INT32_MAX);
+    EXPECT_EQ(AParcel_readInt32(parcel.get(), &value), STATUS_NOT_ENOUGH_DATA);
+    AParcel_setDataPosition(parcel.get(), 1000);
+    AParcel_writeInt32(parcel.get(), 6);
+    EXPECT_EQ(AParcel_getDataSize(parcel.get()), 1004);
+
+    EXPECT_EQ(AParcel_reset(parcel.get()), STATUS_OK);
+    EXPECT_EQ(AParcel_getDataSize(parcel.get()), 0);
+    EXPECT_EQ(AParcel_getDataPosition(parcel.get()), 0);
+}
+
+TEST(ParcelValue, MarshalAndAppendCopyRanges) {
+    const ScopedAParcel from(AParcel_create());
+    for (int32_t i = 0; i < 4; ++i)
+        AParcel_writeInt32(from.get(), i);
+    std::array<uint8_t, 8> bytes{};
+    EXPECT_EQ(AParcel_marshal(from.get(), bytes.data(), 4, 8), STATUS_OK);
+    EXPECT_THAT(bytes, ElementsAreArray({1, 0, 0, 0, 2, 0, 0, 0}));
+    EXPECT_EQ(AParcel_marshal(from.get(), bytes.data(), 12, 8), STATUS_BAD_VALUE);
+    EXPECT_EQ(AParcel_marshal(from.get(), bytes.data(), SIZE_MAX, 8), STATUS_BAD_VALUE);
+
+    const ScopedAParcel to(AParcel_create());
+    AParcel_writeInt32(to.get(), 9);
+    EXPECT_EQ(AParcel_appendFrom(from.get(), to.get(), 4, 8), STATUS_OK);
+    EXPECT_THAT(bytesOf(to.get()), ElementsAreArray({9, 0, 0, 0, 1, 0, 0, 0, 2, 0, 0, 0}));
+    for (const auto& [start, size] : {std::pair{12, 8}, {17, 0}, {-4, 4}, {0, -4}}) {
+        EXPECT_EQ(AParcel_appendFrom(from.get(), to.get(), start, size), STATUS_BAD_VALUE);
+    }
+    EXPECT_EQ(AParcel_appendFrom(from.get(), from.get(), 0, 16), STATUS_OK);
+    EXPECT_EQ(AParcel_getDataSize(from.get()), 32);
+}
+
+}  // namespace

@@ -1,0 +1,253 @@
+#include "tests/platform/TestPeer.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <thread>
+#include <utility>
+
+#include <unistd.h>
+
+#include <android/binder_manager.h>
+#include <android/binder_process.h>
+
+#include "binder_host/ServiceManager.h"
+
+namespace platformtest {
+namespace {
+
+using ndk::ScopedAStatus;
+
+// The thread is within a call of descend() to another process.
+thread_local int gDescending = 0;
+
+const harness::Role kServer("peer", [](harness::Parent& parent) {
+    prepareProcess();
+    const auto peer = ndk::SharedRefBase::make<TestPeer>();
+    if (AServiceManager_addService(peer->asBinder().get(), parent.arguments[0].c_str()) !=
+        EX_NONE) {
+        return;
+    }
+    parent.say("ready");
+    parent.untilGone();
+});
+
+}  // namespace
+
+void prepareProcess() {
+    binder::startServiceManager();
+    ABinderProcess_startThreadPool();
+}
+
+std::shared_ptr<ITestPeer> peerNamed(const std::string& name) {
+    return ITestPeer::fromBinder(ndk::SpAIBinder(AServiceManager_waitForService(name.c_str())));
+}
+
+PeerProcess::PeerProcess(const std::string& name)
+    // The service manager has to outlive the child: it is hosted here.
+    : child((prepareProcess(), "peer"), {name}) {
+    if (child.hear() == "ready") peer = peerNamed(name);
+}
+
+ScopedAStatus TestPeer::echo(const Sample& sample, Sample* copy, std::vector<int32_t>* numbers,
+                             Sample* result) {
+    *copy = sample;
+    *result = sample;
+    for (int32_t& number : *numbers) number = -number;
+    return ScopedAStatus::ok();
+}
+
+ScopedAStatus TestPeer::echoDescriptor(const ndk::ScopedFileDescriptor& descriptor,
+                                       ndk::ScopedFileDescriptor* result) {
+    *result = descriptor.dup();
+    return ScopedAStatus::ok();
+}
+
+ScopedAStatus TestPeer::echoDescriptors(const std::vector<ndk::ScopedFileDescriptor>& descriptors,
+                                        std::vector<ndk::ScopedFileDescriptor>* result) {
+    for (const ndk::ScopedFileDescriptor& descriptor : descriptors) {
+        result->push_back(descriptor.dup());
+    }
+    return ScopedAStatus::ok();
+}
+
+ScopedAStatus TestPeer::bytes(int32_t size, std::vector<uint8_t>* result) {
+    result->assign(static_cast<size_t>(size), 0x5a);
+    return ScopedAStatus::ok();
+}
+
+ScopedAStatus TestPeer::swallow(const std::vector<uint8_t>& bytes, int32_t* result) {
+    *result = static_cast<int32_t>(bytes.size());
+    return ScopedAStatus::ok();
+}
+
+ScopedAStatus TestPeer::fail(int32_t how) {
+    return how == 0 ? ScopedAStatus::fromServiceSpecificErrorWithMessage(ERROR_REFUSED, "refused")
+                    : ScopedAStatus::fromExceptionCodeWithMessage(EX_ILLEGAL_ARGUMENT, "illegal");
+}
+
+ScopedAStatus TestPeer::isYou(const ndk::SpAIBinder& binder, bool* result) {
+    *result = binder.get() == asBinder().get() && !AIBinder_isRemote(binder.get());
+    return ScopedAStatus::ok();
+}
+
+ScopedAStatus TestPeer::echoBinder(const ndk::SpAIBinder& binder, ndk::SpAIBinder* result) {
+    *result = binder;
+    return ScopedAStatus::ok();
+}
+
+ScopedAStatus TestPeer::echoPeer(const std::shared_ptr<ITestPeer>& peer,
+                                 std::shared_ptr<ITestPeer>* result) {
+    *result = peer;
+    return ScopedAStatus::ok();
+}
+
+ScopedAStatus TestPeer::create(std::shared_ptr<ITestPeer>* result) {
+    *result = ndk::SharedRefBase::make<TestPeer>();
+    return ScopedAStatus::ok();
+}
+
+ScopedAStatus TestPeer::keep(const std::shared_ptr<ITestPeer>& peer) {
+    const std::lock_guard lock(mLock);
+    mKept = peer;
+    return ScopedAStatus::ok();
+}
+
+ScopedAStatus TestPeer::kept(std::shared_ptr<ITestPeer>* result) {
+    const std::lock_guard lock(mLock);
+    *result = mKept;
+    return ScopedAStatus::ok();
+}
+
+ScopedAStatus TestPeer::descend(const std::shared_ptr<ITestPeer>& other, int32_t depth,
+                                int32_t* result) {
+    {
+        const std::lock_guard lock(mLock);
+        mSameThread = gDescending > 0;
+    }
+    *result = 1;
+    if (depth == 0) return ScopedAStatus::ok();
+    int32_t below = 0;
+    ++gDescending;
+    ScopedAStatus status = other->descend(ref<ITestPeer>(), depth - 1, &below);
+    --gDescending;
+    *result += below;
+    return status;
+}
+
+ScopedAStatus TestPeer::cameBackOnSameThread(bool* result) {
+    const std::lock_guard lock(mLock);
+    *result = mSameThread;
+    return ScopedAStatus::ok();
+}
+
+ScopedAStatus TestPeer::meet(int32_t callers) {
+    std::unique_lock lock(mLock);
+    ++mMeeting;
+    mChanged.notify_all();
+    while (mMeeting < callers) mChanged.wait(lock);
+    return ScopedAStatus::ok();
+}
+
+ScopedAStatus TestPeer::hang() {
+    for (;;) pause();
+}
+
+ScopedAStatus TestPeer::die() {
+    _exit(0);
+}
+
+void TestPeer::posted(int32_t number) {
+    std::unique_lock lock(mLock);
+    while (mHolding) mChanged.wait(lock);
+    mPosts.push_back(number);
+    mChanged.notify_all();
+}
+
+ScopedAStatus TestPeer::post(int32_t number) {
+    posted(number);
+    return ScopedAStatus::ok();
+}
+
+ScopedAStatus TestPeer::holdPosts() {
+    {
+        const std::lock_guard lock(mLock);
+        mHolding = true;
+    }
+    posted(-1);
+    return ScopedAStatus::ok();
+}
+
+ScopedAStatus TestPeer::releasePosts() {
+    std::unique_lock lock(mLock);
+    while (!mHolding) mChanged.wait(lock);
+    mHolding = false;
+    mChanged.notify_all();
+    return ScopedAStatus::ok();
+}
+
+ScopedAStatus TestPeer::awaitPosts(int32_t count, std::vector<int32_t>* result) {
+    std::unique_lock lock(mLock);
+    while (mPosts.size() < static_cast<size_t>(count)) mChanged.wait(lock);
+    *result = mPosts;
+    return ScopedAStatus::ok();
+}
+
+ScopedAStatus TestPeer::postBytes(const std::vector<uint8_t>& bytes) {
+    posted(static_cast<int32_t>(bytes.size()));
+    return ScopedAStatus::ok();
+}
+
+ScopedAStatus TestPeer::postFailure() {
+    posted(0);
+    return ScopedAStatus::fromServiceSpecificError(ERROR_REFUSED);
+}
+
+ScopedAStatus TestPeer::postPeer(const std::shared_ptr<ITestPeer>& peer) {
+    {
+        const std::lock_guard lock(mLock);
+        mKept = peer;
+    }
+    posted(0);
+    return ScopedAStatus::ok();
+}
+
+ScopedAStatus TestPeer::callingPid(int32_t* result) {
+    *result = AIBinder_getCallingPid();
+    return ScopedAStatus::ok();
+}
+
+ScopedAStatus TestPeer::callingUid(int32_t* result) {
+    *result = static_cast<int32_t>(AIBinder_getCallingUid());
+    return ScopedAStatus::ok();
+}
+
+ScopedAStatus TestPeer::noteCallingPid() {
+    const std::lock_guard lock(mLock);
+    mNotedPid = AIBinder_getCallingPid();
+    mChanged.notify_all();
+    return ScopedAStatus::ok();
+}
+
+ScopedAStatus TestPeer::notedPid(int32_t* result) {
+    std::unique_lock lock(mLock);
+    while (!mNotedPid.has_value()) mChanged.wait(lock);
+    *result = *mNotedPid;
+    return ScopedAStatus::ok();
+}
+
+ScopedAStatus TestPeer::liveObjects(int32_t* result) {
+    *result = live();
+    return ScopedAStatus::ok();
+}
+
+ScopedAStatus TestPeer::openDescriptors(int32_t* result) {
+    *result = static_cast<int32_t>(harness::openDescriptors());
+    return ScopedAStatus::ok();
+}
+
+binder_status_t TestPeer::dump(int fd, const char** args, uint32_t numArgs) {
+    for (uint32_t i = 0; i < numArgs; ++i) dprintf(fd, "[%s]", args[i]);
+    return STATUS_OK;
+}
+
+}  // namespace platformtest

@@ -1,0 +1,115 @@
+#pragma once
+
+#include <atomic>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <android-base/thread_annotations.h>
+
+#include <aidl/platformtest/BnTestPeer.h>
+
+#include "tests/support/ProcessHarness.h"
+
+namespace platformtest {
+
+using ::aidl::platformtest::ITestPeer;
+using ::aidl::platformtest::Kind;
+using ::aidl::platformtest::Sample;
+
+/** Serves ITestPeer. Any thread. */
+class TestPeer : public ::aidl::platformtest::BnTestPeer {
+  public:
+    TestPeer() { ++gLive; }
+    ~TestPeer() override { --gLive; }
+
+    static int live() { return gLive; }
+
+    ndk::ScopedAStatus echo(const Sample& sample, Sample* copy, std::vector<int32_t>* numbers,
+                            Sample* result) override;
+    ndk::ScopedAStatus echoDescriptor(const ndk::ScopedFileDescriptor& descriptor,
+                                      ndk::ScopedFileDescriptor* result) override;
+    ndk::ScopedAStatus echoDescriptors(const std::vector<ndk::ScopedFileDescriptor>& descriptors,
+                                       std::vector<ndk::ScopedFileDescriptor>* result) override;
+    ndk::ScopedAStatus bytes(int32_t size, std::vector<uint8_t>* result) override;
+    ndk::ScopedAStatus swallow(const std::vector<uint8_t>& bytes, int32_t* result) override;
+    ndk::ScopedAStatus fail(int32_t how) override;
+
+    ndk::ScopedAStatus isYou(const ndk::SpAIBinder& binder, bool* result) override;
+    ndk::ScopedAStatus echoBinder(const ndk::SpAIBinder& binder, ndk::SpAIBinder* result) override;
+    ndk::ScopedAStatus echoPeer(const std::shared_ptr<ITestPeer>& peer,
+                                std::shared_ptr<ITestPeer>* result) override;
+    ndk::ScopedAStatus create(std::shared_ptr<ITestPeer>* result) override;
+    ndk::ScopedAStatus keep(const std::shared_ptr<ITestPeer>& peer) override;
+    ndk::ScopedAStatus kept(std::shared_ptr<ITestPeer>* result) override;
+
+    ndk::ScopedAStatus descend(const std::shared_ptr<ITestPeer>& other, int32_t depth,
+                               int32_t* result) override;
+    ndk::ScopedAStatus cameBackOnSameThread(bool* result) override;
+    ndk::ScopedAStatus meet(int32_t callers) override;
+    ndk::ScopedAStatus hang() override;
+    ndk::ScopedAStatus die() override;
+
+    ndk::ScopedAStatus post(int32_t number) override;
+    ndk::ScopedAStatus holdPosts() override;
+    ndk::ScopedAStatus releasePosts() override;
+    ndk::ScopedAStatus awaitPosts(int32_t count, std::vector<int32_t>* result) override;
+    ndk::ScopedAStatus postBytes(const std::vector<uint8_t>& bytes) override;
+    ndk::ScopedAStatus postFailure() override;
+    ndk::ScopedAStatus postPeer(const std::shared_ptr<ITestPeer>& peer) override;
+
+    ndk::ScopedAStatus callingPid(int32_t* result) override;
+    ndk::ScopedAStatus callingUid(int32_t* result) override;
+    ndk::ScopedAStatus noteCallingPid() override;
+    ndk::ScopedAStatus notedPid(int32_t* result) override;
+
+    ndk::ScopedAStatus liveObjects(int32_t* result) override;
+    ndk::ScopedAStatus openDescriptors(int32_t* result) override;
+
+    binder_status_t dump(int fd, const char** args, uint32_t numArgs) override;
+
+  private:
+    void posted(int32_t number);
+
+    static inline std::atomic<int> gLive{0};
+
+    std::mutex mLock;
+    std::condition_variable mChanged;
+    std::shared_ptr<ITestPeer> mKept GUARDED_BY(mLock);
+    std::vector<int32_t> mPosts GUARDED_BY(mLock);
+    bool mHolding GUARDED_BY(mLock) = false;
+    int32_t mMeeting GUARDED_BY(mLock) = 0;
+    bool mSameThread GUARDED_BY(mLock) = false;
+    std::optional<pid_t> mNotedPid GUARDED_BY(mLock);
+};
+
+/** Makes this process able to serve and to host the service manager; once is enough. */
+void prepareProcess();
+
+/** The service of that name; waits for it. */
+std::shared_ptr<ITestPeer> peerNamed(const std::string& name);
+
+/** A child process that serves a TestPeer under a name. */
+class PeerProcess {
+  public:
+    explicit PeerProcess(const std::string& name);
+
+    harness::Child child;
+    std::shared_ptr<ITestPeer> peer;
+};
+
+/** Waits until the condition holds, yielding; false after half a minute. */
+template <typename Condition>
+bool eventually(Condition&& condition) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > deadline) return false;
+        std::this_thread::yield();
+    }
+    return true;
+}
+
+}  // namespace platformtest

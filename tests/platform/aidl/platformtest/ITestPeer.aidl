@@ -1,0 +1,55 @@
+package platformtest;
+
+import platformtest.Sample;
+
+/** An object of a test process that does what tests ask of it. */
+@VintfStability
+interface ITestPeer {
+    const int ERROR_REFUSED = 42;
+
+    Sample echo(in Sample sample, out Sample copy, inout int[] numbers);
+    ParcelFileDescriptor echoDescriptor(in ParcelFileDescriptor descriptor);
+    ParcelFileDescriptor[] echoDescriptors(in ParcelFileDescriptor[] descriptors);
+    byte[] bytes(int size);
+    int swallow(in byte[] bytes);
+    /** Fails with exception 0: service-specific ERROR_REFUSED, 1: illegal argument. */
+    void fail(int how);
+
+    /** True when the binder is the object itself. */
+    boolean isYou(IBinder binder);
+    IBinder echoBinder(IBinder binder);
+    @nullable ITestPeer echoPeer(@nullable ITestPeer peer);
+    ITestPeer create();
+    void keep(@nullable ITestPeer peer);
+    @nullable ITestPeer kept();
+
+    /** Calls the other one's descend(depth - 1) until 0; the number of calls. */
+    int descend(ITestPeer other, int depth);
+    /** True when descend() was last served by the thread that had called into the peer. */
+    boolean cameBackOnSameThread();
+    /** Returns when so many callers are in here. */
+    void meet(int callers);
+    /** Does not return. */
+    void hang();
+    /** Ends the process. */
+    void die();
+
+    oneway void post(int number);
+    /** Holds up the one-way calls to this object. */
+    oneway void holdPosts();
+    void releasePosts();
+    /** The numbers posted so far, once there are so many. */
+    int[] awaitPosts(int count);
+    oneway void postBytes(in byte[] bytes);
+    oneway void postFailure();
+    oneway void postPeer(ITestPeer peer);
+
+    int callingPid();
+    int callingUid();
+    oneway void noteCallingPid();
+    int notedPid();
+
+    /** Objects of this interface that the process has, this one included. */
+    int liveObjects();
+    int openDescriptors();
+}

@@ -1,0 +1,8 @@
+package platformtest;
+
+@VintfStability
+@Backing(type="int")
+enum Kind {
+    PLAIN,
+    ODD = 7,
+}
