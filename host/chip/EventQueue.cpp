@@ -1,0 +1,66 @@
+#include "host/chip/EventQueue.h"
+
+#include <cerrno>
+#include <utility>
+
+namespace lmfg {
+
+void EventQueue::start() {
+    const std::lock_guard<std::mutex> guard(mLock);
+    if (mRunning) return;
+    mRunning = true;
+    mThread = std::thread([this] { run(); });
+}
+
+void EventQueue::stop() {
+    std::thread thread;
+    {
+        const std::lock_guard<std::mutex> guard(mLock);
+        mRunning = false;
+        thread = std::move(mThread);
+        mDone += mTasks.size();
+        mTasks.clear();
+    }
+    mChanged.notify_all();
+    if (thread.joinable()) thread.join();
+}
+
+int EventQueue::post(std::function<void()> task) {
+    {
+        const std::lock_guard<std::mutex> guard(mLock);
+        if (!mRunning) return -ESHUTDOWN;
+        if (mTasks.size() >= kMaxPending) return -EAGAIN;
+        mTasks.push_back(std::move(task));
+        ++mPosted;
+    }
+    mChanged.notify_all();
+    return 0;
+}
+
+int EventQueue::drain(std::chrono::milliseconds timeout) {
+    std::unique_lock<std::mutex> lock(mLock);
+    if (!mRunning) return -ESHUTDOWN;
+    if (std::this_thread::get_id() == mThread.get_id()) return -EDEADLK;
+    const bool woken = mChanged.wait_for(
+            lock, timeout, [this, last = mPosted] { return mDone >= last || !mRunning; });
+    if (!woken) return -ETIMEDOUT;
+    return mRunning ? 0 : -ESHUTDOWN;
+}
+
+void EventQueue::run() {
+    std::unique_lock<std::mutex> lock(mLock);
+    for (;;) {
+        mChanged.wait(lock, [this] { return !mTasks.empty() || !mRunning; });
+        if (!mRunning) return;
+        std::function<void()> task = std::move(mTasks.front());
+        mTasks.pop_front();
+        lock.unlock();
+        task();
+        task = nullptr;
+        lock.lock();
+        ++mDone;
+        mChanged.notify_all();
+    }
+}
+
+}  // namespace lmfg

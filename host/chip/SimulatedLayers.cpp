@@ -1,0 +1,182 @@
+#include <cerrno>
+#include <cstdio>
+#include <fstream>
+
+#include <nlohmann/json.hpp>
+
+#include "host/chip/SimulatedChip.h"
+
+namespace lmfg {
+
+namespace {
+
+constexpr size_t kMaxLayers = 1024;
+constexpr int kMaxTransform = 7;
+
+bool isRect(hwc_rect rect) {
+    return rect.left <= rect.right && rect.top <= rect.bottom;
+}
+
+}  // namespace
+
+template <typename Change>
+void SimulatedChip::changeLayer(const char* operation, uint64_t layer, Change change) {
+    const std::lock_guard<std::mutex> guard(mLock);
+    ChipLayer* it = findLayer(layer);
+    const int status = it == nullptr ? -EINVAL : change(*it);
+    if (status < 0) refuse(operation + (" " + std::to_string(layer)), status);
+}
+
+void SimulatedChip::CreateLayer(uint64_t layer, int display) {
+    const std::lock_guard<std::mutex> guard(mLock);
+    const int status = find(static_cast<uint64_t>(display)) == nullptr ? -EINVAL
+                       : mState.layers.contains(layer)                 ? -EEXIST
+                       : mState.layers.size() >= kMaxLayers            ? -ENOSPC
+                                                                       : 0;
+    if (status < 0) {
+        refuse("CreateLayer " + std::to_string(layer), status);
+        return;
+    }
+    mState.layers[layer].display = display;
+}
+
+void SimulatedChip::DestroyLayer(uint64_t layer) {
+    const std::lock_guard<std::mutex> guard(mLock);
+    if (mState.layers.erase(layer) == 0) refuse("DestroyLayer " + std::to_string(layer), -EINVAL);
+}
+
+void SimulatedChip::ChangeLayerType(uint64_t layer, int type) {
+    changeLayer("ChangeLayerType", layer, [type](ChipLayer& it) {
+        it.type = type;
+        return 0;
+    });
+}
+
+void SimulatedChip::SetLayerCompositionType(uint64_t layer, int type) {
+    changeLayer("SetLayerCompositionType", layer, [type](ChipLayer& it) {
+        it.composition = type;
+        return 0;
+    });
+}
+
+void SimulatedChip::SetLayerTransform(uint64_t layer, int transform) {
+    changeLayer("SetLayerTransform", layer, [transform](ChipLayer& it) {
+        if (transform < 0 || transform > kMaxTransform) return -EINVAL;
+        it.transform = transform;
+        return 0;
+    });
+}
+
+void SimulatedChip::SetLayerZOrder(uint64_t layer, uint32_t z) {
+    changeLayer("SetLayerZOrder", layer, [z](ChipLayer& it) {
+        it.z = z;
+        return 0;
+    });
+}
+
+void SimulatedChip::SetLayerDisplayFrame(uint64_t layer, hwc_rect frame) {
+    changeLayer("SetLayerDisplayFrame", layer, [frame](ChipLayer& it) {
+        if (!isRect(frame)) return -EINVAL;
+        it.frame = frame;
+        return 0;
+    });
+}
+
+void SimulatedChip::SetLayerSourceCrop(uint64_t layer, hwc_rect crop) {
+    changeLayer("SetLayerSourceCrop", layer, [crop](ChipLayer& it) {
+        if (!isRect(crop)) return -EINVAL;
+        it.crop = crop;
+        return 0;
+    });
+}
+
+void SimulatedChip::setLayerBuffer(uint64_t display, uint64_t layer, const BufferInfo& info) {
+    changeLayer("setLayerBuffer", layer, [display, &info](ChipLayer& it) {
+        if (static_cast<uint64_t>(it.display) != display) return -EINVAL;
+        it.buffer = info.value1;
+        ++it.bufferUpdates;
+        return 0;
+    });
+}
+
+void SimulatedChip::setLayerProperty(uint32_t property, uint64_t value) {
+    const std::lock_guard<std::mutex> guard(mLock);
+    if (mState.properties.size() >= kMaxLayers && !mState.properties.contains(property)) {
+        refuse("setLayerProperty " + std::to_string(property), -ENOSPC);
+        return;
+    }
+    mState.properties[property] = value;
+}
+
+void SimulatedChip::SetLayerSetEmpty(int display, bool empty) {
+    const std::lock_guard<std::mutex> guard(mLock);
+    ChipDisplay* it = find(static_cast<uint64_t>(display));
+    if (it == nullptr) {
+        refuse("SetLayerSetEmpty " + std::to_string(display), -EINVAL);
+        return;
+    }
+    it->empty = empty;
+}
+
+void SimulatedChip::buildLayerStack(int display, const LayerStack& stack) {
+    const std::lock_guard<std::mutex> guard(mLock);
+    ChipDisplay* it = find(static_cast<uint64_t>(display));
+    const int status = it == nullptr ? -EINVAL : stack.layers.size() > kMaxLayers ? -E2BIG : 0;
+    if (status < 0) {
+        refuse("buildLayerStack " + std::to_string(display), status);
+        return;
+    }
+    it->stack = stack;
+    ++it->builds;
+}
+
+int SimulatedChip::CommitLayerStack(int display, bool) {
+    const std::lock_guard<std::mutex> guard(mLock);
+    ChipDisplay* it = find(static_cast<uint64_t>(display));
+    const int status = it == nullptr ? -EINVAL : it->builds == 0 ? -ENODATA : 0;
+    if (status < 0) return refuse("CommitLayerStack " + std::to_string(display), status);
+    ++it->commits;
+    return 0;
+}
+
+int SimulatedChip::present(const char* operation, int display) {
+    nlohmann::json frame;
+    uint64_t number = 0;
+    {
+        const std::lock_guard<std::mutex> guard(mLock);
+        ChipDisplay& it = mState.displays[static_cast<size_t>(display)];
+        if (!it.connected) return refuse(operation, -ENODEV);
+        if (it.commits == 0) return refuse(operation, -ENODATA);
+        ++it.presents;
+        number = ++mState.frames;
+        if (!mFramesDir.empty()) frame = frameJson(mState, display, number);
+    }
+    if (!mFramesDir.empty()) writeFrame(frame, number);
+    return 0;
+}
+
+void SimulatedChip::writeFrame(const nlohmann::json& frame, uint64_t number) {
+    char name[40];
+    std::snprintf(name, sizeof(name), "/frame-%06llu.json",
+                  static_cast<unsigned long long>(number));
+    std::ofstream file(mFramesDir + name);
+    file << frame.dump(2) << "\n";
+    file.flush();
+    if (file.good()) return;
+    const std::lock_guard<std::mutex> guard(mLock);
+    refuse("to write " + mFramesDir + name, -EIO);
+}
+
+bool SimulatedChip::Present() {
+    return present("Present", kPrimaryDisplay) == 0;
+}
+
+bool SimulatedChip::Present2nd() {
+    return present("Present2nd", kSecondaryDisplay) == 0;
+}
+
+int SimulatedChip::PresentDisplay() {
+    return present("PresentDisplay", kPrimaryDisplay);
+}
+
+}  // namespace lmfg

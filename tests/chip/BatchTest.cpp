@@ -1,0 +1,76 @@
+#include <cerrno>
+#include <string>
+
+#include <gmock/gmock.h>
+
+#include "tests/chip/SimulatedChipFixture.h"
+
+namespace lmfg {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using BatchTest = SimulatedChipTest;
+
+TEST_F(BatchTest, RunsCommandsInOrder) {
+    EXPECT_EQ(reply("set 5 1 -2 2147483647; get 5\n"
+                    "# a comment\n"
+                    "  get 5 1 1 # ;get 99\r\n"
+                    "\n;;\t\n"
+                    "osd 3 1;get 512"),
+              "set 5: ok\n"
+              "get 5: [1,-2,2147483647]\n"
+              "get 5: [-2]\n"
+              "osd 3: ok\n"
+              "get 512: [4,1024,64]\n");
+    EXPECT_EQ(mService->GetOsdState(), 3);
+    EXPECT_EQ(mService->GetOsdOverFlow(), 1);
+    EXPECT_EQ(reply(""), "");
+    EXPECT_EQ(reply("set 5;clear"), "set 5: ok\nclear: ok\n");
+}
+
+TEST_F(BatchTest, MalformedTextChangesNothing) {
+    struct {
+        std::string text;
+        std::string refusal;
+    } const cases[] = {
+            {"set 5 1\nnonsense 1", "line 2: unknown command 'nonsense'"},
+            {"set", "line 1: usage: set TYPE [VALUE...]"},
+            {"set 5 x", "line 1: usage: set TYPE [VALUE...]"},
+            {"set 5 1 2147483648", "line 1: usage: set TYPE [VALUE...]"},
+            {"set 5 1.5", "line 1: usage: set TYPE [VALUE...]"},
+            {"get 5 0 1 2", "line 1: usage: get TYPE [FIRST [COUNT]]"},
+            {"\n\nrefresh 1; power 1", "line 3: usage: power DISPLAY MODE"},
+            {"refresh 9223372036854775808", "line 1: usage: refresh DISPLAY"},
+            {"sample 1 2147483648 0", "line 1: usage: sample DISPLAY A B"},
+            {"wait 1", "line 1: usage: wait"},
+            {std::string("clear\0", 6), std::string("line 1: unknown command 'clear\0'", 32)},
+    };
+    for (const auto& [text, refusal] : cases) {
+        EXPECT_EQ(batch(text).status, -EINVAL) << text;
+        EXPECT_THAT(dump(), HasSubstr("refused batch " + refusal + ": EINVAL\n"));
+    }
+    EXPECT_EQ(get(5).status, -ENOENT);
+    EXPECT_THAT(dump(), HasSubstr("batches 0, events raised 0\n"));
+}
+
+TEST_F(BatchTest, RefusedCommandEndsTheBatch) {
+    EXPECT_EQ(batch("set 5 1\nset 600 1\nset 6 1").status, -EPERM);
+    EXPECT_THAT(get(5).value, ElementsAre(1));
+    EXPECT_EQ(get(6).status, -ENOENT);
+    EXPECT_THAT(dump(), HasSubstr("refused batch line 2: set: EPERM\n"));
+}
+
+TEST_F(BatchTest, SizeIsLimited) {
+    EXPECT_EQ(batch(std::string(64 * 1024, ' ')).status, 0);
+    EXPECT_EQ(batch(std::string(64 * 1024 + 1, ' ')).status, -E2BIG);
+    std::string text;
+    for (int i = 0; i < 1024; ++i)
+        text += "osd 1 1;";
+    EXPECT_EQ(batch(text).status, 0);
+    EXPECT_EQ(batch(text + "osd 2 2").status, -E2BIG);
+    EXPECT_EQ(mService->GetOsdState(), 1);
+}
+
+}  // namespace
+}  // namespace lmfg
