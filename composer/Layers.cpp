@@ -1,0 +1,247 @@
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include <android/binder_auto_utils.h>
+#include <hardware/hwcomposer_defs.h>
+
+#include "composer/VelaComposerClient.h"
+#include "support/Status.h"
+#include "translate/AidlToHidl.h"
+
+// What an operation answers without a library differs from one to the next, and which of its
+// arguments reach the library does too. Both are deliberate throughout: compositors and the library
+// are matched to each other through exactly these forwards.
+
+namespace aidl::vendor::lumenforge::hardware::display {
+
+using lmfg::support::kLibraryAbsent;
+using lmfg::support::ok;
+using lmfg::support::serviceError;
+using lmfg::support::unknownError;
+namespace V1_1 = ::vendor::lumenforge::hardware::display::V1_1;
+
+namespace {
+
+constexpr int64_t kPrimaryDisplay = 0;
+constexpr int64_t kPluggableDisplay = 1;
+constexpr int64_t kVirtualDisplay = 2;
+constexpr int64_t kSecondPresentDisplay = 3;
+
+hwc_rect toHwcRect(const HwcRect& rect) {
+    return {.left = rect.left, .top = rect.top, .right = rect.right, .bottom = rect.bottom};
+}
+
+}  // namespace
+
+ndk::ScopedAStatus VelaComposerClient::buildLayerStack(int64_t display, const LayerStack& stack) {
+    if (mService == nullptr) return unknownError();
+    V1_1::LayerStack record;
+    lmfg::a2h::translate(stack, &record);
+    mService->buildLayerStack(static_cast<int>(display), record);
+    return ok();
+}
+
+ndk::ScopedAStatus VelaComposerClient::changeLayerType(int64_t layer, int64_t type) {
+    if (mService == nullptr) return unknownError();
+    mService->ChangeLayerType(static_cast<uint64_t>(layer), static_cast<int>(type));
+    return ok();
+}
+
+ndk::ScopedAStatus VelaComposerClient::commitLayerStack(int64_t display, int32_t flags,
+                                                        int32_t* result) {
+    if (mService == nullptr) return serviceError(kLibraryAbsent);
+    *result = mService->CommitLayerStack(static_cast<int>(display), flags != 0);
+    return ok();
+}
+
+ndk::ScopedAStatus VelaComposerClient::configureVelaMaxcll(int32_t value, int32_t* result) {
+    if (mService == nullptr) return serviceError(kLibraryAbsent);
+    *result = mService->configureVelaMaxcll(value);
+    return ok();
+}
+
+ndk::ScopedAStatus VelaComposerClient::createLayer(int64_t display, int64_t layer) {
+    if (mService == nullptr) return unknownError();
+    // The swap is deliberate: the library wants the layer first.
+    mService->CreateLayer(static_cast<uint64_t>(layer), static_cast<int>(display));
+    return ok();
+}
+
+ndk::ScopedAStatus VelaComposerClient::destroyLayer(int64_t /*display*/, int64_t layer) {
+    if (mService == nullptr) return unknownError();
+    mService->DestroyLayer(static_cast<uint64_t>(layer));
+    return ok();
+}
+
+ndk::ScopedAStatus VelaComposerClient::enableSecondaryDisplay(bool enable) {
+    if (mService == nullptr) return unknownError();
+    // Deliberately on only: switching the display off is not for a compositor to ask.
+    if (enable) mService->enableSecondaryDisplay(true);
+    return ok();
+}
+
+ndk::ScopedAStatus VelaComposerClient::handleDisplayEvent(int64_t display, int32_t event,
+                                                          int32_t value, int32_t* result) {
+    if (mService == nullptr) return serviceError(kLibraryAbsent);
+    *result = mService->handleDisplayEvent(static_cast<uint64_t>(display), event, value);
+    return ok();
+}
+
+ndk::ScopedAStatus VelaComposerClient::present(int64_t display, int32_t* result) {
+    if (mService == nullptr) {
+        // Deliberately no error: a compositor goes on with its frames where the chip is missing.
+        *result = 1;
+        return ok();
+    }
+    const bool presented =
+            display == kSecondPresentDisplay ? mService->Present2nd() : mService->Present();
+    *result = presented ? 1 : 0;
+    return ok();
+}
+
+ndk::ScopedAStatus VelaComposerClient::presentDisplay(int64_t display, int32_t* result) {
+    if (mService == nullptr) return serviceError(kLibraryAbsent);
+    // The library presents the primary display only; for the others there is deliberately success.
+    *result = display == kPrimaryDisplay ? mService->PresentDisplay() : 0;
+    return ok();
+}
+
+ndk::ScopedAStatus VelaComposerClient::reportDualChannelStatus(int32_t status) {
+    if (mService == nullptr) return unknownError();
+    mService->reportDualChannelStatus(status);
+    return ok();
+}
+
+ndk::ScopedAStatus VelaComposerClient::setActiveConfig(int64_t /*display*/,
+                                                       const DisplayConfigVariableInfo& config) {
+    if (mService == nullptr) return unknownError();
+    V1_1::DisplayConfigVariableInfo record;
+    lmfg::a2h::translate(config, &record);
+    mService->setActiveConfig(record);
+    return ok();
+}
+
+ndk::ScopedAStatus VelaComposerClient::setClientTarget(int64_t /*display*/, int32_t target) {
+    if (mService == nullptr) return unknownError();
+    mService->SetClientTarget(target);
+    return ok();
+}
+
+ndk::ScopedAStatus VelaComposerClient::setColorModeWithRenderIntent(int64_t /*display*/,
+                                                                    int32_t mode, int32_t intent,
+                                                                    int32_t* result) {
+    if (mService == nullptr) return serviceError(kLibraryAbsent);
+    *result = mService->SetColorModeWithRenderIntent(mode, intent);
+    return ok();
+}
+
+ndk::ScopedAStatus VelaComposerClient::setDisplayConnected(int64_t display, bool connected) {
+    if (mService == nullptr) return unknownError();
+    // Other displays are always connected, so there is deliberately nothing to tell, and no error.
+    if (display == kPluggableDisplay) mService->SetPluggableDisplayConnected(connected);
+    if (display == kVirtualDisplay) mService->SetVirtualDisplayConnected(connected);
+    return ok();
+}
+
+ndk::ScopedAStatus VelaComposerClient::setLayerBuffer(int64_t display, int64_t layer,
+                                                      const BufferInfo& buffer) {
+    if (mService == nullptr) return unknownError();
+    V1_1::BufferInfo record;
+    lmfg::a2h::translate(buffer, &record);
+    mService->setLayerBuffer(static_cast<uint64_t>(display), static_cast<uint64_t>(layer), record);
+    return ok();
+}
+
+ndk::ScopedAStatus VelaComposerClient::setLayerCompositionType(int64_t /*display*/, int64_t layer,
+                                                               int32_t type) {
+    if (mService == nullptr) return unknownError();
+    mService->SetLayerCompositionType(static_cast<uint64_t>(layer), type);
+    return ok();
+}
+
+ndk::ScopedAStatus VelaComposerClient::setLayerDisplayFrame(int64_t /*display*/, int64_t layer,
+                                                            const HwcRect& frame) {
+    if (mService == nullptr) return unknownError();
+    mService->SetLayerDisplayFrame(static_cast<uint64_t>(layer), toHwcRect(frame));
+    return ok();
+}
+
+ndk::ScopedAStatus VelaComposerClient::setLayerProperty(int64_t /*display*/, int32_t property,
+                                                        int64_t value) {
+    if (mService == nullptr) return unknownError();
+    mService->setLayerProperty(static_cast<uint32_t>(property), static_cast<uint64_t>(value));
+    return ok();
+}
+
+ndk::ScopedAStatus VelaComposerClient::setLayerSetEmpty(int64_t display, bool empty) {
+    if (mService == nullptr) return unknownError();
+    mService->SetLayerSetEmpty(static_cast<int>(display), empty);
+    return ok();
+}
+
+ndk::ScopedAStatus VelaComposerClient::setLayerSourceCrop(int64_t /*display*/, int64_t layer,
+                                                          const HwcRect& crop) {
+    if (mService == nullptr) return unknownError();
+    mService->SetLayerSourceCrop(static_cast<uint64_t>(layer), toHwcRect(crop));
+    return ok();
+}
+
+ndk::ScopedAStatus VelaComposerClient::setLayerTransform(int64_t /*display*/, int64_t layer,
+                                                         int32_t transform) {
+    if (mService == nullptr) return unknownError();
+    mService->SetLayerTransform(static_cast<uint64_t>(layer), transform);
+    return ok();
+}
+
+ndk::ScopedAStatus VelaComposerClient::setLayerZOrder(int64_t /*display*/, int64_t layer,
+                                                      int32_t z) {
+    if (mService == nullptr) return unknownError();
+    mService->SetLayerZOrder(static_cast<uint64_t>(layer), static_cast<uint32_t>(z));
+    return ok();
+}
+
+ndk::ScopedAStatus VelaComposerClient::setOsdAutoRefresh(int32_t enable, int32_t* result) {
+    if (mService == nullptr) return serviceError(kLibraryAbsent);
+    *result = mService->setOsdAutoRefresh(enable);
+    return ok();
+}
+
+ndk::ScopedAStatus VelaComposerClient::setPowerMode(int64_t /*display*/, int32_t mode,
+                                                    bool /*first*/, bool second, int32_t* result) {
+    if (mService == nullptr) return serviceError(kLibraryAbsent);
+    // The library takes the second flag as a bit of the mode, knows nothing of the first, and its
+    // answer deliberately does not count.
+    constexpr int kSecondFlag = 0x100;
+    mService->SetPowerMode(second ? mode | kSecondFlag : mode);
+    *result = 0;
+    return ok();
+}
+
+ndk::ScopedAStatus VelaComposerClient::setColorTransform(const std::vector<float>& matrix,
+                                                         int32_t* result) {
+    if (mService == nullptr) return serviceError(kLibraryAbsent);
+    *result = mService->SetColorTransform(matrix);
+    return ok();
+}
+
+ndk::ScopedAStatus VelaComposerClient::configureVelaHdrMode(int32_t /*mode*/) {
+    // Deliberately never forwarded: the mode is the library's own to choose.
+    return unknownError();
+}
+
+ndk::ScopedAStatus VelaComposerClient::setFrameBufferResolution(int64_t display, int32_t width,
+                                                                int32_t height) {
+    if (mService == nullptr) return serviceError(kLibraryAbsent);
+    mService->setFrameBufferResolution(static_cast<int>(display), static_cast<uint32_t>(width),
+                                       static_cast<uint32_t>(height));
+    return ok();
+}
+
+ndk::ScopedAStatus VelaComposerClient::setPanelName(int64_t display, const std::string& name) {
+    if (mService == nullptr) return serviceError(kLibraryAbsent);
+    mService->setPanelName(static_cast<int>(display), name);
+    return ok();
+}
+
+}  // namespace aidl::vendor::lumenforge::hardware::display

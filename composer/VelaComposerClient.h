@@ -1,0 +1,139 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include <android-base/thread_annotations.h>
+#include <android/binder_ibinder.h>
+
+#include <aidl/vendor/lumenforge/hardware/display/BnVelaComposerClient.h>
+
+#include "servicelib/VelaService.h"
+#include "support/Log.h"
+
+namespace aidl::vendor::lumenforge::hardware::display {
+
+// The display operations of one compositor: every request is forwarded to the service library at
+// once, on the binder thread that brought it, and the library's four composer events go to the one
+// callback that the compositor registered.
+//
+// Threads. Requests run on binder threads, events on threads of the library, the death of the
+// callback arrives on a thread of the platform, and any of them may drop the last owner of the
+// object, so the destructor may run on any of them; it calls nobody but the platform. mLock guards
+// the callback and its death link and is never held while the callback or the library is called.
+// mService is written once, before the object is handed out, and read without a lock.
+//
+// Without a service library every request gets a fixed answer, the service-specific error -1 unless
+// an operation says otherwise. Error statuses leave out-parameters untouched.
+class VelaComposerClient : public BnVelaComposerClient {
+  public:
+    VelaComposerClient();
+    // Leaves the closures with the library; from now on they find the object gone.
+    ~VelaComposerClient() override;
+
+    // Binds the object to the library and takes over the library's composer events from whoever had
+    // them. Called once, on an object made by ndk::SharedRefBase::make, before it is handed out.
+    // `service` is not owned and must outlive the object; null leaves every request degraded.
+    void init(lmfg::VelaService* service);
+
+    // Lifecycle.cpp. STATUS_UNKNOWN_ERROR without a library. Null is accepted and changes nothing.
+    ndk::ScopedAStatus registerCallback(
+            const std::shared_ptr<IVelaComposerCallback>& callback) override;
+
+    // Configuration.cpp. Negative answers of the library become service-specific errors.
+    ndk::ScopedAStatus configureValues(VendorConfig type, const std::vector<int32_t>& values,
+                                       std::vector<int32_t>* result) override;
+    ndk::ScopedAStatus configureBatch(VendorConfig type, const std::string& request,
+                                      std::string* reply) override;
+    ndk::ScopedAStatus configureBuffer(VendorConfig type, int64_t param,
+                                       const ndk::ScopedFileDescriptor& fd, int32_t size) override;
+
+    // Layers.cpp. The library's results reach the caller as values, never as
+    // statuses. STATUS_UNKNOWN_ERROR without a library, except for the operations that return a
+    // value and the last two.
+    ndk::ScopedAStatus buildLayerStack(int64_t display, const LayerStack& stack) override;
+    ndk::ScopedAStatus changeLayerType(int64_t layer, int64_t type) override;
+    ndk::ScopedAStatus commitLayerStack(int64_t display, int32_t flags, int32_t* result) override;
+    ndk::ScopedAStatus configureVelaMaxcll(int32_t value, int32_t* result) override;
+    ndk::ScopedAStatus createLayer(int64_t display, int64_t layer) override;
+    ndk::ScopedAStatus destroyLayer(int64_t display, int64_t layer) override;
+    ndk::ScopedAStatus enableSecondaryDisplay(bool enable) override;
+
+    // Queries.cpp.
+    ndk::ScopedAStatus getCurrentConfig(int64_t display, VelaFixedConfig* config) override;
+    ndk::ScopedAStatus getDumpString(int64_t display, std::string* text) override;
+    ndk::ScopedAStatus getLayerToneMappingLut(int64_t layer, int32_t table, LutData* lut) override;
+    ndk::ScopedAStatus getOsdStatus(int32_t which, int32_t* result) override;
+
+    ndk::ScopedAStatus handleDisplayEvent(int64_t display, int32_t event, int32_t value,
+                                          int32_t* result) override;
+    // Ok, and 1, without a library.
+    ndk::ScopedAStatus present(int64_t display, int32_t* result) override;
+    ndk::ScopedAStatus presentDisplay(int64_t display, int32_t* result) override;
+    ndk::ScopedAStatus reportDualChannelStatus(int32_t status) override;
+    ndk::ScopedAStatus setActiveConfig(int64_t display,
+                                       const DisplayConfigVariableInfo& config) override;
+    ndk::ScopedAStatus setClientTarget(int64_t display, int32_t target) override;
+    ndk::ScopedAStatus setColorModeWithRenderIntent(int64_t display, int32_t mode, int32_t intent,
+                                                    int32_t* result) override;
+    ndk::ScopedAStatus setDisplayConnected(int64_t display, bool connected) override;
+    ndk::ScopedAStatus setLayerBuffer(int64_t display, int64_t layer,
+                                      const BufferInfo& buffer) override;
+    ndk::ScopedAStatus setLayerCompositionType(int64_t display, int64_t layer,
+                                               int32_t type) override;
+    ndk::ScopedAStatus setLayerDisplayFrame(int64_t display, int64_t layer,
+                                            const HwcRect& frame) override;
+    ndk::ScopedAStatus setLayerProperty(int64_t display, int32_t property, int64_t value) override;
+    ndk::ScopedAStatus setLayerSetEmpty(int64_t display, bool empty) override;
+    ndk::ScopedAStatus setLayerSourceCrop(int64_t display, int64_t layer,
+                                          const HwcRect& crop) override;
+    ndk::ScopedAStatus setLayerTransform(int64_t display, int64_t layer,
+                                         int32_t transform) override;
+    ndk::ScopedAStatus setLayerZOrder(int64_t display, int64_t layer, int32_t z) override;
+    ndk::ScopedAStatus setOsdAutoRefresh(int32_t enable, int32_t* result) override;
+    ndk::ScopedAStatus setPowerMode(int64_t display, int32_t mode, bool first, bool second,
+                                    int32_t* result) override;
+    // Queries.cpp. Never an error: the result holds the library's status, then its values; nothing
+    // when the library did not answer, -1 alone without a library.
+    ndk::ScopedAStatus updateDisplayBrightness(int64_t display, int32_t brightness,
+                                               const std::vector<int32_t>& values,
+                                               std::vector<int32_t>* result) override;
+    ndk::ScopedAStatus setColorTransform(const std::vector<float>& matrix,
+                                         int32_t* result) override;
+    // STATUS_UNKNOWN_ERROR, always.
+    ndk::ScopedAStatus configureVelaHdrMode(int32_t mode) override;
+    ndk::ScopedAStatus setFrameBufferResolution(int64_t display, int32_t width,
+                                                int32_t height) override;
+    ndk::ScopedAStatus setPanelName(int64_t display, const std::string& name) override;
+
+    // Events.cpp: called by the library's threads, through the closures of init. What the callback
+    // leaves in its out-parameter counts, whatever status it returns. Without a callback: no
+    // values, and samples with value1 -1.
+    std::vector<int32_t> onConfigChanged(int64_t display, int32_t config,
+                                         const std::vector<int32_t>& values);
+    void onRefreshRequested(int64_t display);
+    void onDisplayPowerChanged(int64_t display, int32_t mode);
+    lmfg::VelaContentSamples onContentSamplingRequested(int64_t display, int32_t value1,
+                                                        int64_t value2);
+
+    // Drops whatever callback is registered: a notification is not matched against it.
+    void handleAidlDeath() EXCLUDES(mLock);
+
+  private:
+    struct AidlDeathRecipient;
+
+    std::shared_ptr<IVelaComposerCallback> currentCallback() EXCLUDES(mLock);
+    // Also ends the death record.
+    void unlinkCallback() REQUIRES(mLock);
+
+    lmfg::VelaService* mService = nullptr;
+    std::mutex mLock;
+    std::shared_ptr<IVelaComposerCallback> mCallback GUARDED_BY(mLock);
+    const int32_t mLogMask = lmfg::support::kLogRegistration;
+    std::unique_ptr<AidlDeathRecipient> mDeathRecipient GUARDED_BY(mLock);
+};
+
+}  // namespace aidl::vendor::lumenforge::hardware::display
