@@ -1,0 +1,73 @@
+#include "service/VelaDefault.h"
+
+#include "support/Log.h"
+
+namespace aidl::vendor::lumenforge::hardware::display {
+
+using namespace lmfg::support;
+
+namespace {
+
+void trace(uint32_t mask, const void* client, const char* what) {
+    if (mask & kLogTrace) {
+        __android_log_print(ANDROID_LOG_DEBUG, kLogTag, "[%p]%s", client, what);
+    }
+}
+
+}  // namespace
+
+void VelaDefault::onFeatureChanged(int32_t feature, const std::vector<int32_t>& values) {
+    std::vector<std::shared_ptr<IVelaCallback>> callbacks;
+    {
+        const std::lock_guard lock(mLock);
+        callbacks.reserve(mCallbacks.size());
+        for (const auto& [id, callback] : mCallbacks) {
+            if (callback != nullptr) callbacks.push_back(callback);
+        }
+    }
+    for (const auto& callback : callbacks) {
+        trace(mLogMask, callback.get(), "onFeatureChanged");
+        // A dead callback is removed by its death notification; here it only must not stop the
+        // rest.
+        (void)callback->onFeatureChanged(feature, values);
+        trace(mLogMask, callback.get(), "onFeatureChanged - end");
+    }
+}
+
+int32_t VelaDefault::onSoftVelaSetConfig(int64_t id, int32_t config,
+                                         const std::vector<int32_t>& values) {
+    const std::shared_ptr<ISoftVelaClient> client = firstSoftClient();
+    if (client == nullptr) return -1;
+    int32_t result = -1;
+    trace(mLogMask, client.get(), "setConfig");
+    // A failed call leaves -1, or what the reply held.
+    (void)client->setConfig(id, config, values, &result);
+    trace(mLogMask, client.get(), "setConfig - end");
+    return result;
+}
+
+int32_t VelaDefault::onSoftVelaGetConfig(int64_t id, int32_t config,
+                                         const std::vector<int32_t>& values,
+                                         std::vector<int32_t>& out) {
+    const std::shared_ptr<ISoftVelaClient> client = firstSoftClient();
+    if (client == nullptr) return -1;
+    trace(mLogMask, client.get(), "getConfig");
+    const ndk::ScopedAStatus status = client->getConfig(id, config, values, &out);
+    // Deliberately 0 for a dead client, unlike setConfig: the chip counts only the client's
+    // refusal.
+    const int32_t result = status.isOk() ? 0 : status.getServiceSpecificError();
+    trace(mLogMask, client.get(), "getConfig - end");
+    return result;
+}
+
+std::shared_ptr<ISoftVelaClient> VelaDefault::firstSoftClient() {
+    // The identifier that the chip names deliberately selects nothing: the one client that is
+    // asked serves all of them, and is told which was meant.
+    const std::lock_guard lock(mLock);
+    for (const auto& [id, client] : mSoftClients) {
+        if (client != nullptr) return client;
+    }
+    return nullptr;
+}
+
+}  // namespace aidl::vendor::lumenforge::hardware::display

@@ -1,0 +1,136 @@
+#include "service/Entry.h"
+
+#include <dlfcn.h>
+
+#include <android/binder_manager.h>
+
+#include "tests/service/ServiceTest.h"
+#include "tests/support/LogCapture.h"
+
+namespace aidl::vendor::lumenforge::hardware::display {
+namespace {
+
+/** Stands in for the service manager, and counts what the product frees of a status. */
+struct Manager {
+    binder_exception_t answer = EX_NONE;
+    std::string name;
+    ndk::SpAIBinder published;
+    int statusesFreed = 0;
+    int textsFreed = 0;
+};
+
+Manager* gManager = nullptr;
+
+}  // namespace
+}  // namespace aidl::vendor::lumenforge::hardware::display
+
+using aidl::vendor::lumenforge::hardware::display::gManager;
+
+// The test program's own definitions of these functions come before the platform's library.
+
+binder_exception_t AServiceManager_addService(AIBinder* binder, const char* instance) {
+    gManager->name = instance;
+    if (gManager->answer == EX_NONE) {
+        AIBinder_incStrong(binder);
+        gManager->published.set(binder);
+    }
+    return gManager->answer;
+}
+
+void AStatus_delete(AStatus* status) {
+    if (gManager != nullptr) ++gManager->statusesFreed;
+    reinterpret_cast<decltype(&AStatus_delete)>(dlsym(RTLD_NEXT, "AStatus_delete"))(status);
+}
+
+void AStatus_deleteDescription(const char* text) {
+    if (gManager != nullptr) ++gManager->textsFreed;
+    reinterpret_cast<decltype(&AStatus_deleteDescription)>(
+            dlsym(RTLD_NEXT, "AStatus_deleteDescription"))(text);
+}
+
+namespace aidl::vendor::lumenforge::hardware::display {
+namespace {
+
+using testing::ElementsAre;
+using vela::test::LogCapture;
+using vela::test::LogLine;
+using Member = lmfg::VelaServiceCallbacks::Member;
+
+constexpr char kName[] = "vendor.lumenforge.hardware.display.IVela/default";
+
+class EntryTest : public testing::Test {
+  protected:
+    EntryTest() {
+        gManager = &mManager;
+        lmfg::installChip(std::make_shared<testing::StrictMock<lmfg::MockChip>>());
+    }
+    ~EntryTest() override {
+        mManager.published.set(nullptr);
+        gDefaultInstance.reset();
+        gManager = nullptr;
+        lmfg::installChip(nullptr);
+    }
+
+    static bool hearsFeatureChanges() {
+        return lmfg::VelaServiceCallbacks(*lmfg::VelaService::init())
+                .isSet(Member::kFeatureChanged);
+    }
+
+    Manager mManager;
+    LogCapture mLog;
+};
+
+TEST_F(EntryTest, PublishesOneObject) {
+    EXPECT_EQ(AIDL_REGISTER_IVela(), 0);
+    EXPECT_EQ(mManager.name, kName);
+    EXPECT_EQ(IVela::fromBinder(mManager.published), gDefaultInstance);
+    EXPECT_THAT(mLog.take(), ElementsAre(LogLine{3, "IVela HAL starting up..."},
+                                         LogLine{3, "IVela HAL is registered"}));
+}
+
+TEST_F(EntryTest, PublishesADegradedObject) {
+    lmfg::installChip(nullptr);
+    EXPECT_EQ(AIDL_REGISTER_IVela(), 0);
+    EXPECT_NE(mManager.published.get(), nullptr);
+}
+
+TEST_F(EntryTest, ARefusedPublicationKeepsTheObjectTheStatusAndItsText) {
+    mManager.answer = EX_ILLEGAL_STATE;
+    EXPECT_EQ(AIDL_REGISTER_IVela(), 1);
+    EXPECT_EQ(mManager.statusesFreed, 0);
+    EXPECT_EQ(mManager.textsFreed, 0);
+    const std::string text = ndk::ScopedAStatus::fromStatus(EX_ILLEGAL_STATE).getDescription();
+    EXPECT_THAT(mLog.take(), ElementsAre(LogLine{3, "IVela HAL starting up..."},
+                                         LogLine{5, std::string("Failed to register ") + kName},
+                                         LogLine{5, text}));
+    ASSERT_NE(gDefaultInstance, nullptr);
+    EXPECT_EQ(gDefaultInstance.use_count(), 1);
+    EXPECT_TRUE(hearsFeatureChanges());
+}
+
+TEST_F(EntryTest, ASecondCallsObjectLosesItsClosuresWhenTheFirstGoes) {
+    ASSERT_EQ(AIDL_REGISTER_IVela(), 0);
+    const std::weak_ptr<VelaDefault> first = gDefaultInstance;
+    ndk::SpAIBinder client = mManager.published;
+    ASSERT_EQ(AIDL_REGISTER_IVela(), 0);
+    EXPECT_NE(gDefaultInstance, first.lock());
+    EXPECT_EQ(IVela::fromBinder(mManager.published), gDefaultInstance);
+    EXPECT_TRUE(hearsFeatureChanges());
+
+    client.set(nullptr);
+    EXPECT_TRUE(first.expired());
+    EXPECT_FALSE(hearsFeatureChanges());
+}
+
+TEST_F(EntryTest, ASecondCallReleasesAFirstObjectThatNobodyElseHolds) {
+    mManager.answer = EX_ILLEGAL_STATE;
+    ASSERT_EQ(AIDL_REGISTER_IVela(), 1);
+    const std::weak_ptr<VelaDefault> first = gDefaultInstance;
+    mManager.answer = EX_NONE;
+    ASSERT_EQ(AIDL_REGISTER_IVela(), 0);
+    EXPECT_TRUE(first.expired());
+    EXPECT_FALSE(hearsFeatureChanges());
+}
+
+}  // namespace
+}  // namespace aidl::vendor::lumenforge::hardware::display
