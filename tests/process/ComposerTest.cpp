@@ -1,0 +1,175 @@
+#include <signal.h>
+
+#include <string>
+#include <vector>
+
+#include <aidl/vendor/lumenforge/hardware/display/IVelaComposerClient.h>
+#include <gmock/gmock.h>
+
+#include "tests/process/HostTest.h"
+
+namespace process_test {
+namespace {
+
+using ndk::ScopedAStatus;
+using ndk::SharedRefBase;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+/** A compositor: notes each event, answers it, and may call the service while it does. */
+class Compositor : public display::BnVelaComposerCallback {
+  public:
+    ScopedAStatus onConfigChanged(int64_t shown, int32_t config, const std::vector<int32_t>& values,
+                                  std::vector<int32_t>* result) override {
+        events.put("config " + std::to_string(shown) + " " + std::to_string(config));
+        *result = values;
+        result->push_back(99);
+        if (client != nullptr) {
+            std::string text;
+            EXPECT_TRUE(client->getDumpString(shown, &text).isOk());
+            EXPECT_FALSE(text.empty());
+        }
+        return fails ? ScopedAStatus::fromServiceSpecificError(-5) : ScopedAStatus::ok();
+    }
+
+    ScopedAStatus onRefreshRequested(int64_t shown) override {
+        events.put("refresh " + std::to_string(shown));
+        return ScopedAStatus::ok();
+    }
+
+    ScopedAStatus onDisplayPowerChanged(int64_t shown, int32_t mode) override {
+        events.put("power " + std::to_string(shown) + " " + std::to_string(mode));
+        return ScopedAStatus::ok();
+    }
+
+    ScopedAStatus onContentSamplingRequested(int64_t shown, int32_t first, int64_t second,
+                                             display::ContentSamples* samples) override {
+        events.put("sample " + std::to_string(shown));
+        samples->value1 = first;
+        samples->list2 = {second};
+        return ScopedAStatus::ok();
+    }
+
+    Mailbox<std::string> events;
+    std::shared_ptr<display::IVelaComposerClient> client;
+    bool fails = false;
+};
+
+class ComposerTest : public HostTest {
+  protected:
+    std::shared_ptr<display::IVelaComposerClient> makeClient() {
+        std::shared_ptr<display::IVelaComposerClient> client;
+        EXPECT_TRUE(vela->createComposerClient(&client).isOk());
+        return client;
+    }
+
+    std::shared_ptr<Compositor> makeCompositor(
+            const std::shared_ptr<display::IVelaComposerClient>& client) {
+        auto compositor = SharedRefBase::make<Compositor>();
+        EXPECT_TRUE(client->registerCallback(compositor).isOk());
+        return compositor;
+    }
+
+    static void createLayers(const std::shared_ptr<display::IVelaComposerClient>& client) {
+        for (const int64_t layer : {1, 2}) {
+            EXPECT_TRUE(client->createLayer(0, layer).isOk());
+            EXPECT_TRUE(client->setLayerZOrder(0, layer, static_cast<int32_t>(layer)).isOk());
+            EXPECT_TRUE(client->setLayerDisplayFrame(0, layer, {0, 0, 1080, 2400}).isOk());
+            EXPECT_TRUE(client->setLayerSourceCrop(0, layer, {0, 0, 540, 1200}).isOk());
+            EXPECT_TRUE(client->setLayerCompositionType(0, layer, 2).isOk());
+        }
+    }
+
+    /** Builds, commits and presents a stack; whether it was shown. */
+    static bool showFrame(const std::shared_ptr<display::IVelaComposerClient>& client) {
+        display::LayerStack stack;
+        stack.layers.resize(2);
+        stack.list1 = {1, 2};
+        EXPECT_TRUE(client->buildLayerStack(0, stack).isOk());
+        int32_t committed = -1;
+        EXPECT_TRUE(client->commitLayerStack(0, 1, &committed).isOk());
+        int32_t presented = 0;
+        EXPECT_TRUE(client->present(0, &presented).isOk());
+        return committed >= 0 && presented == 1;
+    }
+};
+
+TEST_F(ComposerTest, drivesAFrameAndHearsItsEvents) {
+    const auto client = makeClient();
+    const auto compositor = makeCompositor(client);
+    createLayers(client);
+    EXPECT_TRUE(showFrame(client));
+    batch("refresh 0; power 0 2");
+    // One-way events of one callback come in order.
+    EXPECT_EQ(compositor->events.take(), "refresh 0");
+    EXPECT_EQ(compositor->events.take(), "power 0 2");
+    EXPECT_THAT(batch("config 0 3 4; wait; last"), HasSubstr("[4,99]"));
+    EXPECT_THAT(batch("sample 0 5 6; wait; last"), HasSubstr("[6]"));
+}
+
+TEST_F(ComposerTest, servesCallsFromInsideACallbackAndKeepsAFailedOnesRefusal) {
+    const auto client = makeClient();
+    const auto compositor = makeCompositor(client);
+    compositor->client = client;
+    EXPECT_THAT(batch("config 0 3 4; wait; last"), HasSubstr("[4,99]"));
+    // Between processes an error carries no values: the chip gets the empty answer.
+    compositor->fails = true;
+    EXPECT_THAT(batch("config 0 3 4; wait; last"), HasSubstr("[]"));
+    compositor->client = nullptr;
+}
+
+TEST_F(ComposerTest, onlyTheLatestClientHearsOfEvents) {
+    const auto first = makeClient();
+    const auto earlier = makeCompositor(first);
+    auto second = makeClient();
+    const auto later = makeCompositor(second);
+    batch("refresh 1");
+    EXPECT_EQ(later->events.take(), "refresh 1");
+    EXPECT_TRUE(earlier->events.empty());
+    std::string text;
+    EXPECT_TRUE(first->getDumpString(0, &text).isOk()) << "requests go on";
+    // Gone, it leaves its closures behind: they find nobody and harm nobody.
+    second.reset();
+    batch("refresh 1; wait");
+    EXPECT_THAT(batch("config 0 1 2; wait; last"), HasSubstr("[]"));
+    EXPECT_TRUE(earlier->events.empty());
+}
+
+TEST_F(ComposerTest, aSecondCompositorTakesOverWhenTheFirstDiesInTheMiddleOfAFrame) {
+    auto first = startMonitor({"--composer", "--config-result", "[7]"});
+    EXPECT_THAT(batch("config 0 1 2; wait; last"), HasSubstr("[7]"));
+    {
+        // The frame of a compositor that dies between building its stack and committing it.
+        Program dying("velactl", {"session", "-"},
+                      "composer createLayer 0 1\n"
+                      "composer buildLayerStack 0 '{\"layers\":[{}]}'\n"
+                      "composer registerCallback null\n");
+        EXPECT_TRUE(dying.readLine().has_value());
+        dying.sendSignal(SIGKILL);
+        dying.wait();
+    }
+    first->sendSignal(SIGSTOP);
+    batch("config 0 1 2");
+    first->sendSignal(SIGKILL);
+    first->wait();
+    EXPECT_THAT(batch("wait; last"), HasSubstr("[]"));
+
+    const auto client = makeClient();
+    const auto compositor = makeCompositor(client);
+    createLayers(client);
+    EXPECT_TRUE(showFrame(client));
+    EXPECT_THAT(batch("config 0 3 4; wait; last"), HasSubstr("[4,99]"));
+}
+
+TEST_F(ComposerTest, takesAStackOfManyLayersAndRefusesOneBeyondATransaction) {
+    const auto client = makeClient();
+    display::LayerStack stack;
+    stack.layers.resize(1000);
+    EXPECT_TRUE(client->buildLayerStack(0, stack).isOk());
+    stack.layers.resize(10'000);
+    EXPECT_EQ(client->buildLayerStack(0, stack).getStatus(), STATUS_FAILED_TRANSACTION);
+    EXPECT_TRUE(client->buildLayerStack(0, {}).isOk()) << "the connection has survived";
+}
+
+}  // namespace
+}  // namespace process_test

@@ -1,0 +1,98 @@
+#include "tests/process/HostTest.h"
+
+#include <signal.h>
+#include <stdlib.h>
+
+#include <filesystem>
+
+#include <android/binder_manager.h>
+#include <android/binder_process.h>
+#include <nlohmann/json.hpp>
+
+namespace process_test {
+
+namespace {
+
+/** Binder takes its runtime folder once, so all tests of this program share one of their own. */
+class RuntimeFolder : public testing::Environment {
+  public:
+    void SetUp() override {
+        std::string name = std::filesystem::temp_directory_path() / "process-XXXXXX";
+        ASSERT_NE(mkdtemp(name.data()), nullptr);
+        mFolder = name;
+        setenv("BINDER_RUNTIME_DIR", (mFolder / "binder").c_str(), 1);
+        ABinderProcess_startThreadPool();
+    }
+
+    void TearDown() override { std::filesystem::remove_all(mFolder); }
+
+  private:
+    std::filesystem::path mFolder;
+};
+
+const auto* const gFolder = testing::AddGlobalTestEnvironment(new RuntimeFolder);
+
+}  // namespace
+
+void HostTest::SetUp() {
+    startHost();
+}
+
+void HostTest::TearDown() {
+    vela.reset();
+    if (host == nullptr) return;
+    host->sendSignal(SIGTERM);
+    EXPECT_EQ(host->wait(), 0) << host->errors();
+}
+
+void HostTest::startHost() {
+    host = std::make_unique<Program>("velahost", std::vector<std::string>{});
+    mLogSeen = 0;
+    ASSERT_TRUE(host->readLine().has_value()) << host->errors();
+    const std::string name = std::string(display::IVela::descriptor) + "/default";
+    vela = display::IVela::fromBinder(
+            ndk::SpAIBinder(AServiceManager_waitForService(name.c_str())));
+    ASSERT_NE(vela, nullptr);
+}
+
+void HostTest::killHost() {
+    host->sendSignal(SIGKILL);
+    EXPECT_EQ(host->wait(), -SIGKILL);
+    host.reset();
+}
+
+std::unique_ptr<Program> HostTest::startMonitor(std::vector<std::string> options) {
+    options.insert(options.begin(), "monitor");
+    auto monitor = std::make_unique<Program>("velactl", options);
+    const std::string line = monitor->readLine().value_or("");
+    EXPECT_NE(line.find("registered"), std::string::npos) << line << monitor->errors();
+    return monitor;
+}
+
+std::string HostTest::batch(const std::string& text) {
+    std::string reply;
+    const ndk::ScopedAStatus status = vela->velaConfigureBatch(0, text, &reply);
+    EXPECT_TRUE(status.isOk()) << status.getDescription();
+    return reply;
+}
+
+size_t HostTest::hostDescriptors() const {
+    const auto folder = "/proc/" + std::to_string(host->pid()) + "/fd";
+    return static_cast<size_t>(std::distance(std::filesystem::directory_iterator(folder), {}));
+}
+
+void HostTest::awaitLog(const std::string& text) {
+    const auto deadline = std::chrono::steady_clock::now() + kPatience;
+    while (std::chrono::steady_clock::now() < deadline) {
+        const size_t found = host->errors().find(text, mLogSeen);
+        if (found != std::string::npos) {
+            mLogSeen = found + text.size();
+            return;
+        }
+        // A round trip instead of a sleep: the host gets the processor.
+        ASSERT_EQ(AIBinder_ping(vela->asBinder().get()), STATUS_OK);
+    }
+    FAIL() << "the host never logged '" << text << "':\n" << host->errors();
+}
+
+}  // namespace process_test
