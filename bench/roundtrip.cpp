@@ -1,20 +1,22 @@
-// What a call costs beside the least that a round trip between two processes can cost: one byte to a
-// thread of another process and back over a Unix socket. Both are measured in turns in one run.
+// What a call costs beside the least that a round trip between two processes can cost: one byte to
+// a thread of another process and back over a Unix socket. Both are measured in turns in one run,
+// on one processor and across two: where the scheduler puts the two ends matters more than anything
+// else.
 
 #include <algorithm>
 #include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <vector>
 
+#include <sched.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
-
-#include <csignal>
 
 #include <android/binder_auto_utils.h>
 #include <android/binder_manager.h>
@@ -45,28 +47,47 @@ const AIBinder_Class* echoClass() {
     return clazz;
 }
 
-[[noreturn]] void echoBytes(int socket) {
+void echoBytes(int socket) {
     char byte;
     while (read(socket, &byte, 1) == 1 && write(socket, &byte, 1) == 1) {
     }
-    _exit(0);
 }
 
-[[noreturn]] void serve() {
+void serve() {
     const ndk::SpAIBinder echo(AIBinder_new(echoClass(), nullptr));
     check(AServiceManager_addService(echo.get(), kService) == EX_NONE, "addService");
     ABinderProcess_startThreadPool();
     ABinderProcess_joinThreadPool();
-    _exit(0);
 }
 
-template <typename Serve>
-pid_t startServer(Serve serve) {
+template <typename Body>
+pid_t start(Body body) {
     const pid_t pid = fork();
     check(pid >= 0, "fork");
-    if (pid > 0) return pid;
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    serve();
+    if (pid == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        body();
+        _exit(0);
+    }
+    return pid;
+}
+
+void runOn(int processor) {
+    cpu_set_t set;
+    CPU_ZERO(&set);
+    CPU_SET(processor, &set);
+    check(sched_setaffinity(0, sizeof(set), &set) == 0, "sched_setaffinity");
+}
+
+/** The processors this process may use. */
+std::vector<int> processors() {
+    cpu_set_t set;
+    check(sched_getaffinity(0, sizeof(set), &set) == 0, "sched_getaffinity");
+    std::vector<int> found;
+    for (int i = 0; i < CPU_SETSIZE; ++i) {
+        if (CPU_ISSET(i, &set)) found.push_back(i);
+    }
+    return found;
 }
 
 void callBinder(AIBinder* echo) {
@@ -99,9 +120,7 @@ double medianInMicroseconds(std::vector<Nanoseconds> times) {
     return static_cast<double>(middle->count()) / 1000;
 }
 
-}  // namespace
-
-int main() {
+void compare(const char* title, int clientProcessor, int serverProcessor) {
     std::string folder = std::filesystem::temp_directory_path() / "binder-bench-XXXXXX";
     check(mkdtemp(folder.data()) != nullptr, "mkdtemp");
     setenv("BINDER_RUNTIME_DIR", folder.c_str(), 1);
@@ -109,15 +128,20 @@ int main() {
     // Both servers are forked before this process uses binder.
     int ends[2];
     check(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) == 0, "socketpair");
-    const pid_t bytes = startServer([&] { echoBytes(ends[1]); });
     int go[2];
     check(pipe(go) == 0, "pipe");
-    const pid_t server = startServer([&] {
+    const pid_t bytes = start([&] {
+        runOn(serverProcessor);
+        echoBytes(ends[1]);
+    });
+    const pid_t server = start([&] {
+        runOn(serverProcessor);
         char byte;
         check(read(go[0], &byte, 1) == 1, "read");
         serve();
     });
 
+    runOn(clientProcessor);
     check(binder::startServiceManager() == binder::ServiceManagerHost::kThisProcess,
           "startServiceManager");
     ABinderProcess_startThreadPool();
@@ -133,13 +157,29 @@ int main() {
     }
     const double socketTime = medianInMicroseconds(std::move(socketTimes));
     const double binderTime = medianInMicroseconds(std::move(binderTimes));
-    printf("socket echo  %6.2f us\nbinder call  %6.2f us\nratio        %6.2f\n", socketTime,
+    printf("%-14s  socket echo %6.2f us  binder call %6.2f us  ratio %5.2f\n", title, socketTime,
            binderTime, binderTime / socketTime);
+    fflush(stdout);
 
     for (const pid_t child : {bytes, server}) {
         kill(child, SIGKILL);
         waitpid(child, nullptr, 0);
     }
     std::filesystem::remove_all(folder);
-    return 0;
+}
+
+}  // namespace
+
+int main() {
+    const std::vector<int> available = processors();
+    const auto measured = [](pid_t child) {
+        int status = 0;
+        return waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    };
+    // A process has one runtime folder for life: each comparison gets processes of its own.
+    bool ok = measured(start([&] { compare("one processor", available[0], available[0]); }));
+    if (available.size() > 1) {
+        ok = measured(start([&] { compare("two processors", available[0], available[1]); })) && ok;
+    }
+    return ok ? 0 : 1;
 }

@@ -51,9 +51,9 @@ class VelaComposerClient : public BnVelaComposerClient {
     ndk::ScopedAStatus configureBuffer(VendorConfig type, int64_t param,
                                        const ndk::ScopedFileDescriptor& fd, int32_t size) override;
 
-    // Layers.cpp. The library's results reach the caller as values, never as
-    // statuses. STATUS_UNKNOWN_ERROR without a library, except for the operations that return a
-    // value and the last two.
+    // Layers.cpp. The library's results reach the caller as values, never as statuses.
+    // STATUS_UNKNOWN_ERROR without a library, except for the operations that return a value and the
+    // last two.
     ndk::ScopedAStatus buildLayerStack(int64_t display, const LayerStack& stack) override;
     ndk::ScopedAStatus changeLayerType(int64_t layer, int64_t type) override;
     ndk::ScopedAStatus commitLayerStack(int64_t display, int32_t flags, int32_t* result) override;
@@ -61,13 +61,6 @@ class VelaComposerClient : public BnVelaComposerClient {
     ndk::ScopedAStatus createLayer(int64_t display, int64_t layer) override;
     ndk::ScopedAStatus destroyLayer(int64_t display, int64_t layer) override;
     ndk::ScopedAStatus enableSecondaryDisplay(bool enable) override;
-
-    // Queries.cpp.
-    ndk::ScopedAStatus getCurrentConfig(int64_t display, VelaFixedConfig* config) override;
-    ndk::ScopedAStatus getDumpString(int64_t display, std::string* text) override;
-    ndk::ScopedAStatus getLayerToneMappingLut(int64_t layer, int32_t table, LutData* lut) override;
-    ndk::ScopedAStatus getOsdStatus(int32_t which, int32_t* result) override;
-
     ndk::ScopedAStatus handleDisplayEvent(int64_t display, int32_t event, int32_t value,
                                           int32_t* result) override;
     // Ok, and 1, without a library.
@@ -96,11 +89,6 @@ class VelaComposerClient : public BnVelaComposerClient {
     ndk::ScopedAStatus setOsdAutoRefresh(int32_t enable, int32_t* result) override;
     ndk::ScopedAStatus setPowerMode(int64_t display, int32_t mode, bool first, bool second,
                                     int32_t* result) override;
-    // Queries.cpp. Never an error: the result holds the library's status, then its values; nothing
-    // when the library did not answer, -1 alone without a library.
-    ndk::ScopedAStatus updateDisplayBrightness(int64_t display, int32_t brightness,
-                                               const std::vector<int32_t>& values,
-                                               std::vector<int32_t>* result) override;
     ndk::ScopedAStatus setColorTransform(const std::vector<float>& matrix,
                                          int32_t* result) override;
     // STATUS_UNKNOWN_ERROR, always.
@@ -108,6 +96,17 @@ class VelaComposerClient : public BnVelaComposerClient {
     ndk::ScopedAStatus setFrameBufferResolution(int64_t display, int32_t width,
                                                 int32_t height) override;
     ndk::ScopedAStatus setPanelName(int64_t display, const std::string& name) override;
+
+    // Queries.cpp.
+    ndk::ScopedAStatus getCurrentConfig(int64_t display, VelaFixedConfig* config) override;
+    ndk::ScopedAStatus getDumpString(int64_t display, std::string* text) override;
+    ndk::ScopedAStatus getLayerToneMappingLut(int64_t layer, int32_t table, LutData* lut) override;
+    ndk::ScopedAStatus getOsdStatus(int32_t which, int32_t* result) override;
+    // Never an error: the result holds the library's status, then its values; nothing when the
+    // library did not answer, -1 alone without a library.
+    ndk::ScopedAStatus updateDisplayBrightness(int64_t display, int32_t brightness,
+                                               const std::vector<int32_t>& values,
+                                               std::vector<int32_t>* result) override;
 
     // Events.cpp: called by the library's threads, through the closures of init. What the callback
     // leaves in its out-parameter counts, whatever status it returns. Without a callback: no

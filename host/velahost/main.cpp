@@ -2,13 +2,18 @@
 #include <pthread.h>
 #include <signal.h>
 
+#include <chrono>
 #include <cstdint>
+#include <cstdlib>
 #include <filesystem>
+#include <future>
 #include <iostream>
 #include <memory>
 #include <string>
+#include <thread>
 #include <utility>
 
+#include <android/log.h>
 #include <android/binder_process.h>
 #include <binder_host/ServiceManager.h>
 #include <CLI/CLI.hpp>
@@ -70,8 +75,29 @@ sigset_t blockStopSignals() {
     return signals;
 }
 
+/**
+ * Stops the chip, so that no event runs while the process exits. An event that a client never answers
+ * cannot be stopped: then the process ends at once, without its static destructors.
+ */
+void stopChip(const std::shared_ptr<lmfg::Chip>& chip) {
+    constexpr std::chrono::seconds kPatience{2};
+    std::promise<void> stopped;
+    auto done = stopped.get_future();
+    std::thread stopper([&chip, &stopped] {
+        chip->stop();
+        stopped.set_value();
+    });
+    if (done.wait_for(kPatience) != std::future_status::ready) {
+        std::cerr << "velahost: a client does not answer the chip's event; not waiting for it\n";
+        std::_Exit(0);
+    }
+    stopper.join();
+}
+
 int serve(const Options& options) {
     const sigset_t stopSignals = blockStopSignals();
+    // The product's lines are of debug priority, which hosts that are no device leave out.
+    __android_log_set_minimum_priority(ANDROID_LOG_DEBUG);
 
     std::shared_ptr<TraceWriter> trace;
     std::shared_ptr<lmfg::Chip> chip;
@@ -95,7 +121,7 @@ int serve(const Options& options) {
     sigwait(&stopSignals, &signal);
     // From here on the chip raises nothing. Exiting then lets the library release its service
     // object; chip and service library outlive that.
-    if (chip != nullptr) chip->stop();
+    if (chip != nullptr) stopChip(chip);
     if (trace != nullptr) trace->finish();
     return 0;
 }

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "tests/composer/ComposerFixture.h"
+#include "tests/support/LogCapture.h"
 
 namespace {
 
@@ -32,6 +33,7 @@ class ConstantCallback : public display::BnVelaComposerCallback {
 
 // Events go on while callbacks come, are replaced and die, and after the client has gone.
 TEST_F(ComposerTest, eventsMixWithRegistrationsAndTheEnd) {
+    const vela::test::LogCapture quiet;
     std::atomic<bool> stopped = false;
     std::atomic<int> raised = 0;
     const auto awaitEvents = [&raised](int count) {

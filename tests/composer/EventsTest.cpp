@@ -220,7 +220,7 @@ TEST_F(EventsTest, registrationIsLogged) {
     EXPECT_THAT(log.take(), IsEmpty());
 }
 
-class DeathTest : public EventsTest {
+class DyingCallbackTest : public EventsTest {
   protected:
     // A local object's binder lasts only while it is held, unlike a proxy's.
     void prepare(MockComposerCallback& callback) override {
@@ -234,7 +234,7 @@ class DeathTest : public EventsTest {
     std::vector<ndk::SpAIBinder> mBinders;
 };
 
-TEST_F(DeathTest, theCallbackIsDropped) {
+TEST_F(DyingCallbackTest, theCallbackIsDropped) {
     const auto callback = registered(*mClient);
     ASSERT_THAT(mSpy.links(), SizeIs(1));
     const DeathLink link = mSpy.links()[0];
@@ -255,7 +255,7 @@ TEST_F(DeathTest, theCallbackIsDropped) {
     EXPECT_THAT(mSpy.links(), SizeIs(1));
 }
 
-TEST_F(DeathTest, aReplacedCallbackIsUnlinkedFirst) {
+TEST_F(DyingCallbackTest, aReplacedCallbackIsUnlinkedFirst) {
     const auto first = registered(*mClient);
     ASSERT_THAT(mSpy.links(), SizeIs(1));
     const DeathLink link = mSpy.links()[0];
@@ -276,7 +276,7 @@ TEST_F(DeathTest, aReplacedCallbackIsUnlinkedFirst) {
     expectEventsReach(*second);
 }
 
-TEST_F(DeathTest, isNotMatchedAgainstTheCallback) {
+TEST_F(DyingCallbackTest, isNotMatchedAgainstTheCallback) {
     const auto callback = registered(*mClient);
     mClient->handleAidlDeath();
     EXPECT_EQ(kUnregistered, callback.use_count());
@@ -285,7 +285,7 @@ TEST_F(DeathTest, isNotMatchedAgainstTheCallback) {
     EXPECT_EQ(1u, mSpy.unlinked());
 }
 
-TEST_F(DeathTest, lateNotificationsFindNothing) {
+TEST_F(DyingCallbackTest, lateNotificationsFindNothing) {
     const auto callback = registered(*mClient);
     ASSERT_THAT(mSpy.links(), SizeIs(1));
     const DeathLink link = mSpy.links()[0];

@@ -85,8 +85,8 @@ TEST_F(CallTest, DescriptorsAreTheSameFileAndCloseOnExec) {
     const ndk::ScopedFileDescriptor sent(memfd_create("sent", MFD_CLOEXEC));
     ndk::ScopedFileDescriptor received;
     ASSERT_TRUE(mPeer->echoDescriptor(sent, &received).isOk());
-    struct stat before{};
-    struct stat after{};
+    struct stat before {};
+    struct stat after {};
     ASSERT_EQ(fstat(sent.get(), &before), 0);
     ASSERT_EQ(fstat(received.get(), &after), 0);
     EXPECT_NE(received.get(), sent.get());
@@ -108,7 +108,8 @@ TEST_F(CallTest, DescriptorsDoNotLeak) {
     // More than one message of the socket takes.
     for (const size_t count : {1U, 253U, 254U, 400U}) {
         std::vector<ndk::ScopedFileDescriptor> sent(count);
-        for (auto& descriptor : sent) descriptor.set(memfd_create("many", MFD_CLOEXEC));
+        for (auto& descriptor : sent)
+            descriptor.set(memfd_create("many", MFD_CLOEXEC));
         std::vector<ndk::ScopedFileDescriptor> received;
         ASSERT_TRUE(mPeer->echoDescriptors(sent, &received).isOk());
         EXPECT_EQ(received.size(), count);
@@ -117,14 +118,32 @@ TEST_F(CallTest, DescriptorsDoNotLeak) {
     EXPECT_EQ(descriptorsOfPeer(), theirs);
 }
 
+TEST(FewDescriptorsTest, CallThatBringsTooManyFailsAndLeaksNone) {
+    const PeerProcess process(std::vector<std::string>{"few", "48"});
+    ASSERT_NE(process.peer, nullptr);
+    for (const auto& [count, status] :
+         {std::pair{100U, STATUS_FAILED_TRANSACTION}, std::pair{1U, STATUS_OK}}) {
+        std::vector<ndk::ScopedFileDescriptor> sent(count);
+        for (auto& descriptor : sent)
+            descriptor.set(memfd_create("few", MFD_CLOEXEC));
+        std::vector<ndk::ScopedFileDescriptor> received;
+        int32_t before = 0;
+        int32_t after = 0;
+        ASSERT_TRUE(process.peer->openDescriptors(&before).isOk());
+        EXPECT_EQ(process.peer->echoDescriptors(sent, &received).getStatus(), status);
+        ASSERT_TRUE(process.peer->openDescriptors(&after).isOk());
+        EXPECT_EQ(after, before);
+    }
+}
+
 TEST_F(CallTest, LargeTransactionsPassUpToTheLimit) {
     struct Case {
         int32_t size;
         binder_status_t status;
     };
-    for (const auto& [size, status] : {Case{300'000, STATUS_OK}, Case{kLimit - kOverhead, STATUS_OK},
-                                       Case{kLimit, STATUS_FAILED_TRANSACTION},
-                                       Case{4 * kLimit, STATUS_FAILED_TRANSACTION}}) {
+    for (const auto& [size, status] :
+         {Case{300'000, STATUS_OK}, Case{kLimit - kOverhead, STATUS_OK},
+          Case{kLimit, STATUS_FAILED_TRANSACTION}, Case{4 * kLimit, STATUS_FAILED_TRANSACTION}}) {
         int32_t swallowed = 0;
         std::vector<uint8_t> reply;
         const std::vector<uint8_t> bytes(static_cast<size_t>(size));
@@ -237,7 +256,8 @@ TEST_F(CallTest, ConcurrentCallsRunInParallel) {
     for (int i = 0; i < kCallers; ++i) {
         threads.emplace_back([&] { succeeded += mPeer->meet(kCallers).isOk() ? 1 : 0; });
     }
-    for (std::thread& thread : threads) thread.join();
+    for (std::thread& thread : threads)
+        thread.join();
     EXPECT_EQ(succeeded, kCallers);
 }
 
@@ -254,18 +274,21 @@ TEST_F(CallTest, ManyThreadsCallAndAreCalledBack) {
             }
         });
     }
-    for (std::thread& thread : threads) thread.join();
+    for (std::thread& thread : threads)
+        thread.join();
     EXPECT_EQ(calls, 8 * 50 * 4);
 }
 
 TEST_F(CallTest, OnewayCallsKeepTheirOrderAndLoseTheirErrors) {
     constexpr int kPosts = 2000;
     EXPECT_TRUE(mPeer->postFailure().isOk());
-    for (int i = 0; i < kPosts; ++i) ASSERT_TRUE(mPeer->post(i).isOk());
+    for (int i = 0; i < kPosts; ++i)
+        ASSERT_TRUE(mPeer->post(i).isOk());
     std::vector<int32_t> posts;
     ASSERT_TRUE(mPeer->awaitPosts(kPosts + 1, &posts).isOk());
     ASSERT_EQ(posts.size(), size_t{kPosts + 1});
-    for (int i = 0; i < kPosts; ++i) EXPECT_EQ(posts[static_cast<size_t>(i) + 1], i);
+    for (int i = 0; i < kPosts; ++i)
+        EXPECT_EQ(posts[static_cast<size_t>(i) + 1], i);
 }
 
 TEST_F(CallTest, OnewayCallsToOtherObjectsAreNotHeldUp) {
@@ -287,7 +310,8 @@ TEST_F(CallTest, OnewayFloodIsRefusedAndThenServed) {
     const std::vector<uint8_t> bytes(100'000);
     int accepted = 0;
     ndk::ScopedAStatus status;
-    while ((status = mPeer->postBytes(bytes)).isOk()) ASSERT_LT(++accepted, 1000);
+    while ((status = mPeer->postBytes(bytes)).isOk())
+        ASSERT_LT(++accepted, 1000);
     EXPECT_EQ(status.getStatus(), STATUS_FAILED_TRANSACTION);
     EXPECT_GT(accepted, 10);
     // The peer itself is well, and takes what was accepted.
@@ -301,7 +325,8 @@ TEST_F(CallTest, StoppedCalleeDoesNotHoldUpOnewayCallers) {
     mProcess.child.signal(SIGSTOP);
     const std::vector<uint8_t> bytes(100'000);
     int accepted = 0;
-    while (mPeer->postBytes(bytes).isOk()) ASSERT_LT(++accepted, 1000);
+    while (mPeer->postBytes(bytes).isOk())
+        ASSERT_LT(++accepted, 1000);
     mProcess.child.signal(SIGCONT);
     std::vector<int32_t> posts;
     EXPECT_TRUE(mPeer->awaitPosts(accepted, &posts).isOk());
@@ -323,7 +348,3 @@ TEST_F(CallTest, LocalCallsRunOnTheCallersThread) {
 
 }  // namespace
 }  // namespace platformtest
-
-int main(int argc, char** argv) {
-    return harness::run(argc, argv);
-}

@@ -5,6 +5,7 @@
 #include <thread>
 #include <utility>
 
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <android/binder_manager.h>
@@ -20,7 +21,13 @@ using ndk::ScopedAStatus;
 // The thread is within a call of descend() to another process.
 thread_local int gDescending = 0;
 
+// Serves a TestPeer under the name of the first argument; the second limits its descriptors.
 const harness::Role kServer("peer", [](harness::Parent& parent) {
+    if (parent.arguments.size() > 1) {
+        const rlim_t limit = std::stoul(parent.arguments[1]);
+        const rlimit few{.rlim_cur = limit, .rlim_max = limit};
+        setrlimit(RLIMIT_NOFILE, &few);
+    }
     prepareProcess();
     const auto peer = ndk::SharedRefBase::make<TestPeer>();
     if (AServiceManager_addService(peer->asBinder().get(), parent.arguments[0].c_str()) !=
@@ -42,17 +49,18 @@ std::shared_ptr<ITestPeer> peerNamed(const std::string& name) {
     return ITestPeer::fromBinder(ndk::SpAIBinder(AServiceManager_waitForService(name.c_str())));
 }
 
-PeerProcess::PeerProcess(const std::string& name)
+PeerProcess::PeerProcess(const std::vector<std::string>& arguments)
     // The service manager has to outlive the child: it is hosted here.
-    : child((prepareProcess(), "peer"), {name}) {
-    if (child.hear() == "ready") peer = peerNamed(name);
+    : child((prepareProcess(), "peer"), arguments) {
+    if (child.hear() == "ready") peer = peerNamed(arguments[0]);
 }
 
 ScopedAStatus TestPeer::echo(const Sample& sample, Sample* copy, std::vector<int32_t>* numbers,
                              Sample* result) {
     *copy = sample;
     *result = sample;
-    for (int32_t& number : *numbers) number = -number;
+    for (int32_t& number : *numbers)
+        number = -number;
     return ScopedAStatus::ok();
 }
 
@@ -144,12 +152,14 @@ ScopedAStatus TestPeer::meet(int32_t callers) {
     std::unique_lock lock(mLock);
     ++mMeeting;
     mChanged.notify_all();
-    while (mMeeting < callers) mChanged.wait(lock);
+    while (mMeeting < callers)
+        mChanged.wait(lock);
     return ScopedAStatus::ok();
 }
 
 ScopedAStatus TestPeer::hang() {
-    for (;;) pause();
+    for (;;)
+        pause();
 }
 
 ScopedAStatus TestPeer::die() {
@@ -158,8 +168,10 @@ ScopedAStatus TestPeer::die() {
 
 void TestPeer::posted(int32_t number) {
     std::unique_lock lock(mLock);
-    while (mHolding) mChanged.wait(lock);
+    while (mHolding)
+        mChanged.wait(lock);
     mPosts.push_back(number);
+    ++gPosts;
     mChanged.notify_all();
 }
 
@@ -179,7 +191,8 @@ ScopedAStatus TestPeer::holdPosts() {
 
 ScopedAStatus TestPeer::releasePosts() {
     std::unique_lock lock(mLock);
-    while (!mHolding) mChanged.wait(lock);
+    while (!mHolding)
+        mChanged.wait(lock);
     mHolding = false;
     mChanged.notify_all();
     return ScopedAStatus::ok();
@@ -187,7 +200,8 @@ ScopedAStatus TestPeer::releasePosts() {
 
 ScopedAStatus TestPeer::awaitPosts(int32_t count, std::vector<int32_t>* result) {
     std::unique_lock lock(mLock);
-    while (mPosts.size() < static_cast<size_t>(count)) mChanged.wait(lock);
+    while (mPosts.size() < static_cast<size_t>(count))
+        mChanged.wait(lock);
     *result = mPosts;
     return ScopedAStatus::ok();
 }
@@ -211,6 +225,11 @@ ScopedAStatus TestPeer::postPeer(const std::shared_ptr<ITestPeer>& peer) {
     return ScopedAStatus::ok();
 }
 
+ScopedAStatus TestPeer::totalPosts(int32_t* result) {
+    *result = gPosts;
+    return ScopedAStatus::ok();
+}
+
 ScopedAStatus TestPeer::callingPid(int32_t* result) {
     *result = AIBinder_getCallingPid();
     return ScopedAStatus::ok();
@@ -230,7 +249,8 @@ ScopedAStatus TestPeer::noteCallingPid() {
 
 ScopedAStatus TestPeer::notedPid(int32_t* result) {
     std::unique_lock lock(mLock);
-    while (!mNotedPid.has_value()) mChanged.wait(lock);
+    while (!mNotedPid.has_value())
+        mChanged.wait(lock);
     *result = *mNotedPid;
     return ScopedAStatus::ok();
 }
@@ -246,7 +266,8 @@ ScopedAStatus TestPeer::openDescriptors(int32_t* result) {
 }
 
 binder_status_t TestPeer::dump(int fd, const char** args, uint32_t numArgs) {
-    for (uint32_t i = 0; i < numArgs; ++i) dprintf(fd, "[%s]", args[i]);
+    for (uint32_t i = 0; i < numArgs; ++i)
+        dprintf(fd, "[%s]", args[i]);
     return STATUS_OK;
 }
 

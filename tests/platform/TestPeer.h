@@ -61,6 +61,8 @@ class TestPeer : public ::aidl::platformtest::BnTestPeer {
     ndk::ScopedAStatus postFailure() override;
     ndk::ScopedAStatus postPeer(const std::shared_ptr<ITestPeer>& peer) override;
 
+    ndk::ScopedAStatus totalPosts(int32_t* result) override;
+
     ndk::ScopedAStatus callingPid(int32_t* result) override;
     ndk::ScopedAStatus callingUid(int32_t* result) override;
     ndk::ScopedAStatus noteCallingPid() override;
@@ -75,6 +77,7 @@ class TestPeer : public ::aidl::platformtest::BnTestPeer {
     void posted(int32_t number);
 
     static inline std::atomic<int> gLive{0};
+    static inline std::atomic<int> gPosts{0};
 
     std::mutex mLock;
     std::condition_variable mChanged;
@@ -95,7 +98,9 @@ std::shared_ptr<ITestPeer> peerNamed(const std::string& name);
 /** A child process that serves a TestPeer under a name. */
 class PeerProcess {
   public:
-    explicit PeerProcess(const std::string& name);
+    explicit PeerProcess(const std::string& name) : PeerProcess(std::vector{name}) {}
+    /** The arguments of the role, the name first. */
+    explicit PeerProcess(const std::vector<std::string>& arguments);
 
     harness::Child child;
     std::shared_ptr<ITestPeer> peer;

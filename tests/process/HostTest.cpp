@@ -81,18 +81,22 @@ size_t HostTest::hostDescriptors() const {
     return static_cast<size_t>(std::distance(std::filesystem::directory_iterator(folder), {}));
 }
 
-void HostTest::awaitLog(const std::string& text) {
+void HostTest::await(const char* what, const std::function<bool()>& isSo) {
     const auto deadline = std::chrono::steady_clock::now() + kPatience;
-    while (std::chrono::steady_clock::now() < deadline) {
-        const size_t found = host->errors().find(text, mLogSeen);
-        if (found != std::string::npos) {
-            mLogSeen = found + text.size();
-            return;
-        }
+    while (!isSo()) {
+        ASSERT_LT(std::chrono::steady_clock::now(), deadline) << what << '\n' << host->errors();
         // A round trip instead of a sleep: the host gets the processor.
         ASSERT_EQ(AIBinder_ping(vela->asBinder().get()), STATUS_OK);
     }
-    FAIL() << "the host never logged '" << text << "':\n" << host->errors();
+}
+
+void HostTest::awaitLog(const std::string& text) {
+    await(("no line in the log with: " + text).c_str(), [&] {
+        const size_t found = host->errors().find(text, mLogSeen);
+        if (found == std::string::npos) return false;
+        mLogSeen = found + text.size();
+        return true;
+    });
 }
 
 }  // namespace process_test

@@ -4,6 +4,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -78,6 +79,12 @@ class HostTest : public testing::Test {
 
     /** How many descriptors the host's process has open. */
     [[nodiscard]] size_t hostDescriptors() const;
+
+    /**
+     * Waits for what the host does after it has answered, such as closing what a request brought,
+     * by asking until it is so; fails the test when it never is.
+     */
+    void await(const char* what, const std::function<bool()>& isSo);
 
     /** Waits until the host's log has one more line with this text. */
     void awaitLog(const std::string& text);

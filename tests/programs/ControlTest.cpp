@@ -12,7 +12,6 @@
 namespace {
 
 using testing::HasSubstr;
-using testing::Not;
 
 class ControlTest : public ProgramsTest {
   protected:

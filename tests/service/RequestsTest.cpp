@@ -195,13 +195,14 @@ TEST(DegradedRequestsTest, OnlyStartupBatchesArePending) {
 /** What dump() writes, one element per write. */
 std::vector<std::string> dumped(VelaDefault& service) {
     std::array<int, 2> sockets{};
-    EXPECT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET, 0, sockets.data()), 0);
+    EXPECT_EQ(socketpair(AF_UNIX, SOCK_DGRAM, 0, sockets.data()), 0);
     const char* arguments[] = {"ignored"};
     EXPECT_EQ(service.dump(sockets[0], arguments, 1), STATUS_OK);
     close(sockets[0]);
     std::vector<std::string> writes;
     std::array<char, 256> buffer{};
-    for (ssize_t size; (size = read(sockets[1], buffer.data(), buffer.size())) > 0;) {
+    for (ssize_t size;
+         (size = recv(sockets[1], buffer.data(), buffer.size(), MSG_DONTWAIT)) >= 0;) {
         writes.emplace_back(buffer.data(), static_cast<size_t>(size));
     }
     close(sockets[1]);

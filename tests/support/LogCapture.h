@@ -26,8 +26,7 @@ struct LogLine {
 class LogCapture {
   public:
     LogCapture() {
-        const std::lock_guard lock(sLock);
-        sLines.clear();
+        take();
         // The host's library drops debug lines unless it is told otherwise.
         mPriority = __android_log_set_minimum_priority(ANDROID_LOG_VERBOSE);
         __android_log_set_logger(&LogCapture::collect);

@@ -136,7 +136,8 @@ Child::Child(const std::string& role, const std::vector<std::string>& arguments)
     std::vector<std::string> words = {"/proc/self/exe", std::string(kRoleOption) + role};
     words.insert(words.end(), arguments.begin(), arguments.end());
     std::vector<char*> pointers;
-    for (std::string& word : words) pointers.push_back(word.data());
+    for (std::string& word : words)
+        pointers.push_back(word.data());
     pointers.push_back(nullptr);
 
     posix_spawn_file_actions_t actions;

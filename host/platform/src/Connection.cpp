@@ -42,8 +42,9 @@ size_t skip(std::span<const iovec> buffers, size_t offset, std::span<iovec> rest
 }
 
 /**
- * One sendmsg of what follows the first `sent` bytes. More descriptors than one sendmsg takes go with
- * single bytes of the header, each its own sendmsg; so the count of sent bytes tells how many are gone.
+ * One sendmsg of what follows the first `sent` bytes. More descriptors than one sendmsg takes go
+ * with single bytes of the header, each its own sendmsg; so the count of sent bytes tells how many
+ * are gone.
  */
 template <typename Descriptors>
 ssize_t sendSome(int socket, std::span<const iovec> buffers, const Descriptors& descriptors,
@@ -109,10 +110,7 @@ bool takeDescriptors(const msghdr& message, std::vector<unique_fd>* descriptors)
 }  // namespace
 
 Connection::Connection(unique_fd socket, pid_t peerPid, uid_t peerUid)
-    : mSocket(std::move(socket)),
-      mId(nextConnectionId()),
-      mPeerPid(peerPid),
-      mPeerUid(peerUid) {}
+    : mSocket(std::move(socket)), mId(nextConnectionId()), mPeerPid(peerPid), mPeerUid(peerUid) {}
 
 void Connection::introduce(ConnectionKind kind, std::string peerName) {
     mKind = kind;
@@ -171,8 +169,8 @@ Connection::Received Connection::receive(Incoming* message, Wait wait) {
             headerMissing = sizeof(Header) - mArrived;
             buffers[0] = {reinterpret_cast<char*>(&arriving.header) + mArrived, headerMissing};
             buffers[1] = {nullptr, 0};
-            // One message at a time is under way on such a connection: what follows the header is its
-            // body, and most bodies fit a parcel as it is.
+            // One message at a time is under way on such a connection: what follows the header is
+            // its body, and most bodies fit a parcel as it is.
             if (mKind == ConnectionKind::kCall) {
                 if (arriving.parcel == nullptr) arriving.parcel = std::make_unique<AParcel>();
                 buffers[1] = {arriving.parcel->resetForReceive(AParcel::kInlineSize),
@@ -192,8 +190,8 @@ Connection::Received Connection::receive(Incoming* message, Wait wait) {
         header.msg_iovlen = buffers.size();
         header.msg_control = control.data();
         header.msg_controllen = control.size();
-        const ssize_t result = recvmsg(
-                fd(), &header, MSG_CMSG_CLOEXEC | (wait == Wait::kNo ? MSG_DONTWAIT : 0));
+        const ssize_t result =
+                recvmsg(fd(), &header, MSG_CMSG_CLOEXEC | (wait == Wait::kNo ? MSG_DONTWAIT : 0));
         if (result < 0) {
             if (errno == EINTR) continue;
             if (errno != EAGAIN) return Received::kEnd;
@@ -248,8 +246,7 @@ Connection::Sent Connection::send(const Outgoing& message, size_t limit) {
     size_t sent = 0;
     if (mKept.empty()) {
         while (sent < size) {
-            const ssize_t result =
-                    sendSome(fd(), buffers, message.descriptors, sent, MSG_DONTWAIT);
+            const ssize_t result = sendSome(fd(), buffers, message.descriptors, sent, MSG_DONTWAIT);
             if (result < 0 && errno == EAGAIN) break;
             if (result < 0) return failureOf(sent, errno);
             sent += static_cast<size_t>(result);

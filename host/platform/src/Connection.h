@@ -88,8 +88,8 @@ class Connection : public std::enable_shared_from_this<Connection> {
     /** Sends the message, waiting for room; kRefused when the descriptors cannot be passed. */
     Sent sendWaiting(const Outgoing& message);
     /**
-     * Sends without waiting; what does not fit the socket is kept, up to limit bytes in all, and sent
-     * later by the I/O thread. kNoRoom: nothing was sent or kept.
+     * Sends without waiting; what does not fit the socket is kept, up to limit bytes in all, and
+     * sent later by the I/O thread. kNoRoom: nothing was sent or kept.
      */
     Sent send(const Outgoing& message, size_t limit);
     /** Sends what is kept; for the I/O thread. False when the connection is broken. */
@@ -124,8 +124,8 @@ class Connection : public std::enable_shared_from_this<Connection> {
     uint8_t* mData = nullptr;
     const char* mFault = nullptr;
 
-    // The thread pool's own reference, for as long as it serves the connection.
-    std::shared_ptr<Connection> mPoolReference;
+    // Set by the thread that arms the connection for the one that the event will wake.
+    std::atomic<bool> mHandedOver{false};
 
     std::mutex mSendLock;
     std::deque<Kept> mKept GUARDED_BY(mSendLock);

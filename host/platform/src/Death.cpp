@@ -53,7 +53,8 @@ void DeathNotifier::forget(AIBinder_DeathRecipient& recipient) {
     std::vector<std::shared_ptr<DeathLink>> ended;
     const std::lock_guard lock(mLock);
     ended.swap(recipient.links);
-    for (const std::shared_ptr<DeathLink>& link : ended) link->recipient = nullptr;
+    for (const std::shared_ptr<DeathLink>& link : ended)
+        link->recipient = nullptr;
 }
 
 void DeathNotifier::forget(ProxyObject& proxy) {
@@ -90,11 +91,13 @@ void DeathNotifier::run() {
         Work work;
         {
             std::unique_lock lock(mLock);
-            while (mWork.empty()) mWorkArrived.wait(lock);
+            while (mWork.empty())
+                mWorkArrived.wait(lock);
             work = std::move(mWork.front());
             mWork.pop_front();
         }
-        for (const std::weak_ptr<DeathLink>& link : work.links) notify(link);
+        for (const std::weak_ptr<DeathLink>& link : work.links)
+            notify(link);
     }
 }
 

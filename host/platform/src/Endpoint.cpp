@@ -178,8 +178,8 @@ std::shared_ptr<Connection> Endpoint::accept() {
         }
         ucred credentials{};
         if (!credentialsOf(socket, &credentials) || !isTrusted(credentials)) {
-            log(ANDROID_LOG_WARN, "Refusing a connection of process %d of user %u",
-                credentials.pid, credentials.uid);
+            log(ANDROID_LOG_WARN, "Refusing a connection of process %d of user %u", credentials.pid,
+                credentials.uid);
             continue;
         }
         return std::make_shared<Connection>(std::move(socket), credentials.pid, credentials.uid);

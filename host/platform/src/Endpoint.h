@@ -17,18 +17,20 @@ namespace binder {
  * The process as others see it: a listening socket in the runtime folder, named after the process,
  * and the peers that it is connected to. Made at the first need, lives until the process ends.
  *
- * A connection that comes in is greeted by the I/O thread: it has to say who it is, and the socket's
- * credentials have to agree.
+ * A connection that comes in is greeted by the I/O thread: it has to say who it is, and the
+ * socket's credentials have to agree.
  */
 class Endpoint {
   public:
-    /** Null, logged, when it cannot be made; null in a process that was forked from one that has it. */
+    /** Null, logged, when it cannot be made; null in a process that was forked from one that has
+     * it. */
     static Endpoint* get();
 
     const std::string& name() const { return mName; }
     const RuntimeFolder& folder() const { return mFolder; }
 
-    /** The peer of that name, connected to when it is not yet; dead when that fails. Never itself. */
+    /** The peer of that name, connected to when it is not yet; dead when that fails. Never itself.
+     */
     std::shared_ptr<Peer> peer(const std::string& name);
     /** The peer is dead. */
     void forget(const Peer& peer);

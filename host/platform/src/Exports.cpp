@@ -92,7 +92,8 @@ void Exports::dropPeer(const Peer& peer) {
         for (const auto& [id, count] : found->second.references) {
             takeBackLocked({id, count}, &released);
         }
-        for (const auto& [sequence, early] : found->second.early) takeBackLocked(early, &released);
+        for (const auto& [sequence, early] : found->second.early)
+            takeBackLocked(early, &released);
         mPeers.erase(found);
     }
     DeathNotifier::get().release(std::move(released));

@@ -17,8 +17,8 @@ class Endpoint;
 
 /**
  * The thread that accepts connections, serves control messages and sends what others could not send
- * at once. It never waits for a peer, never runs code of the library's users and holds no lock while
- * it reads or writes.
+ * at once. It never waits for a peer, never runs code of the library's users and holds no lock
+ * while it reads or writes.
  */
 class IoThread {
   public:

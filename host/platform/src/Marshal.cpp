@@ -32,7 +32,8 @@ Packed::Packed(Peer& peer, const AParcel* parcel) : mPeer(peer) {
 
 Packed::~Packed() {
     if (mSent) return;
-    for (const uint64_t id : mCounted) Exports::get().giveBack(mPeer, id, 1, 0);
+    for (const uint64_t id : mCounted)
+        Exports::get().giveBack(mPeer, id, 1, 0);
     // The parcel still holds these, so that none of them ends here.
     if (mMessage.header.token != 0) mPeer.acknowledged(mMessage.header.token);
 }

@@ -210,5 +210,6 @@ AIBinder_Weak* AIBinder_Weak_clone(const AIBinder_Weak* weak) {
 }
 
 bool AIBinder_Weak_lt(const AIBinder_Weak* lhs, const AIBinder_Weak* rhs) {
-    return AIBinder_lt(lhs == nullptr ? nullptr : lhs->binder, rhs == nullptr ? nullptr : rhs->binder);
+    return AIBinder_lt(lhs == nullptr ? nullptr : lhs->binder,
+                       rhs == nullptr ? nullptr : rhs->binder);
 }

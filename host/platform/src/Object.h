@@ -113,8 +113,8 @@ class LocalObject final : public AIBinder {
 
     /**
      * Queues a one-way call that came over the connection. True when the caller has to serve the
-     * queue with nextAsync(), since nobody does. When the queue is long the connection is kept here,
-     * unread, until it has become shorter, and *parked is set.
+     * queue with nextAsync(), since nobody does. When the queue is long the connection is kept
+     * here, unread, until it has become shorter, and *parked is set.
      */
     bool queueAsync(AsyncCall call, const std::shared_ptr<Connection>& connection, bool* parked);
     /** The next call; false when there is none, which ends the serving. */

@@ -40,7 +40,8 @@ void Peer::died() {
         data.swap(mData);
         awaitingAck.swap(mAwaitingAck);
         acquiring.swap(mAcquiring);
-        for (const auto& [id, proxy] : mProxies) DeathNotifier::get().proxyDied(*proxy);
+        for (const auto& [id, proxy] : mProxies)
+            DeathNotifier::get().proxyDied(*proxy);
         mProxies.clear();
     }
     if (Endpoint* const endpoint = Endpoint::get(); endpoint != nullptr) endpoint->forget(*this);
@@ -48,14 +49,16 @@ void Peer::died() {
         IoThread::get().remove(*control);
         control->shutdown();
     }
-    for (const std::shared_ptr<Connection>& connection : data) connection->shutdown();
+    for (const std::shared_ptr<Connection>& connection : data)
+        connection->shutdown();
     {
         const std::lock_guard lock(mOnewayLock);
         if (mOneway != nullptr) IoThread::get().remove(*mOneway);
         mOneway.reset();
     }
     Exports::get().dropPeer(*this);
-    for (auto& [token, binders] : awaitingAck) DeathNotifier::get().release(std::move(binders));
+    for (auto& [token, binders] : awaitingAck)
+        DeathNotifier::get().release(std::move(binders));
 }
 
 bool Peer::addControl(const std::shared_ptr<Connection>& connection) {
@@ -91,7 +94,10 @@ std::shared_ptr<Connection> Peer::takeConnection(binder_status_t* status) {
     if (isDead() || endpoint == nullptr) return nullptr;
     std::shared_ptr<Connection> connection =
             endpoint->connect(shared_from_this(), ConnectionKind::kCall, status);
-    if (connection != nullptr && !addData(connection)) return nullptr;
+    if (connection != nullptr && !addData(connection)) {
+        *status = STATUS_DEAD_OBJECT;
+        return nullptr;
+    }
     return connection;
 }
 
@@ -127,8 +133,7 @@ StrongBinder Peer::proxyLocked(uint64_t id, std::string_view descriptor, bool* i
     const auto found = mProxies.find(id);
     *isNew = found == mProxies.end() || !found->second->tryIncStrong();
     if (!*isNew) return StrongBinder(found->second);
-    auto* const proxy =
-            new ProxyObject(shared_from_this(), id, std::string(descriptor), isDead());
+    auto* const proxy = new ProxyObject(shared_from_this(), id, std::string(descriptor), isDead());
     if (!isDead()) mProxies[id] = proxy;
     return StrongBinder(proxy);
 }

@@ -47,7 +47,8 @@ class Peer : public std::enable_shared_from_this<Peer> {
     /** Ends everything that concerns the peer, once. Runs nobody else's code. */
     void died();
 
-    /** These note an open connection, so that it ends with the peer; false when the peer is dead. */
+    /** These note an open connection, so that it ends with the peer; false when the peer is dead.
+     */
     bool addControl(const std::shared_ptr<Connection>& connection);
     bool addData(const std::shared_ptr<Connection>& connection);
     void removeData(const std::shared_ptr<Connection>& connection);
@@ -79,8 +80,7 @@ class Peer : public std::enable_shared_from_this<Peer> {
     void onControl(const Header& message);
 
   private:
-    StrongBinder proxyLocked(uint64_t id, std::string_view descriptor, bool* isNew)
-            REQUIRES(mLock);
+    StrongBinder proxyLocked(uint64_t id, std::string_view descriptor, bool* isNew) REQUIRES(mLock);
     void sendControl(Header message);
     void acquired(const Header& answer);
 

@@ -47,7 +47,7 @@ const RuntimeFolder* RuntimeFolder::open() {
     }
     android::base::unique_fd fd(
             ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    struct stat info{};
+    struct stat info {};
     if (fd < 0 || fstat(fd, &info) != 0) {
         log(ANDROID_LOG_ERROR, "Cannot open the runtime folder %s: %s", path.c_str(),
             strerror(errno));

@@ -27,7 +27,8 @@ bool isUserCode(transaction_code_t code) {
 std::vector<const char*> pointersTo(const std::vector<std::string>& texts) {
     std::vector<const char*> pointers;
     pointers.reserve(texts.size());
-    for (const std::string& text : texts) pointers.push_back(text.c_str());
+    for (const std::string& text : texts)
+        pointers.push_back(text.c_str());
     return pointers;
 }
 
@@ -121,8 +122,7 @@ binder_status_t serveLocally(LocalObject& object, transaction_code_t code, const
     const AIBinder_Class& clazz = *object.clazz();
     binder_status_t status = STATUS_UNKNOWN_TRANSACTION;
     if (isUserCode(code)) {
-        if (clazz.hasTokenHeader &&
-            in.checkInterfaceToken(clazz.descriptor.c_str()) != STATUS_OK) {
+        if (clazz.hasTokenHeader && in.checkInterfaceToken(clazz.descriptor.c_str()) != STATUS_OK) {
             return STATUS_BAD_TYPE;
         }
         status = clazz.onTransact(&object, code, &in, out);

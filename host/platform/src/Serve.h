@@ -27,7 +27,8 @@ struct ServedCall {
 
     /** Null when the thread serves no call of another process. */
     static const ServedCall* current();
-    /** The connection on whose other end a thread of the peer waits for us; null when there is none. */
+    /** The connection on whose other end a thread of the peer waits for us; null when there is
+     * none. */
     static Connection* waitingPeer(const Peer& peer);
 
     Connection* const connection;  // null for a one-way call: nobody waits
@@ -43,8 +44,9 @@ binder_status_t serveLocally(LocalObject& object, transaction_code_t code, const
 /** Serves a call that arrived and answers it. False, logged, when the connection is to be ended. */
 bool serveCall(const std::shared_ptr<Connection>& connection, Incoming message);
 /**
- * Queues a one-way call, has the connection armed again and serves the object's queue unless another
- * thread does. False, logged, when the connection is to be ended; then it has not been armed.
+ * Queues a one-way call, has the connection armed again and serves the object's queue unless
+ * another thread does. False, logged, when the connection is to be ended; then it has not been
+ * armed.
  */
 bool serveOneway(const std::shared_ptr<Connection>& connection, Incoming message);
 

@@ -39,8 +39,7 @@ ndk::SpAIBinder findManager() {
     Endpoint* const endpoint = Endpoint::get();
     if (endpoint == nullptr) return {};
     char name[Hello::kNameSize];
-    const ssize_t length =
-            readlinkat(endpoint->folder().fd(), kManagerEntry, name, sizeof(name));
+    const ssize_t length = readlinkat(endpoint->folder().fd(), kManagerEntry, name, sizeof(name));
     if (length < 0) return {};
     const std::string owner(name, static_cast<size_t>(length));
     if (owner == endpoint->name()) {
@@ -87,7 +86,8 @@ class ChangeWatch {
         while (mNotify >= 0) {
             int timeout = -1;
             if (deadline.has_value()) {
-                const auto left = std::chrono::ceil<std::chrono::milliseconds>(*deadline - Clock::now());
+                const auto left =
+                        std::chrono::ceil<std::chrono::milliseconds>(*deadline - Clock::now());
                 if (left.count() <= 0) return false;
                 timeout = static_cast<int>(left.count());
             }
@@ -160,7 +160,8 @@ ServiceManagerHost startServiceManager() {
     if (isHost) return ServiceManagerHost::kThisProcess;
     Endpoint* const endpoint = Endpoint::get();
     if (endpoint == nullptr) return ServiceManagerHost::kNone;
-    unique_fd file(openat(endpoint->folder().fd(), kManagerLock, O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+    unique_fd file(
+            openat(endpoint->folder().fd(), kManagerLock, O_RDWR | O_CREAT | O_CLOEXEC, 0600));
     if (file < 0 || flock(file, LOCK_EX | LOCK_NB) != 0) {
         const auto found = [] { return findManager().get() != nullptr; };
         if (file >= 0 && errno == EWOULDBLOCK &&
@@ -179,8 +180,7 @@ ServiceManagerHost startServiceManager() {
 }
 
 std::optional<std::vector<std::string>> listServices() {
-    const ndk::ScopedAParcel out =
-            callManager(kListServices, [](AParcel*) { return STATUS_OK; });
+    const ndk::ScopedAParcel out = callManager(kListServices, [](AParcel*) { return STATUS_OK; });
     std::vector<std::string> names;
     if (out.get() == nullptr || ndk::AParcel_readData(out.get(), &names) != STATUS_OK) {
         return std::nullopt;

@@ -63,9 +63,8 @@ Registry::Registry(const RuntimeFolder& folder)
           const auto* const link = static_cast<const Link*>(cookie);
           link->registry->died(link);
       })) {
-    AIBinder_DeathRecipient_setOnUnlinked(mRecipient.get(), [](void* cookie) {
-        delete static_cast<Link*>(cookie);
-    });
+    AIBinder_DeathRecipient_setOnUnlinked(mRecipient.get(),
+                                          [](void* cookie) { delete static_cast<Link*>(cookie); });
 }
 
 binder_exception_t Registry::add(const std::string& name, const ndk::SpAIBinder& binder) {
@@ -98,7 +97,8 @@ ndk::SpAIBinder Registry::check(const std::string& name) {
 std::vector<std::string> Registry::list() {
     const std::lock_guard lock(mLock);
     std::vector<std::string> names;
-    for (const auto& [name, entry] : mEntries) names.push_back(name);
+    for (const auto& [name, entry] : mEntries)
+        names.push_back(name);
     return names;
 }
 

@@ -28,13 +28,17 @@ ThreadPool& ThreadPool::get() {
 }
 
 void ThreadPool::add(const std::shared_ptr<Connection>& connection) {
-    connection->mPoolReference = connection;
+    {
+        const std::lock_guard lock(mLock);
+        mConnections.insert(connection);
+    }
     if (connection->kind() == ConnectionKind::kCall) connection->setBriefWait(kNextCallWait);
     epoll_event event{.events = kEvents, .data = {.ptr = connection.get()}};
     if (epoll_ctl(mEpoll, EPOLL_CTL_ADD, connection->fd(), &event) != 0) drop(connection);
 }
 
 void ThreadPool::rearm(Connection& connection) {
+    connection.mHandedOver.store(true, std::memory_order_release);
     epoll_event event{.events = kEvents, .data = {.ptr = &connection}};
     epoll_ctl(mEpoll, EPOLL_CTL_MOD, connection.fd(), &event);
 }
@@ -43,7 +47,10 @@ void ThreadPool::drop(const std::shared_ptr<Connection>& connection) {
     epoll_ctl(mEpoll, EPOLL_CTL_DEL, connection->fd(), nullptr);
     connection->shutdown();
     connection->peer()->removeData(connection);
-    connection->mPoolReference.reset();
+    {
+        const std::lock_guard lock(mLock);
+        mConnections.erase(connection);
+    }
     // A peer whose one-way calls cannot be read any more would wait for their effect for ever.
     if (connection->kind() == ConnectionKind::kOneway) connection->peer()->died();
 }
@@ -93,47 +100,47 @@ void ThreadPool::join() {
 
 void ThreadPool::poll() {
     epoll_event event;
-    while (epoll_wait(mEpoll, &event, 1, 0) == 1) serve(static_cast<Connection*>(event.data.ptr));
+    while (epoll_wait(mEpoll, &event, 1, 0) == 1)
+        serve(static_cast<Connection*>(event.data.ptr));
 }
 
 void ThreadPool::serve(Connection* ready) {
     // One event, one thread: until it is armed again the connection is this thread's.
-    const std::shared_ptr<Connection> connection = ready->mPoolReference;
-    Incoming message;
-    switch (connection->receive(&message, Connection::Wait::kNo)) {
-        case Connection::Received::kMessage:
-            serve(connection, std::move(message));
+    static_cast<void>(ready->mHandedOver.load(std::memory_order_acquire));
+    const std::shared_ptr<Connection> connection = ready->shared_from_this();
+    for (auto wait = Connection::Wait::kNo;; wait = Connection::Wait::kBriefly) {
+        Incoming message;
+        switch (connection->receive(&message, wait)) {
+            case Connection::Received::kMessage:
+                break;
+            case Connection::Received::kNotYet:
+                rearm(*connection);
+                return;
+            case Connection::Received::kMalformed:
+                log(ANDROID_LOG_WARN, "Ending a connection of process %d: %s",
+                    connection->peerPid(), connection->fault());
+                drop(connection);
+                return;
+            case Connection::Received::kEnd:
+                drop(connection);
+                return;
+        }
+        if (message.header.kind == MessageKind::kOneway) {
+            if (!serveOneway(connection, std::move(message))) drop(connection);
             return;
-        case Connection::Received::kNotYet:
-            rearm(*connection);
-            return;
-        case Connection::Received::kMalformed:
-            log(ANDROID_LOG_WARN, "Ending a connection of process %d: %s", connection->peerPid(),
-                connection->fault());
-            drop(connection);
-            return;
-        case Connection::Received::kEnd:
-            drop(connection);
-            return;
-    }
-}
-
-void ThreadPool::serve(const std::shared_ptr<Connection>& connection, Incoming message) {
-    if (message.header.kind == MessageKind::kOneway) {
-        if (!serveOneway(connection, std::move(message))) drop(connection);
-        return;
-    }
-    // A caller often calls again at once. As long as others wait for everybody else, this thread waits
-    // for that call where it comes, which takes half the system calls of going through the set.
-    do {
+        }
         if (!serveCall(connection, std::move(message))) {
             drop(connection);
             return;
         }
-    } while (mWaiting.load(std::memory_order_relaxed) > 0 &&
-             connection->receive(&message, Connection::Wait::kBriefly) ==
-                     Connection::Received::kMessage);
-    rearm(*connection);
+        // A caller often calls again at once. As long as others wait for everybody else, this
+        // thread waits for that call where it comes: half the system calls of going through the
+        // set.
+        if (mWaiting.load(std::memory_order_relaxed) == 0) {
+            rearm(*connection);
+            return;
+        }
+    }
 }
 
 }  // namespace binder

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <unordered_set>
 
 #include <android-base/thread_annotations.h>
 #include <android-base/unique_fd.h>
@@ -14,8 +15,8 @@ namespace binder {
 
 /**
  * The threads that serve calls of other processes. All wait on one set of idle connections; the one
- * that an event wakes reads the call, serves it, and puts the connection back. When the last waiting
- * thread turns to a call, another is started, up to the limit.
+ * that an event wakes reads the call, serves it, and puts the connection back. When the last
+ * waiting thread turns to a call, another is started, up to the limit.
  */
 class ThreadPool {
   public:
@@ -40,7 +41,6 @@ class ThreadPool {
     ThreadPool();
 
     void serve(Connection* ready);
-    void serve(const std::shared_ptr<Connection>& connection, Incoming message);
     void drop(const std::shared_ptr<Connection>& connection);
     void startOneMore();
 
@@ -51,6 +51,7 @@ class ThreadPool {
     bool mStarted GUARDED_BY(mLock) = false;
     uint32_t mMaxThreads GUARDED_BY(mLock) = 15;
     uint32_t mThreads GUARDED_BY(mLock) = 0;
+    std::unordered_set<std::shared_ptr<Connection>> mConnections GUARDED_BY(mLock);
 };
 
 }  // namespace binder

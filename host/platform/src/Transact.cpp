@@ -15,8 +15,11 @@
 namespace binder {
 namespace {
 
-/** Waits for the reply to the call that was sent, serving the calls that the peer makes meanwhile. */
-binder_status_t awaitReply(const std::shared_ptr<Connection>& connection, Incoming* reply) {
+/**
+ * Waits for the reply to the call that was sent, serving the calls that the peer makes meanwhile.
+ * False when the connection is of no more use.
+ */
+bool awaitReply(const std::shared_ptr<Connection>& connection, Incoming* reply) {
     for (;;) {
         switch (connection->receive(reply, Connection::Wait::kUntilThere)) {
             case Connection::Received::kMessage:
@@ -24,12 +27,15 @@ binder_status_t awaitReply(const std::shared_ptr<Connection>& connection, Incomi
             case Connection::Received::kMalformed:
                 log(ANDROID_LOG_WARN, "Ending a connection to process %d: %s",
                     connection->peerPid(), connection->fault());
-                return STATUS_DEAD_OBJECT;
+                return false;
             default:
-                return STATUS_DEAD_OBJECT;
+                // Only a process that ends leaves a call unanswered. Whoever has seen that must not
+                // find the peer alive in the next moment.
+                connection->peer()->died();
+                return false;
         }
-        if (reply->header.kind == MessageKind::kReply) return STATUS_OK;
-        if (!serveCall(connection, std::move(*reply))) return STATUS_DEAD_OBJECT;
+        if (reply->header.kind == MessageKind::kReply) return true;
+        if (!serveCall(connection, std::move(*reply))) return false;
     }
 }
 
@@ -41,13 +47,14 @@ binder_status_t exchange(const std::shared_ptr<Connection>& connection, Packed& 
             packed.sent();
             break;
         case Connection::Sent::kBroken:
+            connection->peer()->died();
             *broken = true;
             return STATUS_DEAD_OBJECT;
         default:
             return STATUS_FAILED_TRANSACTION;
     }
     Incoming reply;
-    *broken = awaitReply(connection, &reply) != STATUS_OK;
+    *broken = !awaitReply(connection, &reply);
     if (*broken) return STATUS_DEAD_OBJECT;
     switch (unpack(connection->peer(), &reply)) {
         case Unpacked::kMalformed:

@@ -11,10 +11,11 @@
 /**
  * The bytes that processes exchange over their sockets.
  *
- * A connection begins with one Hello from the side that connected and carries messages from then on:
- * a Header, the parcel's data, and a table of the binders and descriptors that the data refers to.
- * Descriptors travel as ancillary data with the first bytes of their message. Sender and receiver
- * run on the same machine and speak the same version, so integers have the machine's byte order.
+ * A connection begins with one Hello from the side that connected and carries messages from then
+ * on: a Header, the parcel's data, and a table of the binders and descriptors that the data refers
+ * to. Descriptors travel as ancillary data with the first bytes of their message. Sender and
+ * receiver run on the same machine and speak the same version, so integers have the machine's byte
+ * order.
  *
  * Everything here is a function of bytes and trusts none of them; parseMessage() is the entry for
  * whoever wants to feed it arbitrary ones.

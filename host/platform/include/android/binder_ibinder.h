@@ -8,21 +8,6 @@
 #include <android/binder_parcel.h>
 #include <android/binder_status.h>
 
-#pragma GCC visibility push(default)
-__BEGIN_DECLS
-
-typedef uint32_t binder_flags_t;
-enum {
-    /** The caller does not wait: no reply, and errors of the method are lost. */
-    FLAG_ONEWAY = 0x01,
-};
-
-typedef uint32_t transaction_code_t;
-enum {
-    FIRST_CALL_TRANSACTION = 0x00000001,
-    LAST_CALL_TRANSACTION = 0x00ffffff,
-};
-
 /** Describes one interface to the run time. Lives until the process ends. */
 struct AIBinder_Class;
 typedef struct AIBinder_Class AIBinder_Class;
@@ -38,6 +23,21 @@ typedef struct AIBinder_Weak AIBinder_Weak;
 /** A function to call when the process of a linked binder dies. */
 struct AIBinder_DeathRecipient;
 typedef struct AIBinder_DeathRecipient AIBinder_DeathRecipient;
+
+#pragma GCC visibility push(default)
+__BEGIN_DECLS
+
+typedef uint32_t binder_flags_t;
+enum {
+    /** The caller does not wait: no reply, and errors of the method are lost. */
+    FLAG_ONEWAY = 0x01,
+};
+
+typedef uint32_t transaction_code_t;
+enum {
+    FIRST_CALL_TRANSACTION = 0x00000001,
+    LAST_CALL_TRANSACTION = 0x00ffffff,
+};
 
 // --- classes ---
 

@@ -11,9 +11,6 @@
 struct AIBinder;
 typedef struct AIBinder AIBinder;
 
-#pragma GCC visibility push(default)
-__BEGIN_DECLS
-
 /**
  * The data of one call or reply. Values are read in the order in which they were written; reading
  * and writing move one position. Used by one thread at a time.
@@ -23,6 +20,9 @@ __BEGIN_DECLS
  */
 struct AParcel;
 typedef struct AParcel AParcel;
+
+#pragma GCC visibility push(default)
+__BEGIN_DECLS
 
 /** An empty parcel, freed with AParcel_delete. */
 AParcel* AParcel_create(void);

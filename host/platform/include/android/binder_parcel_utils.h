@@ -1,7 +1,6 @@
 #pragma once
 
 #include <array>
-#include <climits>
 #include <concepts>
 #include <cstdint>
 #include <cstring>
@@ -9,12 +8,12 @@
 #include <optional>
 #include <string>
 #include <type_traits>
-#include <utility>
 #include <vector>
 
 #include <android/binder_auto_utils.h>
 #include <android/binder_interface_utils.h>
 #include <android/binder_parcel.h>
+#include <android/binder_parcel_values.h>
 
 /**
  * Parcels of C++ values, as generated code writes and reads them: AParcel_writeData() and
@@ -25,90 +24,6 @@
  */
 namespace ndk {
 
-namespace impl {
-
-template <typename T, template <typename...> class Template>
-constexpr bool kIs = false;
-template <template <typename...> class Template, typename... Args>
-constexpr bool kIs<Template<Args...>, Template> = true;
-
-template <typename T>
-constexpr bool kIsFixedArray = false;
-template <typename T, size_t N>
-constexpr bool kIsFixedArray<std::array<T, N>> = true;
-
-template <typename T>
-concept Optional = kIs<T, std::optional> || kIs<T, std::unique_ptr>;
-template <typename T>
-concept Vector = kIs<T, std::vector>;
-template <typename T>
-concept FixedArray = kIsFixedArray<T>;
-template <typename T>
-concept List = Vector<T> || FixedArray<T>;
-template <typename T>
-concept Scalar = std::is_arithmetic_v<T> || std::is_enum_v<T>;
-template <typename T>
-concept Interface = kIs<T, std::shared_ptr>;
-template <typename T>
-concept Parcelable = requires(T value, const T& constant, AParcel* parcel) {
-    { value.readFromParcel(parcel) } -> std::same_as<binder_status_t>;
-    { constant.writeToParcel(parcel) } -> std::same_as<binder_status_t>;
-};
-
-// An enum travels as its underlying type; bytes travel signed.
-template <typename T>
-struct Wire {
-    using type = T;
-};
-template <typename T>
-requires std::is_enum_v<T>
-struct Wire<T> : Wire<std::underlying_type_t<T>> {
-};
-template <>
-struct Wire<uint8_t> : Wire<int8_t> {};
-
-// clang-format off
-inline binder_status_t write(AParcel* p, int32_t v) { return AParcel_writeInt32(p, v); }
-inline binder_status_t write(AParcel* p, uint32_t v) { return AParcel_writeUint32(p, v); }
-inline binder_status_t write(AParcel* p, int64_t v) { return AParcel_writeInt64(p, v); }
-inline binder_status_t write(AParcel* p, uint64_t v) { return AParcel_writeUint64(p, v); }
-inline binder_status_t write(AParcel* p, float v) { return AParcel_writeFloat(p, v); }
-inline binder_status_t write(AParcel* p, double v) { return AParcel_writeDouble(p, v); }
-inline binder_status_t write(AParcel* p, bool v) { return AParcel_writeBool(p, v); }
-inline binder_status_t write(AParcel* p, char16_t v) { return AParcel_writeChar(p, v); }
-inline binder_status_t write(AParcel* p, int8_t v) { return AParcel_writeByte(p, v); }
-
-inline binder_status_t read(const AParcel* p, int32_t* v) { return AParcel_readInt32(p, v); }
-inline binder_status_t read(const AParcel* p, uint32_t* v) { return AParcel_readUint32(p, v); }
-inline binder_status_t read(const AParcel* p, int64_t* v) { return AParcel_readInt64(p, v); }
-inline binder_status_t read(const AParcel* p, uint64_t* v) { return AParcel_readUint64(p, v); }
-inline binder_status_t read(const AParcel* p, float* v) { return AParcel_readFloat(p, v); }
-inline binder_status_t read(const AParcel* p, double* v) { return AParcel_readDouble(p, v); }
-inline binder_status_t read(const AParcel* p, bool* v) { return AParcel_readBool(p, v); }
-inline binder_status_t read(const AParcel* p, char16_t* v) { return AParcel_readChar(p, v); }
-inline binder_status_t read(const AParcel* p, int8_t* v) { return AParcel_readByte(p, v); }
-
-inline binder_status_t writeBlock(AParcel* p, const int32_t* v, int32_t n) { return AParcel_writeInt32Array(p, v, n); }
-inline binder_status_t writeBlock(AParcel* p, const uint32_t* v, int32_t n) { return AParcel_writeUint32Array(p, v, n); }
-inline binder_status_t writeBlock(AParcel* p, const int64_t* v, int32_t n) { return AParcel_writeInt64Array(p, v, n); }
-inline binder_status_t writeBlock(AParcel* p, const uint64_t* v, int32_t n) { return AParcel_writeUint64Array(p, v, n); }
-inline binder_status_t writeBlock(AParcel* p, const float* v, int32_t n) { return AParcel_writeFloatArray(p, v, n); }
-inline binder_status_t writeBlock(AParcel* p, const double* v, int32_t n) { return AParcel_writeDoubleArray(p, v, n); }
-inline binder_status_t writeBlock(AParcel* p, const char16_t* v, int32_t n) { return AParcel_writeCharArray(p, v, n); }
-inline binder_status_t writeBlock(AParcel* p, const int8_t* v, int32_t n) { return AParcel_writeByteArray(p, v, n); }
-
-inline binder_status_t readBlock(const AParcel* p, void* out, AParcel_int32ArrayAllocator a) { return AParcel_readInt32Array(p, out, a); }
-inline binder_status_t readBlock(const AParcel* p, void* out, AParcel_uint32ArrayAllocator a) { return AParcel_readUint32Array(p, out, a); }
-inline binder_status_t readBlock(const AParcel* p, void* out, AParcel_int64ArrayAllocator a) { return AParcel_readInt64Array(p, out, a); }
-inline binder_status_t readBlock(const AParcel* p, void* out, AParcel_uint64ArrayAllocator a) { return AParcel_readUint64Array(p, out, a); }
-inline binder_status_t readBlock(const AParcel* p, void* out, AParcel_floatArrayAllocator a) { return AParcel_readFloatArray(p, out, a); }
-inline binder_status_t readBlock(const AParcel* p, void* out, AParcel_doubleArrayAllocator a) { return AParcel_readDoubleArray(p, out, a); }
-inline binder_status_t readBlock(const AParcel* p, void* out, AParcel_charArrayAllocator a) { return AParcel_readCharArray(p, out, a); }
-inline binder_status_t readBlock(const AParcel* p, void* out, AParcel_byteArrayAllocator a) { return AParcel_readByteArray(p, out, a); }
-// clang-format on
-
-}  // namespace impl
-
 // Declared ahead, since lists hold lists and records.
 template <typename T>
 binder_status_t AParcel_writeData(AParcel* parcel, const T& value);
@@ -118,90 +33,6 @@ template <typename T>
 binder_status_t AParcel_writeNullableData(AParcel* parcel, const T& value);
 template <typename T>
 binder_status_t AParcel_readNullableData(const AParcel* parcel, T* value);
-
-// --- strings ---
-
-inline binder_status_t AParcel_writeString(AParcel* parcel, const std::string& value) {
-    if (value.size() > INT32_MAX) return STATUS_BAD_VALUE;
-    return ::AParcel_writeString(parcel, value.data(), static_cast<int32_t>(value.size()));
-}
-
-inline binder_status_t AParcel_writeString(AParcel* parcel,
-                                           const std::optional<std::string>& value) {
-    return value ? AParcel_writeString(parcel, *value) : ::AParcel_writeString(parcel, nullptr, -1);
-}
-
-inline binder_status_t AParcel_readString(const AParcel* parcel, std::string* value) {
-    return ::AParcel_readString(parcel, value, [](void* out, int32_t length, char** buffer) {
-        if (length < 1) return false;
-        auto& string = *static_cast<std::string*>(out);
-        string.resize(static_cast<size_t>(length) - 1);
-        *buffer = string.data();
-        return true;
-    });
-}
-
-inline binder_status_t AParcel_readString(const AParcel* parcel,
-                                          std::optional<std::string>* value) {
-    return ::AParcel_readString(parcel, value, [](void* out, int32_t length, char** buffer) {
-        auto& string = *static_cast<std::optional<std::string>*>(out);
-        if (length < 1) {
-            string.reset();
-            return true;
-        }
-        string.emplace(static_cast<size_t>(length) - 1, '\0');
-        *buffer = string->data();
-        return true;
-    });
-}
-
-// --- binders and descriptors ---
-
-inline binder_status_t AParcel_writeNullableStrongBinder(AParcel* parcel, const SpAIBinder& value) {
-    return AParcel_writeStrongBinder(parcel, value.get());
-}
-
-inline binder_status_t AParcel_readNullableStrongBinder(const AParcel* parcel, SpAIBinder* value) {
-    AIBinder* binder = nullptr;
-    const binder_status_t status = AParcel_readStrongBinder(parcel, &binder);
-    if (status == STATUS_OK) value->set(binder);
-    return status;
-}
-
-inline binder_status_t AParcel_writeRequiredStrongBinder(AParcel* parcel, const SpAIBinder& value) {
-    if (value.get() == nullptr) return STATUS_UNEXPECTED_NULL;
-    return AParcel_writeStrongBinder(parcel, value.get());
-}
-
-inline binder_status_t AParcel_readRequiredStrongBinder(const AParcel* parcel, SpAIBinder* value) {
-    const binder_status_t status = AParcel_readNullableStrongBinder(parcel, value);
-    return status == STATUS_OK && value->get() == nullptr ? STATUS_UNEXPECTED_NULL : status;
-}
-
-inline binder_status_t AParcel_writeNullableParcelFileDescriptor(
-        AParcel* parcel, const ScopedFileDescriptor& value) {
-    return AParcel_writeParcelFileDescriptor(parcel, value.get());
-}
-
-inline binder_status_t AParcel_readNullableParcelFileDescriptor(const AParcel* parcel,
-                                                                ScopedFileDescriptor* value) {
-    int fd = -1;
-    const binder_status_t status = AParcel_readParcelFileDescriptor(parcel, &fd);
-    if (status == STATUS_OK) value->set(fd);
-    return status;
-}
-
-inline binder_status_t AParcel_writeRequiredParcelFileDescriptor(
-        AParcel* parcel, const ScopedFileDescriptor& value) {
-    if (value.get() < 0) return STATUS_UNEXPECTED_NULL;
-    return AParcel_writeParcelFileDescriptor(parcel, value.get());
-}
-
-inline binder_status_t AParcel_readRequiredParcelFileDescriptor(const AParcel* parcel,
-                                                                ScopedFileDescriptor* value) {
-    const binder_status_t status = AParcel_readNullableParcelFileDescriptor(parcel, value);
-    return status == STATUS_OK && value->get() < 0 ? STATUS_UNEXPECTED_NULL : status;
-}
 
 // --- records ---
 
@@ -262,7 +93,7 @@ binder_status_t writeList(AParcel* parcel, const L& list) {
                                       });
     } else if constexpr (Scalar<T>) {
         using W = typename Wire<T>::type;
-        return writeBlock(parcel, reinterpret_cast<const W*>(list.data()), length);
+        return FunctionsOf<W>::writeList(parcel, reinterpret_cast<const W*>(list.data()), length);
     } else {
         return AParcel_writeParcelableArray(
                 parcel, &list, length, [](AParcel* to, const void* array, size_t index) {
@@ -327,7 +158,7 @@ binder_status_t readList(const AParcel* parcel, Out* out) {
                 [](void* array, size_t index, bool value) { listOf<Out>(array)[index] = value; });
     } else if constexpr (Scalar<T>) {
         using W = typename Wire<T>::type;
-        return readBlock(parcel, out, [](void* array, int32_t length, W** buffer) {
+        return FunctionsOf<W>::readList(parcel, out, [](void* array, int32_t length, W** buffer) {
             if (!prepareList<Out>(array, length)) return false;
             if (length >= 0) *buffer = reinterpret_cast<W*>(listOf<Out>(array).data());
             return true;
@@ -406,7 +237,8 @@ binder_status_t AParcel_resizeVector(const AParcel* parcel, std::optional<std::v
 template <typename T>
 binder_status_t AParcel_writeData(AParcel* parcel, const T& value) {
     if constexpr (impl::Scalar<T>) {
-        return impl::write(parcel, static_cast<typename impl::Wire<T>::type>(value));
+        using W = typename impl::Wire<T>::type;
+        return impl::FunctionsOf<W>::write(parcel, static_cast<W>(value));
     } else if constexpr (std::same_as<T, std::string>) {
         return AParcel_writeString(parcel, value);
     } else if constexpr (impl::List<T>) {
@@ -425,8 +257,9 @@ binder_status_t AParcel_writeData(AParcel* parcel, const T& value) {
 template <typename T>
 binder_status_t AParcel_readData(const AParcel* parcel, T* value) {
     if constexpr (impl::Scalar<T>) {
-        typename impl::Wire<T>::type wire = {};
-        const binder_status_t status = impl::read(parcel, &wire);
+        using W = typename impl::Wire<T>::type;
+        W wire = {};
+        const binder_status_t status = impl::FunctionsOf<W>::read(parcel, &wire);
         if (status == STATUS_OK) *value = static_cast<T>(wire);
         return status;
     } else if constexpr (std::same_as<T, std::string>) {

@@ -10,6 +10,10 @@
 #define __ANDROID_API__ 34
 #endif
 
+/** The outcome of a method: ok, an exception with a message, or a failed transaction. */
+struct AStatus;
+typedef struct AStatus AStatus;
+
 #pragma GCC visibility push(default)
 __BEGIN_DECLS
 
@@ -56,10 +60,6 @@ enum {
     EX_TRANSACTION_FAILED = -129,
 };
 typedef int32_t binder_exception_t;
-
-/** The outcome of a method: ok, an exception with a message, or a failed transaction. */
-struct AStatus;
-typedef struct AStatus AStatus;
 
 /** Each of these makes a status that the caller frees with AStatus_delete. Texts are copied. */
 __attribute__((warn_unused_result)) AStatus* AStatus_newOk(void);

@@ -5,8 +5,8 @@
 #include <vector>
 
 /**
- * What a PC needs beyond the platform's own interface, since no init process starts a service manager
- * there: any process can host it.
+ * What a PC needs beyond the platform's own interface, since no init process starts a service
+ * manager there: any process can host it.
  */
 namespace binder {
 

@@ -44,6 +44,9 @@ interface ITestPeer {
     oneway void postFailure();
     oneway void postPeer(ITestPeer peer);
 
+    /** Posts to all objects of the process, those that are gone included. */
+    int totalPosts();
+
     int callingPid();
     int callingUid();
     oneway void noteCallingPid();

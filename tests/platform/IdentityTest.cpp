@@ -1,0 +1,203 @@
+#include <memory>
+#include <thread>
+#include <vector>
+
+#include <android/binder_auto_utils.h>
+#include <gmock/gmock.h>
+
+#include "tests/platform/TestPeer.h"
+
+namespace platformtest {
+namespace {
+
+int32_t liveObjectsOf(ITestPeer& peer) {
+    int32_t count = -1;
+    EXPECT_TRUE(peer.liveObjects(&count).isOk());
+    return count;
+}
+
+class IdentityTest : public testing::Test {
+  protected:
+    void SetUp() override {
+        ASSERT_NE(mPeer, nullptr);
+        mLive = TestPeer::live();
+    }
+
+    PeerProcess mProcess{"identity"};
+    const std::shared_ptr<ITestPeer> mPeer = mProcess.peer;
+    int mLive = 0;
+};
+
+TEST_F(IdentityTest, BinderThatComesHomeIsTheObjectItself) {
+    bool isYou = false;
+    ASSERT_TRUE(mPeer->isYou(mPeer->asBinder(), &isYou).isOk());
+    EXPECT_TRUE(isYou);
+
+    const auto local = ndk::SharedRefBase::make<TestPeer>();
+    std::shared_ptr<ITestPeer> returned;
+    ASSERT_TRUE(mPeer->echoPeer(local, &returned).isOk());
+    EXPECT_EQ(returned, local);
+    ASSERT_TRUE(mPeer->keep(local).isOk());
+    ASSERT_TRUE(mPeer->kept(&returned).isOk());
+    EXPECT_EQ(returned, local);
+    ASSERT_TRUE(mPeer->echoPeer(nullptr, &returned).isOk());
+    EXPECT_EQ(returned, nullptr);
+}
+
+TEST_F(IdentityTest, OneRemoteObjectIsOneBinder) {
+    const std::shared_ptr<ITestPeer> again = peerNamed("identity");
+    EXPECT_NE(again, mPeer);
+    EXPECT_EQ(again->asBinder(), mPeer->asBinder());
+    EXPECT_TRUE(mPeer->isRemote());
+
+    std::shared_ptr<ITestPeer> created;
+    ASSERT_TRUE(mPeer->create(&created).isOk());
+    EXPECT_NE(created->asBinder(), mPeer->asBinder());
+    ndk::SpAIBinder returned;
+    ASSERT_TRUE(mPeer->echoBinder(created->asBinder(), &returned).isOk());
+    EXPECT_EQ(returned, created->asBinder());
+    EXPECT_EQ(mPeer->echoBinder(ndk::SpAIBinder(), &returned).getStatus(), STATUS_UNEXPECTED_NULL);
+}
+
+TEST_F(IdentityTest, ProxyLivesAsLongAsItsReferences) {
+    std::shared_ptr<ITestPeer> created;
+    ASSERT_TRUE(mPeer->create(&created).isOk());
+    const ndk::ScopedAIBinder_Weak weak(AIBinder_Weak_new(created->asBinder().get()));
+    EXPECT_NE(weak.promote().get(), nullptr);
+    // The proxy object holds one, asBinder() gives another.
+    const int32_t held = AIBinder_debugGetRefCount(created->asBinder().get());
+    {
+        const ndk::SpAIBinder other = created->asBinder();
+        EXPECT_EQ(AIBinder_debugGetRefCount(other.get()), held);
+    }
+    created.reset();
+    EXPECT_EQ(weak.promote().get(), nullptr);
+}
+
+TEST_F(IdentityTest, RemoteReferencesKeepAnObjectAlive) {
+    ASSERT_TRUE(mPeer->keep(ndk::SharedRefBase::make<TestPeer>()).isOk());
+    EXPECT_EQ(TestPeer::live(), mLive + 1);
+    std::shared_ptr<ITestPeer> kept;
+    ASSERT_TRUE(mPeer->kept(&kept).isOk());
+    EXPECT_FALSE(kept->isRemote());
+    kept.reset();
+    EXPECT_EQ(TestPeer::live(), mLive + 1);
+    ASSERT_TRUE(mPeer->keep(nullptr).isOk());
+    EXPECT_TRUE(eventually([&] { return TestPeer::live() == mLive; }));
+}
+
+TEST_F(IdentityTest, DeadPeersReferencesAreDropped) {
+    ASSERT_TRUE(mPeer->keep(ndk::SharedRefBase::make<TestPeer>()).isOk());
+    EXPECT_EQ(TestPeer::live(), mLive + 1);
+    mProcess.child.kill();
+    EXPECT_TRUE(eventually([&] { return TestPeer::live() == mLive; }));
+}
+
+TEST_F(IdentityTest, ObjectsGoWhenTheirProxiesDo) {
+    for (int i = 0; i < 100; ++i) {
+        std::shared_ptr<ITestPeer> created;
+        ASSERT_TRUE(mPeer->create(&created).isOk());
+    }
+    EXPECT_TRUE(eventually([&] { return liveObjectsOf(*mPeer) == 1; }));
+}
+
+TEST_F(IdentityTest, SameObjectComesAndGoesManyTimesAtOnce) {
+    const auto local = ndk::SharedRefBase::make<TestPeer>();
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) {
+        threads.emplace_back([&] {
+            for (int j = 0; j < 200; ++j) {
+                std::shared_ptr<ITestPeer> returned;
+                EXPECT_TRUE(mPeer->keep(local).isOk());
+                EXPECT_TRUE(mPeer->kept(&returned).isOk());
+                EXPECT_TRUE(returned == nullptr || returned == local);
+                EXPECT_TRUE(mPeer->keep(nullptr).isOk());
+            }
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+}
+
+TEST_F(IdentityTest, OnewayCallArrivesThoughItsProxyIsGone) {
+    constexpr int kObjects = 200;
+    for (int i = 0; i < kObjects; ++i) {
+        std::shared_ptr<ITestPeer> created;
+        ASSERT_TRUE(mPeer->create(&created).isOk());
+        ASSERT_TRUE(created->post(i).isOk());
+    }
+    EXPECT_TRUE(eventually([&] {
+        int32_t posts = 0;
+        EXPECT_TRUE(mPeer->totalPosts(&posts).isOk());
+        return posts == kObjects;
+    }));
+    EXPECT_TRUE(eventually([&] { return liveObjectsOf(*mPeer) == 1; }));
+}
+
+class HandOverTest : public IdentityTest {
+  protected:
+    void SetUp() override {
+        IdentityTest::SetUp();
+        ASSERT_NE(mOther, nullptr);
+    }
+
+    PeerProcess mOtherProcess{"other"};
+    const std::shared_ptr<ITestPeer> mOther = mOtherProcess.peer;
+};
+
+TEST_F(HandOverTest, ThirdProcessGetsTheObjectFromWhoeverHasIt) {
+    for (const bool oneway : {false, true}) {
+        std::shared_ptr<ITestPeer> created;
+        ASSERT_TRUE(mPeer->create(&created).isOk());
+        ASSERT_TRUE((oneway ? mOther->postPeer(created) : mOther->keep(created)).isOk());
+        created.reset();
+        std::vector<int32_t> posts;
+        if (oneway) ASSERT_TRUE(mOther->awaitPosts(1, &posts).isOk());
+
+        // Nobody but the other process holds it now. It calls it, and hands it back.
+        std::shared_ptr<ITestPeer> kept;
+        ASSERT_TRUE(mOther->kept(&kept).isOk());
+        ASSERT_NE(kept, nullptr);
+        int32_t calls = 0;
+        EXPECT_TRUE(mOther->descend(kept, 1, &calls).isOk());
+        EXPECT_EQ(calls, 2);
+        bool isYou = false;
+        EXPECT_TRUE(kept->isYou(kept->asBinder(), &isYou).isOk());
+        EXPECT_TRUE(isYou);
+        kept.reset();
+        EXPECT_EQ(liveObjectsOf(*mPeer), 2);
+        ASSERT_TRUE(mOther->keep(nullptr).isOk());
+        EXPECT_TRUE(eventually([&] { return liveObjectsOf(*mPeer) == 1; }));
+    }
+}
+
+TEST_F(HandOverTest, OwnersDeathReachesEveryHolder) {
+    std::shared_ptr<ITestPeer> created;
+    ASSERT_TRUE(mPeer->create(&created).isOk());
+    ASSERT_TRUE(mOther->keep(created).isOk());
+    mProcess.child.kill();
+    int32_t calls = 0;
+    EXPECT_EQ(mOther->descend(created, 1, &calls).getStatus(), STATUS_DEAD_OBJECT);
+    // A dead object can still be handed over; it is dead there, too.
+    std::shared_ptr<ITestPeer> returned;
+    EXPECT_TRUE(mOther->echoPeer(created, &returned).isOk());
+    ASSERT_NE(returned, nullptr);
+    EXPECT_EQ(returned->post(1).getStatus(), STATUS_DEAD_OBJECT);
+}
+
+TEST_F(HandOverTest, StoppedOwnerHoldsUpNobody) {
+    std::shared_ptr<ITestPeer> created;
+    ASSERT_TRUE(mPeer->create(&created).isOk());
+    mProcess.child.signal(SIGSTOP);
+    EXPECT_TRUE(mOther->keep(created).isOk());
+    std::shared_ptr<ITestPeer> kept;
+    EXPECT_TRUE(mOther->kept(&kept).isOk());
+    EXPECT_EQ(kept->asBinder(), created->asBinder());
+    mProcess.child.signal(SIGCONT);
+    created.reset();
+    kept.reset();
+    EXPECT_EQ(liveObjectsOf(*mPeer), 2);
+}
+
+}  // namespace
+}  // namespace platformtest
