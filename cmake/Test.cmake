@@ -1,7 +1,7 @@
 # What every test runs under: leaks and races are failures but for the deliberate ones, each named.
 set(VELA_TEST_ENVIRONMENT
     "LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/lsan.supp:print_suppressions=0"
-    "TSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/tsan.supp:halt_on_error=1:second_deadlock_stack=1"
+    "TSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/tsan.supp:halt_on_error=1:second_deadlock_stack=1:atexit_sleep_ms=0"
     "UBSAN_OPTIONS=print_stacktrace=1")
 
 # vela_test(NAME [TIMEOUT <seconds>] [ARGS <arg>...] SOURCES <file>... [LIBS <lib>...])

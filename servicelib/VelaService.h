@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -189,7 +190,8 @@ class [[gnu::visibility("default")]] VelaService {
     StringQuery mStringQuery;
 };
 
-static_assert(sizeof(VelaService) == sizeof(void*) + 8 * sizeof(std::function<void()>),
+static_assert(sizeof(VelaService) == std::max(sizeof(void*), alignof(std::function<void()>)) +
+                                             8 * sizeof(std::function<void()>),
               "the library and its callers agree on where the callback members lie");
 
 }  // namespace lmfg

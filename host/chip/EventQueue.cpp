@@ -41,16 +41,20 @@ int EventQueue::drain(std::chrono::milliseconds timeout) {
     std::unique_lock<std::mutex> lock(mLock);
     if (!mRunning) return -ESHUTDOWN;
     if (std::this_thread::get_id() == mThread.get_id()) return -EDEADLK;
-    const bool woken = mChanged.wait_for(
-            lock, timeout, [this, last = mPosted] { return mDone >= last || !mRunning; });
-    if (!woken) return -ETIMEDOUT;
+    const auto last = mPosted;
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    while (mDone < last && mRunning) {
+        if (std::chrono::steady_clock::now() >= deadline) return -ETIMEDOUT;
+        mChanged.wait_until(lock, deadline);
+    }
     return mRunning ? 0 : -ESHUTDOWN;
 }
 
 void EventQueue::run() {
     std::unique_lock<std::mutex> lock(mLock);
     for (;;) {
-        mChanged.wait(lock, [this] { return !mTasks.empty() || !mRunning; });
+        while (mTasks.empty() && mRunning)
+            mChanged.wait(lock);
         if (!mRunning) return;
         std::function<void()> task = std::move(mTasks.front());
         mTasks.pop_front();

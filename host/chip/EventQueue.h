@@ -27,10 +27,11 @@ class EventQueue {
     int post(std::function<void()> task);
     /// Waits until everything posted before the call has run: 0, -EDEADLK when called from a task,
     /// -ESHUTDOWN when stopped, -ETIMEDOUT.
-    int drain(std::chrono::milliseconds timeout);
+    int drain(std::chrono::milliseconds timeout) NO_THREAD_SAFETY_ANALYSIS;
 
   private:
-    void run();
+    // The analysis does not follow std::unique_lock.
+    void run() NO_THREAD_SAFETY_ANALYSIS;
 
     std::mutex mLock;
     std::condition_variable mChanged;

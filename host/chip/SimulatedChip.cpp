@@ -78,7 +78,7 @@ SimulatedChip::SimulatedChip(std::string framesDir) : mFramesDir(std::move(frame
 }
 
 SimulatedChip::~SimulatedChip() {
-    stop();
+    SimulatedChip::stop();
 }
 
 void SimulatedChip::start(VelaServiceCallbacks events) {

@@ -22,7 +22,6 @@ namespace {
 
 using display::IVela;
 using display::IVelaComposerClient;
-using ndk::ScopedAStatus;
 
 /** Everything that one monitor has registered; its destructor takes it back. */
 class Registration {

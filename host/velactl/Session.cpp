@@ -40,7 +40,9 @@ std::vector<std::string> splitWords(const std::string& line) {
 template <typename Interface>
 const Operation<Interface>* find(const std::vector<Operation<Interface>>& operations,
                                  const std::string& name) {
-    const auto found = std::ranges::find(operations, name, &Operation<Interface>::name);
+    const auto found =
+            std::find_if(operations.begin(), operations.end(),
+                         [&name](const auto& operation) { return operation.name == name; });
     return found == operations.end() ? nullptr : &*found;
 }
 

@@ -8,7 +8,7 @@ TracingChip::TracingChip(std::shared_ptr<lmfg::Chip> chip, std::shared_ptr<Trace
     : mChip(std::move(chip)), mTrace(std::move(trace)) {}
 
 void TracingChip::start(lmfg::VelaServiceCallbacks events) {
-    mChip->start(std::move(events));
+    mChip->start(events);
 }
 
 void TracingChip::stop() {

@@ -13,8 +13,8 @@
 #include <thread>
 #include <utility>
 
-#include <android/log.h>
 #include <android/binder_process.h>
+#include <android/log.h>
 #include <binder_host/ServiceManager.h>
 #include <CLI/CLI.hpp>
 
@@ -76,8 +76,8 @@ sigset_t blockStopSignals() {
 }
 
 /**
- * Stops the chip, so that no event runs while the process exits. An event that a client never answers
- * cannot be stopped: then the process ends at once, without its static destructors.
+ * Stops the chip, so that no event runs while the process exits. An event that a client never
+ * answers cannot be stopped: then the process ends at once, without its static destructors.
  */
 void stopChip(const std::shared_ptr<lmfg::Chip>& chip) {
     constexpr std::chrono::seconds kPatience{2};

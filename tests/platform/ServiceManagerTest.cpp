@@ -51,7 +51,7 @@ const harness::Role kForker("forker", [](harness::Parent& parent) {
     const pid_t child = fork();
     if (child == 0) {
         int32_t pid = 0;
-        exit(peer->callingPid(&pid).getStatus() == STATUS_INVALID_OPERATION ? 0 : 1);
+        _exit(peer->callingPid(&pid).getStatus() == STATUS_INVALID_OPERATION ? 0 : 1);
     }
     int status = -1;
     waitpid(child, &status, 0);

@@ -60,7 +60,8 @@ class DeathNotifier {
     };
 
     void postLocked(Work work) REQUIRES(mLock);
-    void run();
+    // The analysis does not follow std::unique_lock.
+    void run() NO_THREAD_SAFETY_ANALYSIS;
     void notify(const std::weak_ptr<DeathLink>& weakLink);
 
     std::mutex mLock;  // also guards the lists of recipients and proxies

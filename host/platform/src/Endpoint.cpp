@@ -154,7 +154,7 @@ std::shared_ptr<Connection> Endpoint::connect(const std::shared_ptr<Peer>& peer,
         return nullptr;
     }
     *status = STATUS_OK;
-    const auto connection =
+    auto connection =
             std::make_shared<Connection>(std::move(socket), credentials.pid, credentials.uid);
     connection->introduce(kind, peer->name());
     connection->attach(peer);

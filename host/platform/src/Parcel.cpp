@@ -31,6 +31,13 @@ void release(const Object& object) {
     }
 }
 
+/** The place of the first object whose slot stands at the offset or behind it. */
+template <typename Objects>
+auto firstFrom(Objects& objects, size_t offset) {
+    return std::partition_point(objects.begin(), objects.end(),
+                                [offset](const auto& object) { return object.offset < offset; });
+}
+
 }  // namespace
 
 AParcel::~AParcel() {
@@ -136,7 +143,7 @@ binder_status_t AParcel::writeSlot(const Object& object) {
         release(object);
         return status;
     }
-    const auto place = std::ranges::upper_bound(mObjects, object.offset, {}, &Object::offset);
+    const auto place = firstFrom(mObjects, object.offset + 1);
     mObjects.insert(place, object);
     return STATUS_OK;
 }
@@ -147,7 +154,7 @@ binder_status_t AParcel::readSlot(uint32_t* kind, const Object** object) const {
     const binder_status_t status = readValue(&slot);
     if (status != STATUS_OK) return status;
     *kind = slot.kind;
-    const auto found = std::ranges::lower_bound(mObjects, offset, {}, &Object::offset);
+    const auto found = firstFrom(mObjects, offset);
     *object = found != mObjects.end() && found->offset == offset ? &*found : nullptr;
     return STATUS_OK;
 }
@@ -213,7 +220,7 @@ binder_status_t AParcel::appendFrom(const AParcel& from, size_t start, size_t si
     }
     // A parcel may be appended to itself, and growing it has moved its data.
     memmove(mData + position, from.mData + start, size);
-    const auto place = std::ranges::upper_bound(mObjects, position, {}, &Object::offset);
+    const auto place = firstFrom(mObjects, position + 1);
     mObjects.insert(place, copies.begin(), copies.end());
     return STATUS_OK;
 }
@@ -224,7 +231,7 @@ binder_status_t AParcel::writeInterfaceToken(const char* descriptor) {
     uint8_t* const room = writeInPlace(sizeof(lead) + length);
     if (room == nullptr) return STATUS_NO_MEMORY;
     memcpy(room, lead, sizeof(lead));
-    memcpy(room + sizeof(lead), descriptor, length);
+    std::copy_n(descriptor, length, room + sizeof(lead));
     return STATUS_OK;
 }
 

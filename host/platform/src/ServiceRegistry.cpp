@@ -26,7 +26,8 @@ bool isValidName(std::string_view name) {
         return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
                c == '_' || c == '-' || c == '.' || c == '/';
     };
-    return !name.empty() && name.size() <= kMaxName && std::ranges::all_of(name, isAllowed);
+    return !name.empty() && name.size() <= kMaxName &&
+           std::all_of(name.begin(), name.end(), isAllowed);
 }
 
 /** Names and their objects. An object whose process dies leaves. Any thread. */

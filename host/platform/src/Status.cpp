@@ -50,7 +50,9 @@ constexpr Named kExceptions[] = {
 /** Null for a value that is not listed. */
 template <size_t N>
 const char* nameOf(const Named (&list)[N], int32_t value) {
-    const auto* const found = std::ranges::find(list, value, &Named::value);
+    const auto* const found =
+            std::find_if(std::begin(list), std::end(list),
+                         [value](const Named& named) { return named.value == value; });
     return found == std::end(list) ? nullptr : found->name;
 }
 

@@ -29,7 +29,7 @@ bool startThread(const char* name, std::function<void()> body) {
         log(ANDROID_LOG_ERROR, "Cannot start thread %s: %s", name, strerror(error));
         return false;
     }
-    argument.release();
+    (void)argument.release();  // runBody owns it
     pthread_setname_np(thread, name);
     pthread_detach(thread);
     return true;

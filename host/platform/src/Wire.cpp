@@ -45,8 +45,8 @@ bool isEndpointName(std::string_view name) {
     const std::string_view hex = name.substr(dot + 1);
     const auto isDecimal = [](char c) { return c >= '0' && c <= '9'; };
     const auto isHex = [&](char c) { return isDecimal(c) || (c >= 'a' && c <= 'f'); };
-    return std::ranges::all_of(digits, isDecimal) && pidOfEndpoint(name) > 0 &&
-           hex.size() == kHexDigits && std::ranges::all_of(hex, isHex);
+    return std::all_of(digits.begin(), digits.end(), isDecimal) && pidOfEndpoint(name) > 0 &&
+           hex.size() == kHexDigits && std::all_of(hex.begin(), hex.end(), isHex);
 }
 
 pid_t pidOfEndpoint(std::string_view name) {

@@ -154,7 +154,7 @@ struct alignas(8) hidl_string {
         return a.view() == b.view();
     }
     friend auto operator<=>(const hidl_string& a, const hidl_string& b) {
-        return a.view() <=> b.view();
+        return a.view().compare(b.view()) <=> 0;
     }
     friend std::ostream& operator<<(std::ostream& out, const hidl_string& text) {
         return out << text.view();
