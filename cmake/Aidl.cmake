@@ -1,8 +1,8 @@
 # The AIDL compiler that scripts/setup found or AIDL names, and the rule that turns definitions into a library.
 
-if(DEFINED ENV{AIDL})
+if(NOT "$ENV{AIDL}" STREQUAL "")
     set(AIDL $ENV{AIDL})
-elseif(DEFINED ENV{XDG_CACHE_HOME})
+elseif(NOT "$ENV{XDG_CACHE_HOME}" STREQUAL "")
     set(AIDL $ENV{XDG_CACHE_HOME}/vela/bin/aidl)
 else()
     set(AIDL $ENV{HOME}/.cache/vela/bin/aidl)
