@@ -76,12 +76,11 @@ ndk::ScopedAStatus VelaComposerClient::registerCallback(
     const std::lock_guard lock(mLock);
     // Deliberately no unregistration: a compositor keeps its callback until it dies.
     if (!callback) return lmfg::support::ok();
-    // Made before the old one goes: a late notification of that one must not find this one in its
-    // place.
-    auto record = std::make_unique<AidlDeathRecipient>(ref<VelaComposerClient>());
     unlinkCallback();
     mCallback = callback;
-    mDeathRecipient = std::move(record);
+    // The old record goes only now: a late notification of it must not find the new one in its
+    // place.
+    mDeathRecipient = std::make_unique<AidlDeathRecipient>(ref<VelaComposerClient>());
     lmfg::support::linkToDeath(mCallback, mDeathRecipient->recipient.get(), mDeathRecipient.get());
     return lmfg::support::ok();
 }
@@ -94,6 +93,7 @@ void VelaComposerClient::handleAidlDeath() {
     const std::lock_guard lock(mLock);
     unlinkCallback();
     mCallback.reset();
+    mDeathRecipient.reset();
 }
 
 void VelaComposerClient::unlinkCallback() {
@@ -101,7 +101,6 @@ void VelaComposerClient::unlinkCallback() {
         lmfg::support::unlinkToDeath(mCallback, mDeathRecipient->recipient.get(),
                                      mDeathRecipient.get());
     }
-    mDeathRecipient.reset();
 }
 
 }  // namespace aidl::vendor::lumenforge::hardware::display

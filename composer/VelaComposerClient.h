@@ -125,7 +125,6 @@ class VelaComposerClient : public BnVelaComposerClient {
     struct AidlDeathRecipient;
 
     std::shared_ptr<IVelaComposerCallback> currentCallback() EXCLUDES(mLock);
-    // Also ends the death record.
     void unlinkCallback() REQUIRES(mLock);
 
     lmfg::VelaService* mService = nullptr;

@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include <mutex>
+
 #include "composer/VelaComposerClient.h"
 #include "support/Answer.h"
 #include "support/Buffer.h"
@@ -71,7 +73,12 @@ ndk::ScopedAStatus VelaDefault::createComposerClient(std::shared_ptr<IVelaCompos
         out->reset();
         return serviceError(-1);
     }
-    client->init(mService);
+    {
+        // The library does not guard its members: two clients must not register at once. It calls
+        // nobody back while they do.
+        const std::lock_guard lock(mLock);
+        client->init(mService);
+    }
     *out = client;
     return ok();
 }

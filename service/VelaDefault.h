@@ -25,9 +25,10 @@ namespace aidl::vendor::lumenforge::hardware::display {
  * registrations fail, as each one says, and events never arrive.
  *
  * Threads. Requests run on binder threads, events on the library's own, death notifications on the
- * platform's; all of them concurrently. mLock guards the clients and their death records and
- * nothing else. It is held while a client is replaced, linked and unlinked, and never while a
- * client or the library is called: events copy the owners they need and let go of it first.
+ * platform's; all of them concurrently. mLock guards the clients and their death records. It is
+ * held while a client is replaced, linked and unlinked, and while a composer client registers with
+ * the library, which guards nothing itself. It is never held while a client or the library is
+ * called: events copy the owners they need and let go of it first.
  * mService and mLogMask are written by the constructor and the destructor only, and read without a
  * lock.
  *
@@ -63,8 +64,7 @@ class VelaDefault : public BnVela {
     /** Tells every callback, in ascending order of identifiers. */
     void onFeatureChanged(int32_t feature, const std::vector<int32_t>& values);
 
-    /** The answer of the soft client with the lowest identifier; -1 if there is none or it fails.
-     */
+    /** What the soft client with the lowest identifier left, -1 at first; -1 if there is none. */
     int32_t onSoftVelaSetConfig(int64_t id, int32_t config, const std::vector<int32_t>& values);
 
     /**

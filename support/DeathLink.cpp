@@ -1,13 +1,13 @@
 #include "support/DeathLink.h"
 
-#include <set>
+#include <map>
 
 namespace lmfg::support {
 namespace {
 
 struct LiveRecords {
     std::mutex lock;
-    std::set<const void*> addresses;
+    std::map<const void*, const char*> types;  // by the record's address
 };
 
 /** Never destroyed: notifications and the service's own static object may outlast this file's. */
@@ -34,22 +34,23 @@ void unlinkToDeath(const std::shared_ptr<ndk::ICInterface>& client,
     (void)AIBinder_unlinkToDeath(binder.get(), recipient, record);
 }
 
-LiveRecord::LiveRecord(const void* record) : mRecord(record) {
+LiveRecord::LiveRecord(const void* record, const char* type) : mRecord(record) {
     LiveRecords& records = liveRecords();
     const std::lock_guard lock(records.lock);
-    records.addresses.insert(mRecord);
+    records.types.emplace(mRecord, type);
 }
 
 LiveRecord::~LiveRecord() {
     LiveRecords& records = liveRecords();
     const std::lock_guard lock(records.lock);
-    records.addresses.erase(mRecord);
+    records.types.erase(mRecord);
 }
 
-std::unique_lock<std::mutex> LiveRecord::lockIfLive(const void* cookie) {
+std::unique_lock<std::mutex> LiveRecord::lockIfLive(const void* cookie, const char* type) {
     LiveRecords& records = liveRecords();
     std::unique_lock lock(records.lock);
-    if (!records.addresses.contains(cookie)) lock.unlock();
+    const auto found = records.types.find(cookie);
+    if (found == records.types.end() || found->second != type) lock.unlock();
     return lock;
 }
 

@@ -25,13 +25,18 @@ void unlinkToDeath(const std::shared_ptr<ndk::ICInterface>& client,
  * unlinking does not wait for one that is running. Such a late notification may carry the address
  * of a record that another thread is destroying, so it reads the record only through read().
  *
+ * The address is all that a notification brings: a record of the same type that has meanwhile been
+ * made at the very address cannot be told apart, so whoever replaces a record makes the new one
+ * before the old one goes. The lock is taken inside the objects' own locks, and none inside it.
+ *
  * A record holds its LiveRecord as the last member, so that it is entered when the record is
  * complete and leaves before any other field goes. What read() copies must stay valid on its own:
  * a record refers to its owner by a weak reference, because the owner may go at any moment too.
  */
 class LiveRecord {
   public:
-    explicit LiveRecord(const void* record);
+    template <typename Record>
+    explicit LiveRecord(const Record* record) : LiveRecord(record, &kType<Record>) {}
     ~LiveRecord();
     LiveRecord(const LiveRecord&) = delete;
     LiveRecord& operator=(const LiveRecord&) = delete;
@@ -42,13 +47,19 @@ class LiveRecord {
      */
     template <typename Record, typename Copy>
     static void read(void* cookie, Copy copy) {
-        const auto lock = lockIfLive(cookie);
+        const auto lock = lockIfLive(cookie, &kType<Record>);
         if (lock.owns_lock()) copy(*static_cast<const Record*>(cookie));
     }
 
   private:
-    /** Holds the records' lock if `cookie` names one, else nothing. */
-    static std::unique_lock<std::mutex> lockIfLive(const void* cookie);
+    /** Its address tells the types of records apart. */
+    template <typename Record>
+    static constexpr char kType = 0;
+
+    LiveRecord(const void* record, const char* type);
+
+    /** Holds the records' lock if `cookie` names one of that type, else nothing. */
+    static std::unique_lock<std::mutex> lockIfLive(const void* cookie, const char* type);
 
     const void* const mRecord;
 };

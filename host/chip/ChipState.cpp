@@ -79,6 +79,14 @@ void dumpRecords(std::ostream& out, const ChipState& state) {
 
 }  // namespace
 
+std::string cutText(const std::string& text, size_t limit) {
+    if (text.size() <= limit) return text;
+    const auto continues = [](char c) { return (static_cast<unsigned char>(c) & 0xC0) == 0x80; };
+    while (limit > 0 && continues(text[limit]))
+        --limit;
+    return text.substr(0, limit);
+}
+
 std::string errnoName(int error) {
     const char* name = strerrorname_np(error);
     return name != nullptr ? name : std::to_string(error);

@@ -103,6 +103,9 @@ std::string listText(const std::vector<T>& values) {
     return text + "]";
 }
 
+/// At most `limit` bytes of the text; no character of it is cut in two.
+std::string cutText(const std::string& text, size_t limit);
+
 /// "EINVAL" for EINVAL.
 std::string errnoName(int error);
 

@@ -6,6 +6,7 @@
 namespace lmfg {
 
 void EventQueue::start() {
+    const std::lock_guard<std::mutex> lifecycle(mLifecycle);
     const std::lock_guard<std::mutex> guard(mLock);
     if (mRunning) return;
     mRunning = true;
@@ -13,6 +14,7 @@ void EventQueue::start() {
 }
 
 void EventQueue::stop() {
+    const std::lock_guard<std::mutex> lifecycle(mLifecycle);
     std::thread thread;
     {
         const std::lock_guard<std::mutex> guard(mLock);

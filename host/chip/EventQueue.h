@@ -33,6 +33,7 @@ class EventQueue {
     // The analysis does not follow std::unique_lock.
     void run() NO_THREAD_SAFETY_ANALYSIS;
 
+    std::mutex mLifecycle;  // held over the whole of start() and stop(); before mLock
     std::mutex mLock;
     std::condition_variable mChanged;
     std::thread mThread GUARDED_BY(mLock);

@@ -96,7 +96,7 @@ void SimulatedChip::stop() {
 }
 
 int SimulatedChip::refuse(const std::string& operation, int status) {
-    std::string text = operation.substr(0, kMaxLine) + ": " + errnoName(-status);
+    std::string text = cutText(operation, kMaxLine) + ": " + errnoName(-status);
     __android_log_print(ANDROID_LOG_INFO, "VelaChip", "refused %s", text.c_str());
     ++mState.refusalCount;
     mState.refusals.push_back(std::move(text));
@@ -112,7 +112,7 @@ int64_t SimulatedChip::raise(std::string what, Delivery deliver) {
         std::string text = what;
         const std::string answer = deliver(events);
         if (!answer.empty()) text += " -> " + answer;
-        if (text.size() > kMaxLine) text.replace(kMaxLine, text.npos, "...");
+        if (text.size() > kMaxLine) text = cutText(text, kMaxLine) + "...";
         const std::lock_guard<std::mutex> guard(mLock);
         mState.events.push_back({number, std::move(text)});
         if (mState.events.size() > kMaxRemembered) mState.events.pop_front();

@@ -139,7 +139,8 @@ int main(int argc, char** argv) {
             ->check(CLI::Range(0, 1000))
             ->capture_default_str();
     app.add_option("--trace", options.trace, "Write the chip's calls to this file, as JSON trace");
-    app.add_option("--frames", options.frames, "Write presented frames to this folder");
+    app.add_option("--frames", options.frames, "Write presented frames to this folder")
+            ->check(CLI::ExistingDirectory);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

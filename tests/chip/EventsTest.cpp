@@ -164,6 +164,15 @@ TEST_F(EventsTest, LongAnswersAreCut) {
     mService->registerSoftVelaClient(
             {}, {}, [](int, const std::string&) { return std::string(100'000, 'x'); });
     EXPECT_LT(reply("query 1 q;wait;last").size(), 2000u);
+    // Never inside a character, wherever the limit falls: text that is not UTF-8 cannot be sent on.
+    for (const char* const lead : {"", "x"}) {
+        std::string text = lead;
+        while (text.size() < 5000)
+            text += "\xC3\xA9";
+        const std::string answer = reply("query 1 " + text + ";wait;last");
+        EXPECT_LT(answer.size(), 2000u);
+        EXPECT_EQ(answer.find("\xC3."), std::string::npos) << answer;
+    }
 }
 
 TEST_F(EventsTest, ConcurrentRequestsAndEvents) {

@@ -1,38 +1,22 @@
 #include "tests/process/HostTest.h"
 
 #include <signal.h>
-#include <stdlib.h>
 
 #include <filesystem>
 
 #include <android/binder_manager.h>
 #include <android/binder_process.h>
-#include <nlohmann/json.hpp>
+
+#include "tests/support/ProcessHarness.h"
 
 namespace process_test {
 
-namespace {
-
-/** Binder takes its runtime folder once, so all tests of this program share one of their own. */
-class RuntimeFolder : public testing::Environment {
-  public:
-    void SetUp() override {
-        std::string name = std::filesystem::temp_directory_path() / "process-XXXXXX";
-        ASSERT_NE(mkdtemp(name.data()), nullptr);
-        mFolder = name;
-        setenv("BINDER_RUNTIME_DIR", (mFolder / "binder").c_str(), 1);
-        ABinderProcess_startThreadPool();
-    }
-
-    void TearDown() override { std::filesystem::remove_all(mFolder); }
-
-  private:
-    std::filesystem::path mFolder;
-};
-
-const auto* const gFolder = testing::AddGlobalTestEnvironment(new RuntimeFolder);
-
-}  // namespace
+std::shared_ptr<display::IVela> findService() {
+    ABinderProcess_startThreadPool();
+    const std::string name = std::string(display::IVela::descriptor) + "/default";
+    return display::IVela::fromBinder(
+            ndk::SpAIBinder(AServiceManager_waitForService(name.c_str())));
+}
 
 void HostTest::SetUp() {
     startHost();
@@ -49,9 +33,7 @@ void HostTest::startHost() {
     host = std::make_unique<Program>("velahost", std::vector<std::string>{});
     mLogSeen = 0;
     ASSERT_TRUE(host->readLine().has_value()) << host->errors();
-    const std::string name = std::string(display::IVela::descriptor) + "/default";
-    vela = display::IVela::fromBinder(
-            ndk::SpAIBinder(AServiceManager_waitForService(name.c_str())));
+    vela = findService();
     ASSERT_NE(vela, nullptr);
 }
 
@@ -100,3 +82,7 @@ void HostTest::awaitLog(const std::string& text) {
 }
 
 }  // namespace process_test
+
+int main(int argc, char** argv) {
+    return harness::run(argc, argv);
+}

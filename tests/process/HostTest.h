@@ -58,6 +58,9 @@ class Mailbox {
     std::deque<T> mValues;
 };
 
+/** The published service; waits for it. Starts the thread pool, for callbacks. */
+std::shared_ptr<display::IVela> findService();
+
 /** A real service host with the simulated chip in a process of its own, and this process its
  * client. */
 class HostTest : public testing::Test {

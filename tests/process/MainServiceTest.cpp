@@ -12,7 +12,6 @@
 #include <android/binder_auto_utils.h>
 #include <android/binder_manager.h>
 #include <gmock/gmock.h>
-#include <nlohmann/json.hpp>
 
 #include "tests/process/HostTest.h"
 

@@ -39,6 +39,7 @@ TEST_F(HostTest, SaysInOneLineWhatIsWrong) {
             {{"--library", symbolless}, 1, "has no entry AIDL_REGISTER_IVela"},
             {{"--library", refusing}, 1, "AIDL_REGISTER_IVela returned 1"},
             {{"--trace", "/nowhere/trace.json"}, 1, "/nowhere/trace.json"},
+            {{"--frames", "/nowhere"}, 2, "--frames"},
             {{"--chip", "broken"}, 2, "--chip"},
             {{"--threads", "-1"}, 2, "--threads"},
             {{"--unknown"}, 2, "--unknown"},

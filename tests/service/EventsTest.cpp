@@ -51,6 +51,21 @@ TEST_F(EventsTest, ACallbackMayRegisterFromInsideAnEvent) {
     library().featureChanged(0, {});
 }
 
+TEST_F(EventsTest, ASoftClientMayRegisterFromInsideARequest) {
+    const auto client = makeClient<MockSoftClient>();
+    EXPECT_CALL(*client, setConfig).WillOnce([&](int64_t, int32_t, const Values&, int32_t*) {
+        return mService->registerSoftVelaClient(2, client);
+    });
+    EXPECT_CALL(*client, getConfig).WillOnce([&](int64_t, int32_t, const Values&, Values*) {
+        return mService->registerSoftVelaClient(1, nullptr);
+    });
+    ASSERT_TRUE(mService->registerSoftVelaClient(1, client).isOk());
+    library().softSetConfig(1, 2, {3});
+    int status = 5;
+    library().softGetConfig(1, 2, {3}, status);
+    EXPECT_EQ(status, 0);
+}
+
 TEST_F(EventsTest, WithoutAClientTheAnswersAreFixed) {
     library().featureChanged(1, {2});
     EXPECT_EQ(library().softSetConfig(1, 2, {3}), -1);

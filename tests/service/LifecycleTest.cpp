@@ -1,5 +1,7 @@
 #include "tests/service/ServiceTest.h"
 
+#include <thread>
+
 #include "tests/support/DeathSpy.h"
 #include "tests/support/LogCapture.h"
 
@@ -9,6 +11,7 @@ namespace {
 using testing::_;
 using testing::ElementsAre;
 using testing::InSequence;
+using testing::IsEmpty;
 using vela::test::DeathSpy;
 using vela::test::LogCapture;
 using Member = lmfg::VelaServiceCallbacks::Member;
@@ -64,9 +67,26 @@ TEST_F(LifecycleTest, DestructionUnlinksEveryClient) {
     EXPECT_EQ(spy.recipients(), 0u);
 
     // Notifications that were under way find neither record nor service.
-    const LogCapture log;
+    LogCapture log;
     for (const auto& link : links)
         spy.die(link);
+    EXPECT_THAT(log.take(), IsEmpty());
+}
+
+TEST_F(LifecycleTest, ComposerClientsRegisterOneAfterTheOther) {
+    // The library's members are not guarded: the thread sanitizer tells when two registrations
+    // meet.
+    std::vector<std::thread> makers;
+    for (int i = 0; i < 4; ++i) {
+        makers.emplace_back([this] {
+            std::shared_ptr<IVelaComposerClient> client;
+            for (int j = 0; j < 50; ++j)
+                EXPECT_TRUE(mService->createComposerClient(&client).isOk());
+        });
+    }
+    for (std::thread& maker : makers)
+        maker.join();
+    EXPECT_TRUE(library().isSet(Member::kRefreshRequested));
 }
 
 TEST_F(LifecycleTest, InitializePassesTheLowBitsInTheLibrarysOrder) {

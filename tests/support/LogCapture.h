@@ -31,7 +31,10 @@ class LogCapture {
         mPriority = __android_log_set_minimum_priority(ANDROID_LOG_VERBOSE);
         __android_log_set_logger(&LogCapture::collect);
     }
-    ~LogCapture() { __android_log_set_logger(__android_log_stderr_logger); }
+    ~LogCapture() {
+        __android_log_set_logger(__android_log_stderr_logger);
+        __android_log_set_minimum_priority(mPriority);
+    }
     LogCapture(const LogCapture&) = delete;
     LogCapture& operator=(const LogCapture&) = delete;
 

@@ -14,7 +14,8 @@ import vendor.lumenforge.hardware.display.VelaFixedConfig;
  * The main service of the display co-processor.
  *
  * Service-specific error codes: -1, the chip's service library is absent; -2, the operation is
- * served only by a composer client; any other negative code is the chip's own.
+ * served only by a composer client; any other negative code is the chip's own. Registrations,
+ * initialize and createComposerClient report the library's absence by STATUS_UNKNOWN_ERROR instead.
  */
 @VintfStability
 interface IVela {

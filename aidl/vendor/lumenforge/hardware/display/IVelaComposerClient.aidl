@@ -13,7 +13,9 @@ import vendor.lumenforge.hardware.display.VendorConfig;
  * The display operations of one compositor, made by IVela.createComposerClient.
  *
  * Service-specific error -1: the chip's service library is absent. Any other negative code is the
- * chip's own.
+ * chip's own. Operations without a result, but for the last two and the configuration requests,
+ * report the library's absence by STATUS_UNKNOWN_ERROR instead; present then answers 1 and
+ * updateDisplayBrightness {-1}, both with an ok status.
  */
 @VintfStability
 interface IVelaComposerClient {

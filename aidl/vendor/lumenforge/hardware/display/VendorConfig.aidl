@@ -6,6 +6,6 @@ package vendor.lumenforge.hardware.display;
 @VintfStability
 @Backing(type="int")
 enum VendorConfig {
-    /** A batch of this type survives start-up: it is kept until the chip is there. */
+    /** IVela keeps a batch of this type when there is no chip; a composer client keeps none. */
     STARTUP_BATCH = 1024,
 }
