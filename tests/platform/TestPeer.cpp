@@ -158,6 +158,7 @@ ScopedAStatus TestPeer::meet(int32_t callers) {
 }
 
 ScopedAStatus TestPeer::hang() {
+    posted(0);
     for (;;)
         pause();
 }
@@ -185,6 +186,7 @@ ScopedAStatus TestPeer::holdPosts() {
         const std::lock_guard lock(mLock);
         mHolding = true;
     }
+    mChanged.notify_all();  // the call that ends it may have overtaken this one
     posted(-1);
     return ScopedAStatus::ok();
 }

@@ -190,8 +190,10 @@ Connection::Received Connection::receive(Incoming* message, Wait wait) {
         header.msg_iovlen = buffers.size();
         header.msg_control = control.data();
         header.msg_controllen = control.size();
+        // A brief wait is for a message to begin: one that comes in small pieces holds no thread.
+        const bool waits = wait == Wait::kUntilThere || (wait == Wait::kBriefly && mArrived == 0);
         const ssize_t result =
-                recvmsg(fd(), &header, MSG_CMSG_CLOEXEC | (wait == Wait::kNo ? MSG_DONTWAIT : 0));
+                recvmsg(fd(), &header, MSG_CMSG_CLOEXEC | (waits ? 0 : MSG_DONTWAIT));
         if (result < 0) {
             if (errno == EINTR) continue;
             if (errno != EAGAIN) return Received::kEnd;

@@ -56,6 +56,7 @@ void Exports::giveBack(const Peer& peer, uint64_t id, uint64_t count, uint64_t s
         if (held == record.references.end()) return;
         // No peer gives back more than it has.
         count = std::min(count, held->second);
+        if (count == 0) return;
         held->second -= count;
         if (held->second == 0) record.references.erase(held);
         if (sequence > record.onewayCalls) {
@@ -67,13 +68,13 @@ void Exports::giveBack(const Peer& peer, uint64_t id, uint64_t count, uint64_t s
     DeathNotifier::get().release(std::move(released));
 }
 
-void Exports::onewayArrived(const Peer& peer) {
+void Exports::onewayArrived(const Peer& peer, uint64_t sequence) {
     std::vector<StrongBinder> released;
     {
         const std::lock_guard lock(mLock);
         if (peer.isDead()) return;
         PeerRecord& record = mPeers[&peer];
-        ++record.onewayCalls;
+        record.onewayCalls = std::max(record.onewayCalls, sequence);
         const auto due = record.early.upper_bound(record.onewayCalls);
         for (auto early = record.early.begin(); early != due; ++early) {
             takeBackLocked(early->second, &released);

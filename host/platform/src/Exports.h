@@ -29,8 +29,8 @@ class Exports {
     bool acquire(const Peer& peer, uint64_t id);
     /** Takes back count references, once the peer's first `sequence` one-way calls have arrived. */
     void giveBack(const Peer& peer, uint64_t id, uint64_t count, uint64_t sequence);
-    /** Notes that one more one-way call of the peer has arrived and holds its object. */
-    void onewayArrived(const Peer& peer);
+    /** Notes that the peer's one-way call of that number has arrived and holds its object. */
+    void onewayArrived(const Peer& peer, uint64_t sequence);
     /** Takes back all references of a dead peer. */
     void dropPeer(const Peer& peer);
 

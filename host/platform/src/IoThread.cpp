@@ -18,6 +18,8 @@ namespace {
 
 // No connection has it.
 constexpr uint64_t kListener = 0;
+// Of one control connection, until the others have their turn.
+constexpr int kMessagesPerTurn = 64;
 
 }  // namespace
 
@@ -186,7 +188,7 @@ void IoThread::greetParked() {
 }
 
 void IoThread::readControl(const std::shared_ptr<Connection>& connection) {
-    for (;;) {
+    for (int i = 0; i < kMessagesPerTurn; ++i) {
         Incoming message;
         switch (connection->receive(&message, Connection::Wait::kNo)) {
             case Connection::Received::kMessage:
@@ -210,9 +212,10 @@ void IoThread::readControl(const std::shared_ptr<Connection>& connection) {
 
 void IoThread::end(const std::shared_ptr<Connection>& connection) {
     remove(*connection);
+    if (connection->peer() == nullptr) return;
     // A connection for calls that breaks while a reply is kept ends for its reader as well.
-    const bool isPeersLife = connection->kind() != ConnectionKind::kCall;
-    if (connection->peer() != nullptr && isPeersLife) connection->peer()->died();
+    if (connection->kind() == ConnectionKind::kControl) connection->peer()->died();
+    if (connection->kind() == ConnectionKind::kOneway) connection->peer()->dropOneway(*connection);
 }
 
 }  // namespace binder

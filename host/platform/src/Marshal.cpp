@@ -12,7 +12,7 @@ namespace {
 
 constexpr size_t kOffsetSize = sizeof(uint64_t);
 
-/** Null when there is no such object. */
+/** Null when the object is of this process and gone. */
 StrongBinder resolve(const Endpoint& self, const std::shared_ptr<Peer>& from,
                      const ObjectRecord& record, const std::shared_ptr<PendingAck>& ack) {
     if (record.endpoint == self.name()) return Exports::get().find(record.id);
@@ -109,6 +109,7 @@ Unpacked unpack(const std::shared_ptr<Peer>& from, Incoming* message) {
     const auto ack = message->header.token == 0
                              ? nullptr
                              : std::make_shared<PendingAck>(from, message->header.token);
+    bool stale = false;
     auto descriptor = message->descriptors.begin();
     for (const ObjectRecord& record : *records) {
         AParcel::Object object{.kind = AParcel::Object::Kind::kDescriptor,
@@ -118,7 +119,10 @@ Unpacked unpack(const std::shared_ptr<Peer>& from, Incoming* message) {
         if (record.kind == ObjectRecord::Kind::kBinder) {
             object.kind = AParcel::Object::Kind::kBinder;
             object.binder = resolve(*self, from, record, ack).release();
-            if (object.binder == nullptr) return Unpacked::kMalformed;
+            if (object.binder == nullptr) {
+                stale = true;
+                continue;
+            }
         } else if (message->descriptorsLost) {
             continue;
         } else {
@@ -126,7 +130,8 @@ Unpacked unpack(const std::shared_ptr<Peer>& from, Incoming* message) {
         }
         if (message->parcel->adoptObject(object) != STATUS_OK) return Unpacked::kMalformed;
     }
-    return message->descriptorsLost ? Unpacked::kIncomplete : Unpacked::kWhole;
+    if (message->descriptorsLost) return Unpacked::kIncomplete;
+    return stale ? Unpacked::kStale : Unpacked::kWhole;
 }
 
 }  // namespace binder

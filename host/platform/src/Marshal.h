@@ -37,6 +37,7 @@ class Packed {
 enum class Unpacked {
     kWhole,
     kIncomplete,  // descriptors were lost for want of room: the transaction has failed
+    kStale,       // an object of this process has gone meanwhile: the transaction has failed
     kMalformed,
 };
 

@@ -14,6 +14,11 @@ namespace {
 // One-way calls that wait for one object; beyond it their connection is not read.
 constexpr size_t kMaxAsyncBytes = 1024 * 1024;
 
+/** What the call takes while it waits: one without data is not free. */
+size_t sizeOf(const binder::AsyncCall& call) {
+    return sizeof(AParcel) + call.in->dataSize();
+}
+
 }  // namespace
 
 void AIBinder::incStrong() {
@@ -69,7 +74,7 @@ void LocalObject::onLastStrong() {
 bool LocalObject::queueAsync(AsyncCall call, const std::shared_ptr<Connection>& connection,
                              bool* parked) {
     const std::lock_guard lock(mAsyncLock);
-    mAsyncBytes += call.in->dataSize();
+    mAsyncBytes += sizeOf(call);
     mAsyncCalls.push_back(std::move(call));
     *parked = mAsyncBytes > kMaxAsyncBytes;
     if (*parked) mParked.push_back(connection);
@@ -77,6 +82,7 @@ bool LocalObject::queueAsync(AsyncCall call, const std::shared_ptr<Connection>& 
 }
 
 bool LocalObject::nextAsync(AsyncCall* call) {
+    call->in.reset();  // may run destructors of others, which is not for under the lock
     std::vector<std::shared_ptr<Connection>> unparked;
     bool found = false;
     {
@@ -86,7 +92,7 @@ bool LocalObject::nextAsync(AsyncCall* call) {
         if (found) {
             *call = std::move(mAsyncCalls.front());
             mAsyncCalls.pop_front();
-            mAsyncBytes -= call->in->dataSize();
+            mAsyncBytes -= sizeOf(*call);
         }
         if (mAsyncBytes <= kMaxAsyncBytes) unparked.swap(mParked);
     }

@@ -86,6 +86,12 @@ struct BinderRelease {
 };
 using StrongBinder = std::unique_ptr<AIBinder, BinderRelease>;
 
+/** Owns one weak reference. */
+struct WeakBinderRelease {
+    void operator()(AIBinder* binder) const { binder->decWeak(); }
+};
+using WeakBinder = std::unique_ptr<AIBinder, WeakBinderRelease>;
+
 inline StrongBinder share(AIBinder* binder) {
     binder->incStrong();
     return StrongBinder(binder);

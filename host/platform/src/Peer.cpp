@@ -1,11 +1,16 @@
 #include "Peer.h"
 
+#include <cerrno>
+#include <chrono>
 #include <utility>
+
+#include <poll.h>
 
 #include "Death.h"
 #include "Endpoint.h"
 #include "Exports.h"
 #include "IoThread.h"
+#include "Log.h"
 
 namespace binder {
 namespace {
@@ -14,6 +19,8 @@ namespace {
 constexpr size_t kMaxOnewayKept = 1024 * 1024;
 // Beyond it the peer is given up, since its counts can no longer be kept.
 constexpr size_t kMaxControlKept = 16 * 1024 * 1024;
+// A process that ends closes its sockets one by one: what may pass until the control connection is.
+constexpr std::chrono::milliseconds kEndOfProcess{200};
 
 }  // namespace
 
@@ -31,7 +38,7 @@ void Peer::died() {
     std::vector<std::shared_ptr<Connection>> idle;
     std::unordered_set<std::shared_ptr<Connection>> data;
     std::unordered_map<uint64_t, std::vector<StrongBinder>> awaitingAck;
-    std::unordered_map<uint64_t, std::shared_ptr<PendingAck>> acquiring;
+    std::unordered_map<uint64_t, Acquiring> acquiring;
     {
         const std::lock_guard lock(mLock);
         if (mDead.exchange(true)) return;
@@ -59,6 +66,29 @@ void Peer::died() {
     Exports::get().dropPeer(*this);
     for (auto& [token, binders] : awaitingAck)
         DeathNotifier::get().release(std::move(binders));
+}
+
+binder_status_t Peer::connectionBroke() {
+    std::shared_ptr<Connection> control;
+    {
+        const std::lock_guard lock(mLock);
+        if (!mControls.empty()) control = mControls.front();
+    }
+    if (control != nullptr) {
+        pollfd end{.fd = control->fd(), .events = POLLRDHUP, .revents = 0};
+        int ended;
+        do {
+            ended = poll(&end, 1, static_cast<int>(kEndOfProcess.count()));
+        } while (ended < 0 && errno == EINTR);
+        if (ended == 0) {
+            log(ANDROID_LOG_WARN, "A connection to process %d broke, though it lives",
+                control->peerPid());
+            return STATUS_FAILED_TRANSACTION;
+        }
+    }
+    // Whoever has seen the end of a process must not find it alive in the next moment.
+    died();
+    return STATUS_DEAD_OBJECT;
 }
 
 bool Peer::addControl(const std::shared_ptr<Connection>& connection) {
@@ -106,8 +136,8 @@ void Peer::returnConnection(std::shared_ptr<Connection> connection) {
     if (!isDead()) mIdle.push_back(std::move(connection));
 }
 
-binder_status_t Peer::sendOneway(const Outgoing& message) {
-    Connection::Sent sent;
+binder_status_t Peer::sendOneway(Outgoing& message) {
+    std::shared_ptr<Connection> connection;
     {
         const std::lock_guard lock(mOnewayLock);
         if (isDead()) return STATUS_DEAD_OBJECT;
@@ -118,15 +148,25 @@ binder_status_t Peer::sendOneway(const Outgoing& message) {
             mOneway = endpoint->connect(shared_from_this(), ConnectionKind::kOneway, &status);
             if (mOneway == nullptr) return status;
         }
-        sent = mOneway->send(message, kMaxOnewayKept);
+        // The numbers tell how far the peer has got, also when some are lost with a connection.
+        message.header.sequence = mOnewaySent.load(std::memory_order_relaxed) + 1;
+        const Connection::Sent sent = mOneway->send(message, kMaxOnewayKept);
         if (sent == Connection::Sent::kDone) {
-            mOnewaySent.fetch_add(1, std::memory_order_relaxed);
+            mOnewaySent.store(message.header.sequence, std::memory_order_relaxed);
             return STATUS_OK;
         }
+        if (sent != Connection::Sent::kBroken) return STATUS_FAILED_TRANSACTION;
+        connection = mOneway;
     }
-    if (sent != Connection::Sent::kBroken) return STATUS_FAILED_TRANSACTION;
-    died();
-    return STATUS_DEAD_OBJECT;
+    dropOneway(*connection);
+    return connectionBroke();
+}
+
+void Peer::dropOneway(const Connection& connection) {
+    IoThread::get().remove(connection);
+    std::shared_ptr<Connection> last;  // released without the lock
+    const std::lock_guard lock(mOnewayLock);
+    if (mOneway.get() == &connection) last = std::move(mOneway);
 }
 
 StrongBinder Peer::proxyLocked(uint64_t id, std::string_view descriptor, bool* isNew) {
@@ -159,7 +199,8 @@ StrongBinder Peer::receivedFromOther(uint64_t id, std::string_view descriptor,
         if (!isNew || isDead() || id == kServiceManagerObject) return proxy;
         ++proxy->asProxy()->mReferences;
         token = ++mLastToken;
-        mAcquiring[token] = std::move(ack);
+        proxy->incWeak();
+        mAcquiring[token] = {.proxy = WeakBinder(proxy.get()), .ack = std::move(ack)};
     }
     Header message{};
     message.kind = MessageKind::kAcquire;
@@ -225,14 +266,16 @@ void Peer::sendControl(Header message) {
 }
 
 void Peer::acquired(const Header& answer) {
-    std::shared_ptr<PendingAck> ack;  // sent without the lock
+    Acquiring acquiring;  // released, and its acknowledgement sent, without the lock
     const std::lock_guard lock(mLock);
-    const auto pending = mAcquiring.extract(answer.token);
-    if (pending.empty()) return;
-    ack = std::move(pending.mapped());
+    const auto pending = mAcquiring.find(answer.token);
+    if (pending == mAcquiring.end()) return;
+    acquiring = std::move(pending->second);
+    mAcquiring.erase(pending);
     if (answer.code == STATUS_OK) return;
-    const auto proxy = mProxies.find(answer.object);
-    if (proxy == mProxies.end()) return;
+    // The proxy may have gone meanwhile, and a newer one of the same object taken its place.
+    const auto proxy = mProxies.find(acquiring.proxy->asProxy()->id());
+    if (proxy == mProxies.end() || proxy->second != acquiring.proxy.get()) return;
     --proxy->second->mReferences;
     DeathNotifier::get().proxyDied(*proxy->second);
     mProxies.erase(proxy);

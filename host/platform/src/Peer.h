@@ -46,6 +46,11 @@ class Peer : public std::enable_shared_from_this<Peer> {
     bool isDead() const { return mDead.load(std::memory_order_acquire); }
     /** Ends everything that concerns the peer, once. Runs nobody else's code. */
     void died();
+    /**
+     * For a caller whose connection to the peer broke: STATUS_DEAD_OBJECT when that was the peer's
+     * death, which is then marked, else STATUS_FAILED_TRANSACTION. Waits for a moment to know.
+     */
+    binder_status_t connectionBroke();
 
     /** These note an open connection, so that it ends with the peer; false when the peer is dead.
      */
@@ -56,7 +61,10 @@ class Peer : public std::enable_shared_from_this<Peer> {
     /** A connection for one synchronous call; null with *status set when there is none. */
     std::shared_ptr<Connection> takeConnection(binder_status_t* status);
     void returnConnection(std::shared_ptr<Connection> connection);
-    binder_status_t sendOneway(const Outgoing& message);
+    /** Numbers the message and sends it. */
+    binder_status_t sendOneway(Outgoing& message);
+    /** The connection for one-way calls broke; the next call makes another. */
+    void dropOneway(const Connection& connection);
 
     /**
      * The proxy of an object. The owner has counted a reference for us when the peer itself sent
@@ -80,6 +88,12 @@ class Peer : public std::enable_shared_from_this<Peer> {
     void onControl(const Header& message);
 
   private:
+    /** A reference that was asked of the owner. */
+    struct Acquiring {
+        WeakBinder proxy;
+        std::shared_ptr<PendingAck> ack;
+    };
+
     StrongBinder proxyLocked(uint64_t id, std::string_view descriptor, bool* isNew) REQUIRES(mLock);
     void sendControl(Header message);
     void acquired(const Header& answer);
@@ -93,7 +107,7 @@ class Peer : public std::enable_shared_from_this<Peer> {
     std::unordered_set<std::shared_ptr<Connection>> mData GUARDED_BY(mLock);
     std::unordered_map<uint64_t, ProxyObject*> mProxies GUARDED_BY(mLock);
     std::unordered_map<uint64_t, std::vector<StrongBinder>> mAwaitingAck GUARDED_BY(mLock);
-    std::unordered_map<uint64_t, std::shared_ptr<PendingAck>> mAcquiring GUARDED_BY(mLock);
+    std::unordered_map<uint64_t, Acquiring> mAcquiring GUARDED_BY(mLock);
     uint64_t mLastToken GUARDED_BY(mLock) = 0;
 
     std::mutex mOnewayLock;

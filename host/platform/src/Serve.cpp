@@ -1,7 +1,6 @@
 #include "Serve.h"
 
 #include <cstdint>
-#include <limits>
 #include <string>
 #include <utility>
 #include <vector>
@@ -17,6 +16,9 @@
 
 namespace binder {
 namespace {
+
+// The largest reply: a caller reads one before it calls again.
+constexpr size_t kMaxReplyKept = sizeof(Header) + 2 * kMaxTransaction;
 
 thread_local const ServedCall* gServedCall = nullptr;
 
@@ -79,7 +81,7 @@ bool sendReply(Connection& connection, binder_status_t status, const AParcel& re
     header.code = static_cast<uint32_t>(status);
     if (packed.status() == STATUS_OK) {
         // A caller that does not read keeps no thread of ours: the rest follows when it does.
-        switch (connection.send(packed.message(), std::numeric_limits<size_t>::max())) {
+        switch (connection.send(packed.message(), kMaxReplyKept)) {
             case Connection::Sent::kDone:
                 packed.sent();
                 return true;
@@ -151,6 +153,10 @@ bool serveCall(const std::shared_ptr<Connection>& connection, Incoming message) 
         case Unpacked::kIncomplete:
             log(ANDROID_LOG_ERROR, "Refusing a call: no descriptors left");
             break;
+        case Unpacked::kStale:
+            log(ANDROID_LOG_WARN, "Refusing a call: an object in it is gone");
+            status = STATUS_DEAD_OBJECT;
+            break;
         case Unpacked::kWhole: {
             const ServedCall call(connection.get(), connection->peerPid(), connection->peerUid());
             status = execute(message.header, *message.parcel, &reply);
@@ -166,9 +172,11 @@ bool serveOneway(const std::shared_ptr<Connection>& connection, Incoming message
     const StrongBinder target = Exports::get().find(message.header.object);
     bool parked = false;
     bool serves = false;
-    if (target == nullptr || unpacked == Unpacked::kIncomplete) {
+    if (target == nullptr || unpacked != Unpacked::kWhole) {
         log(ANDROID_LOG_WARN, "Dropping a one-way call of process %d: %s", connection->peerPid(),
-            target == nullptr ? "its object is gone" : "no descriptors left");
+            target == nullptr                   ? "its object is gone"
+            : unpacked == Unpacked::kIncomplete ? "no descriptors left"
+                                                : "an object in it is gone");
     } else {
         AsyncCall call{.in = std::move(message.parcel),
                        .code = message.header.code,
@@ -176,7 +184,7 @@ bool serveOneway(const std::shared_ptr<Connection>& connection, Incoming message
                        .callerUid = connection->peerUid()};
         serves = target->asLocal()->queueAsync(std::move(call), connection, &parked);
     }
-    Exports::get().onewayArrived(*connection->peer());
+    Exports::get().onewayArrived(*connection->peer(), message.header.sequence);
     if (!parked) ThreadPool::get().rearm(*connection);
 
     AsyncCall call{};

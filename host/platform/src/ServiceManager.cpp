@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstring>
@@ -33,6 +34,8 @@ using android::base::unique_fd;
 using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::seconds kGetServiceTimeout{5};
+// How often a name is looked for where changes cannot be watched.
+constexpr std::chrono::milliseconds kLookAgain{100};
 
 /** The service manager's binder; null when none is running. */
 ndk::SpAIBinder findManager() {
@@ -81,20 +84,21 @@ class ChangeWatch {
         }
     }
 
-    /** False when the deadline has passed or nothing can be watched. */
+    /** True at a change, or after a while when none can be seen; false past the deadline. */
     bool wait(const std::optional<Clock::time_point>& deadline) const {
-        while (mNotify >= 0) {
-            int timeout = -1;
+        for (;;) {
+            int timeout = mNotify >= 0 ? -1 : static_cast<int>(kLookAgain.count());
             if (deadline.has_value()) {
                 const auto left =
                         std::chrono::ceil<std::chrono::milliseconds>(*deadline - Clock::now());
                 if (left.count() <= 0) return false;
-                timeout = static_cast<int>(left.count());
+                const auto most = mNotify >= 0 ? left : std::min(left, kLookAgain);
+                timeout = static_cast<int>(most.count());
             }
             pollfd event{.fd = mNotify, .events = POLLIN, .revents = 0};
-            if (poll(&event, 1, timeout) > 0 && sawChange()) return true;
+            const int changes = poll(&event, 1, timeout);  // without a watch just a wait
+            if (mNotify < 0 || (changes > 0 && sawChange())) return true;
         }
-        return false;
     }
 
   private:

@@ -29,9 +29,6 @@ bool awaitReply(const std::shared_ptr<Connection>& connection, Incoming* reply) 
                     connection->peerPid(), connection->fault());
                 return false;
             default:
-                // Only a process that ends leaves a call unanswered. Whoever has seen that must not
-                // find the peer alive in the next moment.
-                connection->peer()->died();
                 return false;
         }
         if (reply->header.kind == MessageKind::kReply) return true;
@@ -47,24 +44,26 @@ binder_status_t exchange(const std::shared_ptr<Connection>& connection, Packed& 
             packed.sent();
             break;
         case Connection::Sent::kBroken:
-            connection->peer()->died();
             *broken = true;
-            return STATUS_DEAD_OBJECT;
+            return connection->peer()->connectionBroke();
         default:
             return STATUS_FAILED_TRANSACTION;
     }
     Incoming reply;
     *broken = !awaitReply(connection, &reply);
-    if (*broken) return STATUS_DEAD_OBJECT;
+    if (*broken) return connection->peer()->connectionBroke();
     switch (unpack(connection->peer(), &reply)) {
         case Unpacked::kMalformed:
             log(ANDROID_LOG_WARN, "Ending a connection to process %d: bad object table",
                 connection->peerPid());
             *broken = true;
-            return STATUS_DEAD_OBJECT;
+            return STATUS_FAILED_TRANSACTION;
         case Unpacked::kIncomplete:
             log(ANDROID_LOG_ERROR, "A reply is lost: no descriptors left");
             return STATUS_FAILED_TRANSACTION;
+        case Unpacked::kStale:
+            log(ANDROID_LOG_WARN, "A reply is lost: an object in it is gone");
+            return STATUS_DEAD_OBJECT;
         case Unpacked::kWhole:
             break;
     }

@@ -68,7 +68,7 @@ struct Header {
     uint32_t descriptorCount;
     uint64_t object;
     uint64_t token;     // names what a kAck answers (0: nothing to answer); a count in kDecRef
-    uint64_t sequence;  // kDecRef: one-way calls that were sent before it
+    uint64_t sequence;  // kOneway: its number, from 1; kDecRef: that of the last one before it
 };
 static_assert(sizeof(Header) == 56);
 

@@ -29,7 +29,7 @@ interface ITestPeer {
     boolean cameBackOnSameThread();
     /** Returns when so many callers are in here. */
     void meet(int callers);
-    /** Does not return. */
+    /** Posts, so that its beginning can be awaited, and does not return. */
     void hang();
     /** Ends the process. */
     void die();
