@@ -14,6 +14,7 @@
 #include <gmock/gmock.h>
 
 #include "tests/process/HostTest.h"
+#include "tests/support/ProcessHarness.h"
 
 namespace process_test {
 namespace {
@@ -70,6 +71,33 @@ class SoftClient : public display::BnSoftVelaClient {
   private:
     const int32_t mAnswer;
 };
+
+/** A soft client that never answers. */
+class MuteSoftClient : public SoftClient {
+  public:
+    MuteSoftClient() : SoftClient(0) {}
+
+    ScopedAStatus setConfig(int64_t id, int32_t, const std::vector<int32_t>&, int32_t*) override {
+        asked.put(id);
+        for (;;)
+            pause();
+    }
+
+    ScopedAStatus getConfig(int64_t id, int32_t, const std::vector<int32_t>&,
+                            std::vector<int32_t>*) override {
+        asked.put(id);
+        for (;;)
+            pause();
+    }
+};
+
+const harness::Role kMuteSoftClient("mute soft client", [](harness::Parent& parent) {
+    const auto client = SharedRefBase::make<MuteSoftClient>();
+    const bool isOk = findService()->registerSoftVelaClient(1, client).isOk();
+    parent.say(isOk ? "registered" : "refused");
+    parent.say("asked " + std::to_string(client->asked.take().value_or(-1)));
+    parent.untilGone();
+});
 
 class MainServiceTest : public HostTest {
   protected:
@@ -160,18 +188,17 @@ TEST_F(MainServiceTest, asksTheLowestSoftClientWhicheverIsMeant) {
 TEST_F(MainServiceTest, aSoftClientKilledInTheMiddleOfAnEventAnswersMinusOneToSetAndZeroToGet) {
     const struct {
         const char* request;
-        const char* status;
-    } kCases[] = {{"soft-set 1 2 3", "-> -1"}, {"soft-get 1 2 3", "-> 0 []"}};
-    for (const auto& [request, status] : kCases) {
+        const char* answer;
+    } kCases[] = {{"soft-set 5 2 3", "-> -1"}, {"soft-get 5 2 3", "-> 0 []"}};
+    for (const auto& [request, answer] : kCases) {
         SCOPED_TRACE(request);
-        const auto client = startMonitor({"--soft"});
-        // Stopped, it cannot answer: the chip's thread is inside the call when the client dies.
-        client->sendSignal(SIGSTOP);
+        harness::Child client("mute soft client");
+        ASSERT_EQ(client.hear(), "registered");
         batch(request);
-        client->sendSignal(SIGKILL);
-        client->wait();
-        EXPECT_THAT(batch("wait; last"), HasSubstr(status));
-        awaitLog("Noticed AIDL death of ISoftVelaClient");
+        ASSERT_EQ(client.hear(), "asked 5");
+        client.kill();
+        EXPECT_THAT(batch("wait; last"), HasSubstr(answer));
+        awaitLog("Noticed AIDL death of ISoftVelaClient 0x1");
     }
 }
 
@@ -189,6 +216,8 @@ TEST_F(MainServiceTest, aStalledClientHoldsUpNeitherRegistrationNorRequests) {
     stalled->sendSignal(SIGKILL);
     stalled->wait();
     batch("wait");
+    while (!heard.empty())
+        heard.take();  // it may have registered before the chip's thread set out
     EXPECT_THAT(hearers(1), ElementsAre(2));
 }
 
