@@ -294,7 +294,9 @@ TEST_F(HostileTest, MalformedMessagesEndTheirConnection) {
         const unique_fd socket = introduce(testCase.connection);
         sendBytes(socket, testCase.bytes(), std::vector<int>(testCase.descriptors, file));
         EXPECT_TRUE(ends(socket));
-        // Its end may have been the end of all that the claimed peer had.
+        // The next one claims the same name, so the peer must have forgotten this one before.
+        shutdown(mControl, SHUT_WR);
+        EXPECT_TRUE(ends(mControl));
         mControl.reset();
     }
 }
