@@ -1,7 +1,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "host/platform/src/Wire.h"
+#include "host/platform/src/transport/Wire.h"
 
 // Arbitrary bytes to the transport's parser. What it accepts lies within the bytes.
 
@@ -16,7 +16,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             __builtin_trap();
         }
         for (const binder::ObjectRecord& object : message->objects) {
-            if (object.descriptor.data() + object.descriptor.size() >
+            if (object.endpoint.data() + object.endpoint.size() >
                 reinterpret_cast<const char*>(end)) {
                 __builtin_trap();
             }

@@ -74,7 +74,8 @@ TEST_F(DeathTest, EachLinkIsNotifiedOnceAndCallsFail) {
     EXPECT_TRUE(AIBinder_isAlive(mBinder.get()));
     killAndAwaitNotifications();
     EXPECT_EQ(once.count(), 1);
-    EXPECT_EQ(twice.count(), 2);
+    // One notification for one cookie, however often it was linked.
+    EXPECT_EQ(twice.count(), 1);
 
     EXPECT_FALSE(AIBinder_isAlive(mBinder.get()));
     EXPECT_EQ(AIBinder_ping(mBinder.get()), STATUS_DEAD_OBJECT);
@@ -194,33 +195,68 @@ TEST_F(DeathTest, NotificationThatHasNotBegunIsDropped) {
     EXPECT_EQ(orphan.count(), 0);
 }
 
-TEST_F(DeathTest, EveryEndOfALinkIsReportedOnce) {
-    Counter notified;
-    Counter unlinked;
-    Counter deleted;
-    Counter released;
+TEST_F(DeathTest, NotificationOfAProxyThatIsGoneIsDropped) {
+    Locked locked;
+    Counter orphan;
+    Counter last;
     std::shared_ptr<ITestPeer> created;
     ASSERT_TRUE(mPeer->create(&created).isOk());
-    AIBinder_DeathRecipient* const recipient = AIBinder_DeathRecipient_new([](void*) {});
-    AIBinder_DeathRecipient_setOnUnlinked(recipient, count);
-    AIBinder_DeathRecipient* const other = AIBinder_DeathRecipient_new([](void*) {});
-    AIBinder_DeathRecipient_setOnUnlinked(other, count);
+    const ndk::ScopedAIBinder_DeathRecipient recipient(AIBinder_DeathRecipient_new(Locked::notify));
+    // Whichever of the two is notified first holds up the other.
+    for (AIBinder* const binder : {mBinder.get(), created->asBinder().get()}) {
+        ASSERT_EQ(AIBinder_linkToDeath(binder, recipient.get(), &locked), STATUS_OK);
+    }
+    ASSERT_EQ(AIBinder_linkToDeath(created->asBinder().get(), mRecipient.get(), &orphan),
+              STATUS_OK);
+    ASSERT_EQ(link(last), STATUS_OK);
+    {
+        const std::lock_guard guard(locked.lock);
+        mProcess.child.kill();
+        ASSERT_TRUE(locked.begun.await(1));
+        created.reset();
+    }
+    ASSERT_TRUE(last.await(1));
+    EXPECT_EQ(orphan.count(), 0);
+}
 
+TEST_F(DeathTest, EveryEndOfALinkIsReportedOnce) {
+    Counter refused;
+    Counter unlinked;
+    Counter released;
+    Counter deleted;
+    Counter notified;
+    Counter late;
+    const std::vector<Counter*> all = {&refused, &unlinked, &released, &deleted, &notified, &late};
+    std::shared_ptr<ITestPeer> created;
+    ASSERT_TRUE(mPeer->create(&created).isOk());
+    const ndk::SpAIBinder local = ndk::SharedRefBase::make<TestPeer>()->asBinder();
+    const auto makeRecipient = [] {
+        AIBinder_DeathRecipient* const recipient = AIBinder_DeathRecipient_new([](void*) {});
+        AIBinder_DeathRecipient_setOnUnlinked(recipient, count);
+        return recipient;
+    };
+    AIBinder_DeathRecipient* const recipient = makeRecipient();
+    AIBinder_DeathRecipient* const other = makeRecipient();
+
+    EXPECT_EQ(AIBinder_linkToDeath(local.get(), recipient, &refused), STATUS_INVALID_OPERATION);
+    EXPECT_EQ(refused.count(), 1);
     ASSERT_EQ(AIBinder_linkToDeath(mBinder.get(), recipient, &unlinked), STATUS_OK);
     ASSERT_EQ(AIBinder_unlinkToDeath(mBinder.get(), recipient, &unlinked), STATUS_OK);
-    EXPECT_EQ(unlinked.count(), 1);
+    EXPECT_TRUE(unlinked.await(1));
     ASSERT_EQ(AIBinder_linkToDeath(created->asBinder().get(), recipient, &released), STATUS_OK);
     created.reset();
-    EXPECT_EQ(released.count(), 1);
+    EXPECT_TRUE(released.await(1));
+    // The link outlives its recipient.
     ASSERT_EQ(AIBinder_linkToDeath(mBinder.get(), other, &deleted), STATUS_OK);
     AIBinder_DeathRecipient_delete(other);
-    EXPECT_EQ(deleted.count(), 1);
-
+    EXPECT_EQ(deleted.count(), 0);
     ASSERT_EQ(AIBinder_linkToDeath(mBinder.get(), recipient, &notified), STATUS_OK);
     killAndAwaitNotifications();
-    EXPECT_EQ(notified.count(), 1);
+    EXPECT_EQ(AIBinder_linkToDeath(mBinder.get(), recipient, &late), STATUS_DEAD_OBJECT);
+    EXPECT_EQ(late.count(), 1);
     AIBinder_DeathRecipient_delete(recipient);
-    for (Counter* const counter : {&unlinked, &released, &deleted, &notified}) {
+    for (Counter* const counter : all) {
+        EXPECT_TRUE(counter->await(1));
         EXPECT_EQ(counter->count(), 1);
     }
 }

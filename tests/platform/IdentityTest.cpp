@@ -175,28 +175,64 @@ TEST_F(HandOverTest, OwnersDeathReachesEveryHolder) {
     std::shared_ptr<ITestPeer> created;
     ASSERT_TRUE(mPeer->create(&created).isOk());
     ASSERT_TRUE(mOther->keep(created).isOk());
+    ASSERT_TRUE(mOther->callKept().isOk());
     mProcess.child.kill();
-    int32_t calls = 0;
-    EXPECT_EQ(mOther->descend(created, 1, &calls).getStatus(), STATUS_DEAD_OBJECT);
-    // A dead object can still be handed over; it is dead there, too.
-    std::shared_ptr<ITestPeer> returned;
-    EXPECT_TRUE(mOther->echoPeer(created, &returned).isOk());
-    ASSERT_NE(returned, nullptr);
-    EXPECT_EQ(returned->post(1).getStatus(), STATUS_DEAD_OBJECT);
+    EXPECT_EQ(mOther->callKept().getStatus(), STATUS_DEAD_OBJECT);
+    // A call that carries a dead object fails.
+    EXPECT_EQ(created->post(1).getStatus(), STATUS_DEAD_OBJECT);
+    EXPECT_TRUE(eventually([&] { return !AIBinder_isAlive(created->asBinder().get()); }));
+    EXPECT_EQ(mOther->keep(created).getStatus(), STATUS_DEAD_OBJECT);
 }
 
 TEST_F(HandOverTest, StoppedOwnerHoldsUpNobody) {
     std::shared_ptr<ITestPeer> created;
     ASSERT_TRUE(mPeer->create(&created).isOk());
     mProcess.child.signal(SIGSTOP);
-    EXPECT_TRUE(mOther->keep(created).isOk());
-    std::shared_ptr<ITestPeer> kept;
-    EXPECT_TRUE(mOther->kept(&kept).isOk());
-    EXPECT_EQ(kept->asBinder(), created->asBinder());
+    ndk::SpAIBinder returned;
+    EXPECT_TRUE(mOther->echoBinder(created->asBinder(), &returned).isOk());
+    EXPECT_EQ(returned, created->asBinder());
     mProcess.child.signal(SIGCONT);
     created.reset();
-    kept.reset();
     EXPECT_EQ(liveObjectsOf(*mPeer), 2);
+    returned = nullptr;
+    EXPECT_TRUE(eventually([&] { return liveObjectsOf(*mPeer) == 1; }));
+}
+
+// Hands what the keeper keeps on to it again and again, from its own references, and is killed.
+const harness::Role kRelay("relay", [](harness::Parent& parent) {
+    const std::shared_ptr<ITestPeer> keeper = peerNamed(parent.arguments[0]);
+    std::shared_ptr<ITestPeer> passed;
+    if (!keeper->kept(&passed).isOk()) return;
+    parent.say("ready");
+    while (keeper->keep(passed).isOk()) {
+    }
+});
+
+TEST_F(HandOverTest, KilledRelaysTakeNoReferenceOfOthers) {
+    const auto local = ndk::SharedRefBase::make<TestPeer>();
+    const ndk::SpAIBinder binder = local->asBinder();
+    ASSERT_TRUE(mPeer->keep(local).isOk());
+    for (int i = 0; i < 10; ++i) {
+        harness::Child relays[] = {harness::Child("relay", {"identity"}),
+                                   harness::Child("relay", {"identity"})};
+        for (harness::Child& relay : relays)
+            ASSERT_EQ(relay.hear(), "ready");
+        // Meanwhile the owner gives the same object away, and is called over it.
+        for (int j = 0; j < 10; ++j) {
+            EXPECT_TRUE(mOther->keep(local).isOk());
+            EXPECT_TRUE(mOther->callKept().isOk());
+            EXPECT_TRUE(mOther->keep(nullptr).isOk());
+            EXPECT_TRUE(mPeer->callKept().isOk());
+            EXPECT_TRUE(mPeer->keep(local).isOk());
+        }
+        for (harness::Child& relay : relays)
+            relay.kill();
+        EXPECT_TRUE(mPeer->callKept().isOk());
+    }
+    ASSERT_TRUE(mPeer->keep(nullptr).isOk());
+    // This one, and that of the object itself.
+    EXPECT_TRUE(eventually([&] { return AIBinder_debugGetRefCount(binder.get()) == 1; }))
+            << AIBinder_debugGetRefCount(binder.get());
 }
 
 }  // namespace

@@ -1,14 +1,18 @@
+#include <atomic>
+#include <condition_variable>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
+#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <android/binder_manager.h>
+#include <android/binder_process.h>
 #include <gmock/gmock.h>
 
 #include "binder_host/ServiceManager.h"
@@ -41,8 +45,45 @@ const harness::Role kHost("host", [](harness::Parent& parent) {
                        AServiceManager_addService(binder.get(), "early") == EX_NONE ||
                        binder::listServices().has_value();
     parent.say(early ? "served" : "alone");
-    while (parent.hear().has_value())
-        parent.say(nameOf(binder::startServiceManager()));
+    ABinderProcess_startThreadPool();
+    while (const std::optional<std::string> wish = parent.hear()) {
+        if (*wish == "start") parent.say(nameOf(binder::startServiceManager()));
+        if (*wish == "add") {
+            parent.say(AServiceManager_addService(binder.get(), "late") == EX_NONE ? "added"
+                                                                                   : "no");
+        }
+        if (*wish == "wait") {
+            parent.say("waiting");
+            const auto found = peerNamed("late");
+            int32_t pid = 0;
+            parent.say(found != nullptr && found->callingPid(&pid).isOk() ? "found" : "lost");
+        }
+    }
+});
+
+// Serves by polling: without end while it is flooded, but for a turn at a time.
+const harness::Role kPolled("polled", [](harness::Parent& parent) {
+    binder::startServiceManager();
+    int fd = -1;
+    if (ABinderProcess_setupPolling(nullptr) != STATUS_UNEXPECTED_NULL ||
+        ABinderProcess_setupPolling(&fd) != STATUS_OK) {
+        return;
+    }
+    const auto peer = ndk::SharedRefBase::make<TestPeer>();
+    const ndk::SpAIBinder binder = peer->asBinder();
+    std::thread adder([&] {  // the service manager's host asks for the descriptor meanwhile
+        parent.say(AServiceManager_addService(binder.get(), "polled") == EX_NONE ? "ready" : "no");
+    });
+    adder.detach();
+    int32_t posts = 0;
+    for (int turns = 0; posts < 5000; ++turns) {
+        pollfd event{.fd = fd, .events = POLLIN, .revents = 0};
+        poll(&event, 1, -1);
+        if (ABinderProcess_handlePolledCommands() != STATUS_OK) return;
+        if (turns == 0) parent.say("turned");
+        peer->totalPosts(&posts);
+    }
+    parent.say("served");
 });
 
 // Forks after binder has been used and reports what the child could do.
@@ -51,7 +92,14 @@ const harness::Role kForker("forker", [](harness::Parent& parent) {
     const pid_t child = fork();
     if (child == 0) {
         int32_t pid = 0;
-        _exit(peer->callingPid(&pid).getStatus() == STATUS_INVALID_OPERATION ? 0 : 1);
+        int fd = -1;
+        ABinderProcess_startThreadPool();
+        ABinderProcess_joinThreadPool();  // returns: there is nothing to serve
+        const bool refused = peer->callingPid(&pid).getStatus() == STATUS_INVALID_OPERATION &&
+                             ABinderProcess_setupPolling(&fd) == STATUS_INVALID_OPERATION &&
+                             ABinderProcess_handlePolledCommands() == STATUS_INVALID_OPERATION &&
+                             AServiceManager_waitForService("never") == nullptr;
+        _exit(refused ? 0 : 1);
     }
     int status = -1;
     waitpid(child, &status, 0);
@@ -104,10 +152,71 @@ TEST_F(ServiceManagerTest, LastOneAddedHasTheName) {
 }
 
 TEST_F(ServiceManagerTest, NamesAreListed) {
-    ASSERT_EQ(AServiceManager_addService(mBinder.get(), "listed"), EX_NONE);
+    ASSERT_EQ(AServiceManager_addServiceWithFlags(mBinder.get(), "listed",
+                                                  ADD_SERVICE_ALLOW_ISOLATED),
+              EX_NONE);
     const std::optional<std::vector<std::string>> names = binder::listServices();
     ASSERT_TRUE(names.has_value());
     EXPECT_THAT(*names, Contains("listed"));
+
+    for (const char* const name : {"a.IB/default", "a.IB/other", "a.IBC/default"})
+        ASSERT_EQ(AServiceManager_addService(mBinder.get(), name), EX_NONE);
+    std::vector<std::string> instances;
+    AServiceManager_forEachDeclaredInstance("a.IB", &instances, [](const char* name, void* to) {
+        static_cast<std::vector<std::string>*>(to)->emplace_back(name);
+    });
+    EXPECT_THAT(instances, testing::UnorderedElementsAre("default", "other"));
+}
+
+TEST_F(ServiceManagerTest, RegistrationsAreNotified) {
+    struct Seen {
+        std::mutex lock;
+        std::condition_variable changed;
+        std::vector<AIBinder*> binders;
+
+        static void add(const char* instance, AIBinder* binder, void* cookie) {
+            EXPECT_STREQ(instance, "notified");
+            auto& self = *static_cast<Seen*>(cookie);
+            const std::lock_guard guard(self.lock);
+            self.binders.push_back(binder);
+            self.changed.notify_all();
+        }
+        bool await(size_t count) {
+            std::unique_lock guard(lock);
+            return changed.wait_for(guard, std::chrono::seconds(30),
+                                    [&] { return binders.size() >= count; });
+        }
+    };
+    Seen seen;
+    const ndk::SpAIBinder other = ndk::SharedRefBase::make<TestPeer>()->asBinder();
+    EXPECT_EQ(AServiceManager_registerForServiceNotifications("no name", Seen::add, &seen),
+              nullptr);
+    EXPECT_EQ(AServiceManager_registerForServiceNotifications("notified", nullptr, &seen), nullptr);
+    auto* const registration =
+            AServiceManager_registerForServiceNotifications("notified", Seen::add, &seen);
+    ASSERT_EQ(AServiceManager_addService(mBinder.get(), "notified"), EX_NONE);
+    ASSERT_TRUE(seen.await(1));
+    ASSERT_EQ(AServiceManager_addService(other.get(), "notified"), EX_NONE);
+    ASSERT_TRUE(seen.await(2));
+    AServiceManager_NotificationRegistration_delete(registration);
+    EXPECT_THAT(seen.binders, testing::ElementsAre(mBinder.get(), other.get()));
+}
+
+TEST_F(ServiceManagerTest, PolledCommandsAreServedTurnByTurn) {
+    harness::Child polled("polled");
+    EXPECT_EQ(polled.hear(), "ready");
+    const auto peer = peerNamed("polled");
+    ASSERT_NE(peer, nullptr);
+    EXPECT_EQ(polled.hear(), "turned");
+    // The calls do not stop before it has been round often enough to see them.
+    std::atomic<bool> served = false;
+    std::thread flooder([&] {
+        while (!served && (peer->post(1).isOk() || AIBinder_isAlive(peer->asBinder().get()))) {
+        }
+    });
+    EXPECT_EQ(polled.hear(), "served");
+    served = true;
+    flooder.join();
 }
 
 TEST_F(ServiceManagerTest, WaitingEndsWhenTheNameAppears) {
@@ -147,12 +256,21 @@ TEST_F(ServiceManagerTest, OneProcessHostsAndAnotherCanFollow) {
         }
     }
     ASSERT_NE(host, nullptr);
-    host->say("again");
+    host->say("start");
     EXPECT_EQ(host->hear(), "here");
+    std::vector<harness::Child*> others;
+    for (harness::Child& candidate : candidates) {
+        if (&candidate != host) others.push_back(&candidate);
+    }
+    // Who waits for a name waits on through the host's end.
+    others[0]->say("wait");
+    EXPECT_EQ(others[0]->hear(), "waiting");
     host->kill();
-    harness::Child& successor = host == &candidates[0] ? candidates[1] : candidates[0];
-    successor.say("start");
-    EXPECT_EQ(successor.hear(), "here");
+    others[1]->say("start");
+    EXPECT_EQ(others[1]->hear(), "here");
+    others[2]->say("add");
+    EXPECT_EQ(others[2]->hear(), "added");
+    EXPECT_EQ(others[0]->hear(), "found");
 }
 
 TEST_F(ServiceManagerTest, FolderThatOthersCanReadIsRefused) {

@@ -5,11 +5,13 @@
 #include <thread>
 #include <utility>
 
+#include <malloc.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
 #include <android/binder_manager.h>
 #include <android/binder_process.h>
+#include <android/log.h>
 
 #include "binder_host/ServiceManager.h"
 
@@ -21,6 +23,8 @@ using ndk::ScopedAStatus;
 // The thread is within a call of descend() to another process.
 thread_local int gDescending = 0;
 
+std::atomic<int32_t> gLogLines{0};
+
 // Serves a TestPeer under the name of the first argument; the second limits its descriptors.
 const harness::Role kServer("peer", [](harness::Parent& parent) {
     if (parent.arguments.size() > 1) {
@@ -28,6 +32,7 @@ const harness::Role kServer("peer", [](harness::Parent& parent) {
         const rlimit few{.rlim_cur = limit, .rlim_max = limit};
         setrlimit(RLIMIT_NOFILE, &few);
     }
+    __android_log_set_logger([](const __android_logger_data*, const char*) { ++gLogLines; });
     prepareProcess();
     const auto peer = ndk::SharedRefBase::make<TestPeer>();
     if (AServiceManager_addService(peer->asBinder().get(), parent.arguments[0].c_str()) !=
@@ -126,6 +131,13 @@ ScopedAStatus TestPeer::kept(std::shared_ptr<ITestPeer>* result) {
     return ScopedAStatus::ok();
 }
 
+ScopedAStatus TestPeer::callKept() {
+    std::shared_ptr<ITestPeer> peer;
+    int32_t pid = 0;
+    kept(&peer);
+    return peer->callingPid(&pid);
+}
+
 ScopedAStatus TestPeer::descend(const std::shared_ptr<ITestPeer>& other, int32_t depth,
                                 int32_t* result) {
     {
@@ -213,6 +225,11 @@ ScopedAStatus TestPeer::postBytes(const std::vector<uint8_t>& bytes) {
     return ScopedAStatus::ok();
 }
 
+ScopedAStatus TestPeer::postDescriptors(const std::vector<ndk::ScopedFileDescriptor>& descriptors) {
+    posted(static_cast<int32_t>(descriptors.size()));
+    return ScopedAStatus::ok();
+}
+
 ScopedAStatus TestPeer::postFailure() {
     posted(0);
     return ScopedAStatus::fromServiceSpecificError(ERROR_REFUSED);
@@ -265,6 +282,23 @@ ScopedAStatus TestPeer::liveObjects(int32_t* result) {
 ScopedAStatus TestPeer::openDescriptors(int32_t* result) {
     *result = static_cast<int32_t>(harness::openDescriptors());
     return ScopedAStatus::ok();
+}
+
+ScopedAStatus TestPeer::logLines(int32_t* result) {
+    *result = gLogLines;
+    return ScopedAStatus::ok();
+}
+
+ScopedAStatus TestPeer::heapBytes(int64_t* result) {
+    *result = static_cast<int64_t>(mallinfo2().uordblks);
+    return ScopedAStatus::ok();
+}
+
+binder_status_t TestPeer::handleShellCommand(int /*in*/, int out, int err, const char** argv,
+                                             uint32_t argc) {
+    dump(out, argv, argc);
+    dprintf(err, "%u", argc);
+    return STATUS_OK;
 }
 
 binder_status_t TestPeer::dump(int fd, const char** args, uint32_t numArgs) {

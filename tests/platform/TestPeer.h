@@ -45,6 +45,7 @@ class TestPeer : public ::aidl::platformtest::BnTestPeer {
     ndk::ScopedAStatus create(std::shared_ptr<ITestPeer>* result) override;
     ndk::ScopedAStatus keep(const std::shared_ptr<ITestPeer>& peer) override;
     ndk::ScopedAStatus kept(std::shared_ptr<ITestPeer>* result) override;
+    ndk::ScopedAStatus callKept() override;
 
     ndk::ScopedAStatus descend(const std::shared_ptr<ITestPeer>& other, int32_t depth,
                                int32_t* result) override;
@@ -58,6 +59,8 @@ class TestPeer : public ::aidl::platformtest::BnTestPeer {
     ndk::ScopedAStatus releasePosts() override;
     ndk::ScopedAStatus awaitPosts(int32_t count, std::vector<int32_t>* result) override;
     ndk::ScopedAStatus postBytes(const std::vector<uint8_t>& bytes) override;
+    ndk::ScopedAStatus postDescriptors(
+            const std::vector<ndk::ScopedFileDescriptor>& descriptors) override;
     ndk::ScopedAStatus postFailure() override;
     ndk::ScopedAStatus postPeer(const std::shared_ptr<ITestPeer>& peer) override;
 
@@ -70,8 +73,13 @@ class TestPeer : public ::aidl::platformtest::BnTestPeer {
 
     ndk::ScopedAStatus liveObjects(int32_t* result) override;
     ndk::ScopedAStatus openDescriptors(int32_t* result) override;
+    ndk::ScopedAStatus logLines(int32_t* result) override;
+    ndk::ScopedAStatus heapBytes(int64_t* result) override;
 
     binder_status_t dump(int fd, const char** args, uint32_t numArgs) override;
+    /** Writes its arguments to out, and their number to err. */
+    binder_status_t handleShellCommand(int in, int out, int err, const char** argv,
+                                       uint32_t argc) override;
 
   private:
     void posted(int32_t number);

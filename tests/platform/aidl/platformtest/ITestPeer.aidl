@@ -22,6 +22,8 @@ interface ITestPeer {
     ITestPeer create();
     void keep(@nullable ITestPeer peer);
     @nullable ITestPeer kept();
+    /** Calls the object that is kept; fails as that does. */
+    void callKept();
 
     /** Calls the other one's descend(depth - 1) until 0; the number of calls. */
     int descend(ITestPeer other, int depth);
@@ -41,6 +43,8 @@ interface ITestPeer {
     /** The numbers posted so far, once there are so many. */
     int[] awaitPosts(int count);
     oneway void postBytes(in byte[] bytes);
+    /** Posts how many there are. */
+    oneway void postDescriptors(in ParcelFileDescriptor[] descriptors);
     oneway void postFailure();
     oneway void postPeer(ITestPeer peer);
 
@@ -55,4 +59,7 @@ interface ITestPeer {
     /** Objects of this interface that the process has, this one included. */
     int liveObjects();
     int openDescriptors();
+    /** Lines that the process has logged, and bytes that it has allocated. */
+    int logLines();
+    long heapBytes();
 }

@@ -1,0 +1,251 @@
+#include "parcel/Parcel.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace {
+
+using Object = AParcel::Object;
+
+struct Slot {
+    uint32_t kind;  // Object::Kind, or kNullSlot
+    uint32_t reserved;
+};
+
+constexpr uint32_t kNullSlot = 0;
+constexpr uint32_t kTokenMark = 0x4e454b54;
+constexpr size_t kMaxSize = INT32_MAX;
+
+constexpr size_t padded(size_t size) {
+    return (size + 3) & ~size_t{3};
+}
+
+/** As much as a device's token takes: three words, and the name as a UTF-16 string. */
+constexpr size_t tokenSize(size_t nameLength) {
+    return 4 * sizeof(uint32_t) + (nameLength + 1) * sizeof(char16_t);
+}
+
+void release(const Object& object) {
+    if (object.kind == Object::Kind::kBinder) {
+        AIBinder_decStrong(object.binder);
+    } else if (object.fd >= 0) {
+        close(object.fd);
+    }
+}
+
+/** The place of the first object whose slot stands at the offset or behind it. */
+template <typename Objects>
+auto firstFrom(Objects& objects, size_t offset) {
+    return std::partition_point(objects.begin(), objects.end(),
+                                [offset](const auto& object) { return object.offset < offset; });
+}
+
+}  // namespace
+
+AParcel::~AParcel() {
+    clear();
+}
+
+void AParcel::clear() {
+    for (const Object& object : mObjects)
+        release(object);
+    mObjects.clear();
+    if (mData != mInline) free(mData);
+    mData = mInline;
+    mCapacity = kInlineSize;
+    mSize = 0;
+    mPosition = 0;
+}
+
+bool AParcel::growTo(size_t capacity) {
+    if (capacity <= mCapacity) return true;
+    if (capacity > kMaxSize) return false;
+    const size_t roomy = std::min(std::max(capacity, mCapacity * 2), kMaxSize);
+    auto* const grown = static_cast<uint8_t*>(realloc(mData == mInline ? nullptr : mData, roomy));
+    if (grown == nullptr) return false;
+    if (mData == mInline) memcpy(grown, mInline, mSize);
+    mData = grown;
+    mCapacity = roomy;
+    return true;
+}
+
+uint8_t* AParcel::resetForReceive(size_t size) {
+    clear();
+    mTarget = nullptr;
+    return resizeForReceive(size);
+}
+
+uint8_t* AParcel::resizeForReceive(size_t size) {
+    if (!growTo(size)) return nullptr;
+    mSize = size;
+    return mData;
+}
+
+void AParcel::releaseObjects(size_t begin, size_t end) {
+    if (mObjects.empty() || mObjects.back().offset + sizeof(Slot) <= begin) return;
+    std::erase_if(mObjects, [&](const Object& object) {
+        const bool gone = object.offset < end && object.offset + sizeof(Slot) > begin;
+        if (gone) release(object);
+        return gone;
+    });
+}
+
+uint8_t* AParcel::place(size_t size) {
+    if (size > kMaxSize || mPosition > kMaxSize - size) return nullptr;
+    const size_t end = mPosition + size;
+    if (!growTo(end)) return nullptr;
+    if (mPosition < mSize) {
+        releaseObjects(mPosition, end);
+    } else {
+        memset(mData + mSize, 0, mPosition - mSize);
+    }
+    uint8_t* const room = mData + mPosition;
+    mPosition = end;
+    mSize = std::max(mSize, end);
+    return room;
+}
+
+uint8_t* AParcel::writeInPlace(size_t size) {
+    if (size > kMaxSize) return nullptr;
+    uint8_t* const room = place(padded(size));
+    if (room != nullptr) memset(room + size, 0, padded(size) - size);
+    return room;
+}
+
+const uint8_t* AParcel::readInPlace(size_t size) const {
+    if (size > available() || padded(size) > available()) return nullptr;
+    const uint8_t* const bytes = mData + mPosition;
+    mPosition += padded(size);
+    return bytes;
+}
+
+binder_status_t AParcel::adoptObject(const Object& object) {
+    const size_t lowest = mObjects.empty() ? 0 : mObjects.back().offset + sizeof(Slot);
+    Slot slot = {};
+    const bool whole = object.offset % 4 == 0 && object.offset >= lowest && mSize >= sizeof(slot) &&
+                       object.offset <= mSize - sizeof(slot);
+    if (whole) memcpy(&slot, mData + object.offset, sizeof(slot));
+    const bool held =
+            object.kind == Object::Kind::kBinder ? object.binder != nullptr : object.fd >= 0;
+    if (!held || slot.kind != static_cast<uint32_t>(object.kind)) {
+        release(object);
+        return STATUS_BAD_VALUE;
+    }
+    mObjects.push_back(object);
+    return STATUS_OK;
+}
+
+binder_status_t AParcel::writeSlot(const Object& object) {
+    // A slot off the grid could be read back here but would be refused by whoever receives it.
+    binder_status_t status = STATUS_BAD_VALUE;
+    if (object.offset % 4 == 0) {
+        status = writeValue(Slot{static_cast<uint32_t>(object.kind), 0});
+    }
+    if (status != STATUS_OK) {
+        release(object);
+        return status;
+    }
+    const auto place = firstFrom(mObjects, object.offset + 1);
+    mObjects.insert(place, object);
+    return STATUS_OK;
+}
+
+binder_status_t AParcel::readSlot(uint32_t* kind, const Object** object) const {
+    const size_t offset = mPosition;
+    Slot slot = {};
+    const binder_status_t status = readValue(&slot);
+    if (status != STATUS_OK) return status;
+    *kind = slot.kind;
+    const auto found = firstFrom(mObjects, offset);
+    *object = found != mObjects.end() && found->offset == offset ? &*found : nullptr;
+    return STATUS_OK;
+}
+
+binder_status_t AParcel::writeBinder(AIBinder* binder) {
+    if (binder == nullptr) return writeValue(Slot{kNullSlot, 0});
+    AIBinder_incStrong(binder);
+    return writeSlot({Object::Kind::kBinder, static_cast<uint32_t>(mPosition), binder, -1});
+}
+
+binder_status_t AParcel::readBinder(AIBinder** binder) const {
+    uint32_t kind = kNullSlot;
+    const Object* object = nullptr;
+    const binder_status_t status = readSlot(&kind, &object);
+    if (status != STATUS_OK) return status;
+    if (kind == kNullSlot) {
+        *binder = nullptr;
+        return STATUS_OK;
+    }
+    if (object == nullptr || object->kind != Object::Kind::kBinder) return STATUS_BAD_TYPE;
+    AIBinder_incStrong(object->binder);
+    *binder = object->binder;
+    return STATUS_OK;
+}
+
+binder_status_t AParcel::writeDescriptor(int fd) {
+    return writeSlot({Object::Kind::kDescriptor, static_cast<uint32_t>(mPosition), nullptr, fd});
+}
+
+binder_status_t AParcel::readDescriptor(int* fd) const {
+    uint32_t kind = kNullSlot;
+    const Object* object = nullptr;
+    const binder_status_t status = readSlot(&kind, &object);
+    if (status != STATUS_OK) return status;
+    if (object == nullptr || object->kind != Object::Kind::kDescriptor) return STATUS_BAD_TYPE;
+    *fd = object->fd;
+    return STATUS_OK;
+}
+
+binder_status_t AParcel::appendFrom(const AParcel& from, size_t start, size_t size) {
+    if (start > from.mSize || size > from.mSize - start) return STATUS_BAD_VALUE;
+    std::vector<Object> copies;
+    binder_status_t status = STATUS_OK;
+    for (const Object& object : from.mObjects) {
+        if (object.offset < start || object.offset + sizeof(Slot) > start + size) continue;
+        Object copy = object;
+        copy.offset = static_cast<uint32_t>(mPosition + object.offset - start);
+        if (copy.offset % 4 != 0) status = STATUS_BAD_VALUE;
+        if (copy.kind == Object::Kind::kBinder) {
+            AIBinder_incStrong(copy.binder);
+        } else {
+            copy.fd = fcntl(object.fd, F_DUPFD_CLOEXEC, 0);
+            if (copy.fd < 0) status = STATUS_UNKNOWN_ERROR;
+        }
+        copies.push_back(copy);
+    }
+    const size_t position = mPosition;
+    if (status == STATUS_OK && place(size) == nullptr) status = STATUS_NO_MEMORY;
+    if (status != STATUS_OK) {
+        for (const Object& copy : copies)
+            release(copy);
+        return status;
+    }
+    // A parcel may be appended to itself, and growing it has moved its data.
+    memmove(mData + position, from.mData + start, size);
+    const auto place = firstFrom(mObjects, position + 1);
+    mObjects.insert(place, copies.begin(), copies.end());
+    return STATUS_OK;
+}
+
+binder_status_t AParcel::writeInterfaceToken(const char* descriptor) {
+    const size_t length = strlen(descriptor);
+    const uint32_t lead[] = {kTokenMark, static_cast<uint32_t>(length)};
+    uint8_t* const room = writeInPlace(tokenSize(length));
+    if (room == nullptr) return STATUS_NO_MEMORY;
+    memset(room, 0, tokenSize(length));
+    memcpy(room, lead, sizeof(lead));
+    std::copy_n(descriptor, length, room + sizeof(lead));
+    return STATUS_OK;
+}
+
+binder_status_t AParcel::checkInterfaceToken(const char* descriptor) const {
+    const size_t length = strlen(descriptor);
+    const uint32_t lead[] = {kTokenMark, static_cast<uint32_t>(length)};
+    const uint8_t* const token = readInPlace(tokenSize(length));
+    const bool named = token != nullptr && memcmp(token, lead, sizeof(lead)) == 0 &&
+                       memcmp(token + sizeof(lead), descriptor, length) == 0;
+    return named ? STATUS_OK : STATUS_BAD_TYPE;
+}

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include <sys/socket.h>
+
+#include <android-base/unique_fd.h>
+#include <android/binder_status.h>
+
+#include "transport/Connection.h"
+#include "transport/RuntimeFolder.h"
+
+namespace binder {
+
+/** The credentials of a connected socket's other side when it may talk to us: root or our user. */
+bool trustedCredentialsOf(int socket, ucred* credentials);
+
+/** The process as others see it: a listening socket in the runtime folder, named after it. */
+class Endpoint {
+  public:
+    /** Null, logged, when it cannot be made. The socket goes when the process ends. */
+    static std::unique_ptr<Endpoint> create();
+
+    const std::string& name() const { return mName; }
+    const RuntimeFolder& folder() const { return mFolder; }
+    int listener() const { return mListener.get(); }
+
+    /**
+     * A greeted connection to the endpoint of that name. Null with *status set when there is none:
+     * STATUS_DEAD_OBJECT when the process is gone, else STATUS_FAILED_TRANSACTION. Does not wait.
+     */
+    std::shared_ptr<Connection> connect(const std::string& name, ConnectionKind kind,
+                                        binder_status_t* status) const;
+
+  private:
+    Endpoint(const RuntimeFolder& folder, std::string name, android::base::unique_fd listener);
+
+    const RuntimeFolder& mFolder;
+    const std::string mName;
+    const android::base::unique_fd mListener;
+};
+
+}  // namespace binder
