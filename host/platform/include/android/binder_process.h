@@ -20,6 +20,12 @@ bool ABinderProcess_isThreadPoolStarted(void);
 /** Serves calls on this thread; does not return. */
 void ABinderProcess_joinThreadPool(void);
 
+/**
+ * Whether threads that serve calls keep their own priority where the caller's is lower. Linux hands
+ * no priorities on: nothing changes.
+ */
+void ABinderProcess_disableBackgroundScheduling(bool disable);
+
 /** A descriptor, owned by the run time, that polls readable when a call waits to be served. */
 __attribute__((warn_unused_result)) binder_status_t ABinderProcess_setupPolling(int* fd);
 /** Serves what waits, then returns. */

@@ -4,6 +4,7 @@
 
 #include <android/binder_ibinder.h>
 
+#pragma GCC visibility push(default)
 __BEGIN_DECLS
 
 /** Marks calls between modules of one partition. Linux has a single partition: no flag at all. */
@@ -11,9 +12,17 @@ enum {
     FLAG_PRIVATE_LOCAL = 0,
 };
 
-/** Promises that the binder's interface is frozen. Nothing on Linux depends on that promise. */
-static inline void AIBinder_markVintfStability(AIBinder* binder) {
-    (void)binder;
-}
+/**
+ * What the author of a local binder promises about its interface; to be called on a new binder,
+ * before anybody else has it. Without a promise the binder has that of its compilation unit.
+ */
+
+/** The interface may change with the vendor's partition. */
+void AIBinder_markVendorStability(AIBinder* binder);
+/** The interface may change with the partition that the caller is built for. */
+void AIBinder_markCompilationUnitStability(AIBinder* binder);
+/** The interface is frozen. */
+void AIBinder_markVintfStability(AIBinder* binder);
 
 __END_DECLS
+#pragma GCC visibility pop
