@@ -45,6 +45,8 @@ function(aidl_library name)
     add_library(${name} STATIC ${sources})
     add_dependencies(${name} ${name}_headers)
     target_compile_options(${name} PRIVATE -w)
+    # As a device's build has it: the objects say that their interface is frozen.
+    target_compile_definitions(${name} PUBLIC BINDER_STABILITY_SUPPORT)
     target_include_directories(${name} SYSTEM PUBLIC ${out}/include)
     target_link_libraries(${name} PUBLIC binder_ndk ${ARG_LIBS})
 endfunction()

@@ -1,8 +1,8 @@
 #include <array>
 #include <concepts>
-#include <cstring>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <android/binder_parcel.h>
@@ -10,30 +10,34 @@
 
 #include <gtest/gtest.h>
 
-#include "ParcelRecord.h"
+#include "ParcelTest.h"
 
 namespace {
 
 using ndk::ScopedAParcel;
+using ndk::ScopedFileDescriptor;
+using ndk::SpAIBinder;
 
-/** A rewound parcel of these words. */
-ScopedAParcel parcelOf(std::initializer_list<int32_t> words) {
-    ScopedAParcel parcel(AParcel_create());
-    for (const int32_t word : words)
-        AParcel_writeInt32(parcel.get(), word);
-    AParcel_setDataPosition(parcel.get(), 0);
-    return parcel;
-}
-
-template <typename T>
-binder_status_t readNullable(const AParcel* parcel) {
-    T value{};
-    return ndk::AParcel_readNullableData(parcel, &value);
-}
 template <typename T>
 binder_status_t readRequired(const AParcel* parcel) {
     T value{};
     return ndk::AParcel_readData(parcel, &value);
+}
+
+/** For values that are absent unless they are refused. */
+template <typename T>
+binder_status_t readNullable(const AParcel* parcel) {
+    T value;
+    value.emplace();
+    const binder_status_t status = ndk::AParcel_readNullableData(parcel, &value);
+    EXPECT_TRUE(status != STATUS_OK || !value.has_value());
+    return status;
+}
+
+template <typename T>
+binder_status_t readOutList(const AParcel* parcel) {
+    T list;
+    return ndk::AParcel_resizeVector(parcel, &list);
 }
 
 /** What AIDL makes of a nullable T: the elements of a list may be absent as well. */
@@ -50,135 +54,135 @@ struct Nullable<std::vector<T>> {
 template <typename T>
 class ParcelLength : public testing::Test {};
 
-using Lists = testing::Types<std::string, std::vector<bool>, std::vector<uint8_t>,
-                             std::vector<char16_t>, std::vector<int32_t>, std::vector<int64_t>,
-                             std::vector<double>, std::vector<std::string>, std::vector<Record>,
-                             std::vector<ndk::ScopedFileDescriptor>, std::vector<ndk::SpAIBinder>>;
+using Lists = testing::Types<std::vector<bool>, std::vector<uint8_t>, std::vector<char16_t>,
+                             std::vector<int32_t>, std::vector<int64_t>, std::vector<double>,
+                             std::array<int32_t, 3>, std::vector<std::string>, std::vector<Record>,
+                             std::vector<ScopedFileDescriptor>, std::vector<SpAIBinder>>;
 TYPED_TEST_SUITE(ParcelLength, Lists);
 
 TYPED_TEST(ParcelLength, IsChecked) {
     struct Case {
-        std::initializer_list<int32_t> words;
-        binder_status_t required;
-        binder_status_t nullable;
+        std::vector<int32_t> words;
+        binder_status_t status;
     };
     const Case cases[] = {
-            {{-1}, STATUS_UNEXPECTED_NULL, STATUS_OK},
-            {{-2}, STATUS_BAD_VALUE, STATUS_BAD_VALUE},
-            {{INT32_MIN}, STATUS_BAD_VALUE, STATUS_BAD_VALUE},
-            {{INT32_MAX}, STATUS_NO_MEMORY, STATUS_NO_MEMORY},
-            {{2'000'000}, STATUS_NO_MEMORY, STATUS_NO_MEMORY},
-            {{100}, STATUS_NOT_ENOUGH_DATA, STATUS_NOT_ENOUGH_DATA},
-            {{100, 0}, STATUS_NOT_ENOUGH_DATA, STATUS_NOT_ENOUGH_DATA},
-            {{}, STATUS_NOT_ENOUGH_DATA, STATUS_NOT_ENOUGH_DATA},
+            {{-2}, STATUS_BAD_VALUE},        {{INT32_MIN}, STATUS_BAD_VALUE},
+            {{INT32_MAX}, STATUS_NO_MEMORY}, {{2'000'000}, STATUS_NO_MEMORY},
+            {{100}, STATUS_NO_MEMORY},       {{100, 0}, STATUS_NO_MEMORY},
+            {{}, STATUS_NOT_ENOUGH_DATA},
+    };
+    using NullableList = typename Nullable<TypeParam>::type;
+    for (const Case& test : cases) {
+        SCOPED_TRACE(testing::PrintToString(test.words));
+        EXPECT_EQ(readRequired<TypeParam>(parcelOf(test.words).get()), test.status);
+        EXPECT_EQ(readNullable<NullableList>(parcelOf(test.words).get()), test.status);
+    }
+    EXPECT_NE(readRequired<TypeParam>(parcelOf({-1}).get()), STATUS_OK);
+    EXPECT_EQ(readNullable<NullableList>(parcelOf({-1}).get()), STATUS_OK);
+}
+
+TEST(ParcelMalformed, Statuses) {
+    using Three = std::array<int32_t, 3>;
+    struct Case {
+        binder_status_t (*read)(const AParcel*);
+        binder_status_t status;
+        std::vector<std::vector<int32_t>> parcels;
+    };
+    constexpr int32_t kNoEnd = 'a' | 'b' << 16;
+    const Case cases[] = {
+            // The length tells more than there is, though not more elements than bytes.
+            {readRequired<std::vector<int32_t>>, STATUS_NOT_ENOUGH_DATA, {{3, 0, 0}}},
+            {readRequired<std::vector<int64_t>>, STATUS_NOT_ENOUGH_DATA, {{2, 0, 0, 0}}},
+            {readRequired<std::vector<char16_t>>, STATUS_NOT_ENOUGH_DATA, {{2, 'a'}}},
+            {readRequired<std::vector<bool>>, STATUS_NOT_ENOUGH_DATA, {{2, 1}}},
+
+            // Absent lists and elements.
+            {readRequired<std::vector<bool>>, STATUS_UNEXPECTED_NULL, {{-1}}},
+            {readRequired<std::vector<int32_t>>, STATUS_UNEXPECTED_NULL, {{-1}}},
+            {readRequired<Three>, STATUS_UNEXPECTED_NULL, {{-1}}},
+            {readRequired<std::vector<Record>>, STATUS_NO_MEMORY, {{-1}}},
+            {readRequired<std::vector<ScopedFileDescriptor>>, STATUS_NO_MEMORY, {{-1}}},
+            {readRequired<std::vector<SpAIBinder>>, STATUS_NO_MEMORY, {{-1}}},
+            {readRequired<std::vector<std::string>>, STATUS_UNEXPECTED_NULL, {{1, -1}}},
+            {readRequired<std::vector<Record>>, STATUS_UNEXPECTED_NULL, {{1, 0}}},
+            {readRequired<std::vector<ScopedFileDescriptor>>, STATUS_UNEXPECTED_NULL, {{1, 0}}},
+
+            // What is no string is an absent one.
+            {readRequired<std::string>,
+             STATUS_UNEXPECTED_NULL,
+             {{-1}, {-2}, {INT32_MAX}, {}, {1, kNoEnd}, {2, kNoEnd}}},
+            {readNullable<std::optional<std::string>>, STATUS_OK, {{-2}, {1, kNoEnd}}},
+            {readRequired<std::string>, STATUS_OK, {{1, 'a'}}},
+
+            // A record's size is its own, wherever it ends.
+            {readRequired<Record>,
+             STATUS_BAD_VALUE,
+             {{1, INT32_MIN}, {1, 0}, {1, 3}, {1, INT32_MAX}}},
+            {readRequired<Record>, STATUS_NOT_ENOUGH_DATA, {{1, 400}}},
+            {readRequired<Record>, STATUS_OK, {{1, 400, 5, 0, 0, 0}}},
+            {readRequired<std::vector<Record>>, STATUS_NOT_ENOUGH_DATA, {{2, 1, 400, 5, 0, 0, 0}}},
+            {readRequired<Record>, STATUS_UNEXPECTED_NULL, {{0}}},
+            {readNullable<std::optional<Record>>, STATUS_OK, {{0}}},
+
+            {readOutList<std::vector<Record>>, STATUS_OK, {{3}}},
+            {readOutList<std::vector<Record>>, STATUS_UNEXPECTED_NULL, {{-1}, {-2}}},
+            {readOutList<std::vector<Record>>, STATUS_NO_MEMORY, {{INT32_MAX}}},
+            {readOutList<std::optional<std::vector<bool>>>, STATUS_OK, {{-1}}},
+            {readOutList<std::optional<std::vector<bool>>>, STATUS_UNEXPECTED_NULL, {{-2}}},
+
+            // Trailing data is nobody's.
+            {readRequired<Three>, STATUS_OK, {{3, 1, 2, 3, 99}}},
     };
     for (const Case& test : cases) {
-        SCOPED_TRACE(testing::PrintToString(std::vector<int32_t>(test.words)));
-        EXPECT_EQ(readRequired<TypeParam>(parcelOf(test.words).get()), test.required);
-        EXPECT_EQ(readNullable<typename Nullable<TypeParam>::type>(parcelOf(test.words).get()),
-                  test.nullable);
+        for (const auto& words : test.parcels) {
+            EXPECT_EQ(test.read(parcelOf(words).get()), test.status)
+                    << "case " << &test - cases << ", " << testing::PrintToString(words);
+        }
     }
+    EXPECT_NE(readRequired<Three>(parcelOf({2, 1, 2}).get()), STATUS_OK);
+    EXPECT_NE(readRequired<Three>(parcelOf({4, 1, 2, 3, 4}).get()), STATUS_OK);
 }
 
-TEST(ParcelMalformed, AbsentElementsAreRefusedWhereTheyAreNeeded) {
-    EXPECT_EQ(readRequired<std::vector<std::string>>(parcelOf({1, -1}).get()),
-              STATUS_UNEXPECTED_NULL);
-    EXPECT_EQ(readRequired<std::vector<Record>>(parcelOf({1, 0}).get()), STATUS_UNEXPECTED_NULL);
-    EXPECT_EQ(readRequired<std::vector<ndk::ScopedFileDescriptor>>(parcelOf({1, 0}).get()),
-              STATUS_UNEXPECTED_NULL);
-    EXPECT_EQ(readRequired<Record>(parcelOf({0}).get()), STATUS_UNEXPECTED_NULL);
-    EXPECT_EQ(readNullable<std::optional<Record>>(parcelOf({0}).get()), STATUS_OK);
-}
+TEST(ParcelMalformed, RecordsOfOtherVersionsAreRead) {
+    const Record held{.number = 1, .text = "kept", .list = {1}};
+    const Record expected{.number = 5, .text = "kept", .list = {1}};
+    Record record = held;
+    ASSERT_EQ(ndk::AParcel_readData(parcelOf({1, 8, 5, 1, 4, 77}).get(), &record), STATUS_OK);
+    EXPECT_EQ(record, expected);
+    std::vector<Record> list{held};
+    ASSERT_EQ(ndk::AParcel_readData(parcelOf({1, 1, 8, 5}).get(), &list), STATUS_OK);
+    EXPECT_EQ(list, std::vector{expected});
 
-TEST(ParcelMalformed, FixedSizeArraysHaveTheirSize) {
-    using Three = std::array<int32_t, 3>;
-    EXPECT_EQ(readRequired<Three>(parcelOf({2, 1, 2}).get()), STATUS_BAD_VALUE);
-    EXPECT_EQ(readRequired<Three>(parcelOf({4, 1, 2, 3, 4}).get()), STATUS_BAD_VALUE);
-    EXPECT_EQ(readRequired<Three>(parcelOf({-1}).get()), STATUS_UNEXPECTED_NULL);
-    EXPECT_EQ(readNullable<std::optional<Three>>(parcelOf({-1}).get()), STATUS_OK);
-    EXPECT_EQ(readRequired<Three>(parcelOf({3, 1, 2, 3, 99}).get()), STATUS_OK);
-}
-
-TEST(ParcelMalformed, RecordSizeIsChecked) {
-    for (const int32_t size : {INT32_MIN, -1, 0, 3, INT32_MAX}) {
-        EXPECT_EQ(readRequired<Record>(parcelOf({1, size}).get()), STATUS_BAD_VALUE) << size;
-    }
-    const ScopedAParcel parcel = parcelOf({1, 400, 5, 0, 0, 0});
-    EXPECT_EQ(readRequired<Record>(parcel.get()), STATUS_BAD_VALUE) << "ends behind the parcel";
-}
-
-TEST(ParcelMalformed, ShortRecordKeepsDefaults) {
-    const ScopedAParcel parcel = parcelOf({1, 8, 5, 1, 4, 77});
-    Record record{.number = 1, .text = "kept", .list = {}};
-    ASSERT_EQ(ndk::AParcel_readData(parcel.get(), &record), STATUS_OK);
-    EXPECT_EQ(record, (Record{.number = 5, .text = "kept", .list = {}}));
-
-    // In a list as well, whatever stood in it before.
-    const ScopedAParcel list = parcelOf({1, 1, 8, 5});
-    std::vector<Record> records{Record{.number = 1, .text = "old", .list = {1}}};
-    ASSERT_EQ(ndk::AParcel_readData(list.get(), &records), STATUS_OK);
-    ASSERT_EQ(records.size(), 1u);
-    EXPECT_EQ(records[0], (Record{.number = 5, .text = "default", .list = {}}));
-}
-
-TEST(ParcelMalformed, LongRecordIsSkippedToItsEnd) {
-    const ScopedAParcel parcel = parcelOf({1, 24, 5, 0, 0, 0, 1234 /*of a later version*/, 77});
-    Record record;
-    ASSERT_EQ(ndk::AParcel_readData(parcel.get(), &record), STATUS_OK);
+    const ScopedAParcel longer = parcelOf({1, 24, 5, 0, 0, 0, 1234 /*unknown*/, 77});
+    ASSERT_EQ(ndk::AParcel_readData(longer.get(), &record), STATUS_OK);
     int32_t next = 0;
-    EXPECT_EQ(AParcel_readInt32(parcel.get(), &next), STATUS_OK);
+    EXPECT_EQ(AParcel_readInt32(longer.get(), &next), STATUS_OK);
     EXPECT_EQ(next, 77);
 }
 
-TEST(ParcelMalformed, OutListLengthsAreChecked) {
-    const auto resize = [](int32_t length) {
-        std::vector<Record> list;
-        return ndk::AParcel_resizeVector(parcelOf({length}).get(), &list);
+TEST(ParcelMalformed, MalformedTextConverts) {
+    const std::pair<std::string, std::string> cases[] = {
+            {"a\x80", "a\u0080"},
+            {"\xc3(", "\u00e8"},
+            {"\xc0\x80", std::string(1, '\0')},
+            {"\xe0\x80\xa9", ")"},
+            // Surrogates: a half has no place in UTF-8 and is left out when read.
+            {"a\xed\xa0\xbd", "a"},
+            {"a\xed\xb8\x80z", "az"},
+            {"\xed\xa0\xbd\xed\xa0\xbd\xed\xb8\x80", "\U0001f600"},
     };
-    EXPECT_EQ(resize(3), STATUS_OK);
-    EXPECT_EQ(resize(-1), STATUS_UNEXPECTED_NULL);
-    EXPECT_EQ(resize(-2), STATUS_BAD_VALUE);
-    EXPECT_EQ(resize(INT32_MAX), STATUS_NO_MEMORY);
-    std::optional<std::vector<int32_t>> list{{1, 2}};
-    EXPECT_EQ(ndk::AParcel_resizeVector(parcelOf({-1}).get(), &list), STATUS_OK);
-    EXPECT_FALSE(list);
-}
-
-TEST(ParcelMalformed, InvalidUtf8IsNotWritten) {
-    for (const char* text :
-         {"\x80", "\xc3", "\xc3(", "\xc0\x80", "\xe0\x80\x80", "\xed\xa0\x80", "\xf0\x80\x80\x80",
-          "\xf4\x90\x80\x80", "\xf8\x88\x80\x80\x80", "\xff", "fine\xe4\xb8", "\xf0\x9f\x98"}) {
+    for (const auto& [written, read] : cases) {
         const ScopedAParcel parcel(AParcel_create());
-        EXPECT_EQ(ndk::AParcel_writeData(parcel.get(), std::string(text)), STATUS_BAD_VALUE)
-                << testing::PrintToString(text);
-        EXPECT_EQ(AParcel_getDataSize(parcel.get()), 0);
-    }
-}
-
-TEST(ParcelMalformed, InvalidUtf16IsRead) {
-    struct Case {
-        std::u16string units;
-        std::string text;
-    };
-    for (const Case& test : {Case{{u'a', 0xd83d, u'b'}, "ab"}, Case{{u'a', 0xde00, u'b'}, "ab"},
-                             Case{{0xd83d}, ""}, Case{{0xd83d, 0xd83d, 0xde00}, "\U0001f600"}}) {
-        const ScopedAParcel parcel(AParcel_create());
-        std::vector<uint8_t> bytes(4 + (test.units.size() + 1) * 2);
-        bytes.resize((bytes.size() + 3) & ~size_t{3});
-        bytes[0] = static_cast<uint8_t>(test.units.size());
-        memcpy(&bytes[4], test.units.data(), test.units.size() * 2);
-        AParcel_unmarshal(parcel.get(), bytes.data(), bytes.size());
+        EXPECT_EQ(ndk::AParcel_writeData(parcel.get(), written), STATUS_OK);
+        AParcel_setDataPosition(parcel.get(), 0);
         std::string text = "stale";
         EXPECT_EQ(ndk::AParcel_readData(parcel.get(), &text), STATUS_OK);
-        EXPECT_EQ(text, test.text);
+        EXPECT_EQ(text, read);
     }
-}
-
-TEST(ParcelMalformed, StringNeedsItsTerminator) {
-    EXPECT_EQ(readRequired<std::string>(parcelOf({1, 'a'}).get()), STATUS_OK);
-    EXPECT_EQ(readRequired<std::string>(parcelOf({1, 'a' | 'b' << 16}).get()), STATUS_BAD_VALUE);
-    EXPECT_EQ(readRequired<std::string>(parcelOf({2, 'a' | 'b' << 16}).get()),
-              STATUS_NOT_ENOUGH_DATA);
+    for (const std::string text : {"\xc3", "cut\xe4\xb8", "\xf0\x9f\x98", "\xff"}) {
+        const ScopedAParcel parcel(AParcel_create());
+        EXPECT_EQ(ndk::AParcel_writeData(parcel.get(), text), STATUS_BAD_VALUE) << text.size();
+    }
 }
 
 TEST(ParcelMalformed, LengthsOfWrittenListsAreChecked) {

@@ -17,7 +17,7 @@
 
 namespace ndk {
 
-/** Owns one strong reference to a binder, or none. */
+/** Owns one strong reference to a binder, or none. Moving copies: both hold one afterwards. */
 class SpAIBinder {
   public:
     SpAIBinder() = default;
@@ -25,16 +25,11 @@ class SpAIBinder {
     explicit SpAIBinder(AIBinder* binder) : mBinder(binder) {}
     SpAIBinder(std::nullptr_t) {}
     SpAIBinder(const SpAIBinder& other) { *this = other; }
-    SpAIBinder(SpAIBinder&& other) noexcept : mBinder(other.release()) {}
     ~SpAIBinder() { set(nullptr); }
 
     SpAIBinder& operator=(const SpAIBinder& other) {
         AIBinder_incStrong(other.mBinder);
         set(other.mBinder);
-        return *this;
-    }
-    SpAIBinder& operator=(SpAIBinder&& other) noexcept {
-        if (this != &other) set(other.release());
         return *this;
     }
 
@@ -50,12 +45,6 @@ class SpAIBinder {
     AIBinder** getR() {
         set(nullptr);
         return &mBinder;
-    }
-    /** The reference becomes the caller's. */
-    [[nodiscard]] AIBinder* release() {
-        AIBinder* const binder = mBinder;
-        mBinder = nullptr;
-        return binder;
     }
 
     bool operator==(const SpAIBinder& rhs) const { return get() == rhs.get(); }
@@ -129,7 +118,7 @@ class ScopedAParcel : public impl::ScopedAResource<AParcel*, AParcel_delete, nul
     using ScopedAResource::ScopedAResource;
 };
 
-/** Owns a status. A default-constructed one holds none and only takes set() and getR(). */
+/** Owns a status. One that holds none answers as a failed transaction. */
 class ScopedAStatus : public impl::ScopedAResource<AStatus*, AStatus_delete, nullptr> {
   public:
     using ScopedAResource::ScopedAResource;

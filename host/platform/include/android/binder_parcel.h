@@ -15,8 +15,9 @@ typedef struct AIBinder AIBinder;
  * The data of one call or reply. Values are read in the order in which they were written; reading
  * and writing move one position. Used by one thread at a time.
  *
- * Reading returns STATUS_NOT_ENOUGH_DATA when the data ends before the value, and leaves outputs
- * alone unless it returns STATUS_OK. Writing returns STATUS_NO_MEMORY when the parcel cannot grow.
+ * Reading returns STATUS_NOT_ENOUGH_DATA when the data ends before the value, fails where a binder
+ * or a descriptor lies instead of it, and leaves outputs alone unless it returns STATUS_OK. Writing
+ * returns STATUS_NO_MEMORY when the parcel cannot grow.
  */
 struct AParcel;
 typedef struct AParcel AParcel;
@@ -47,7 +48,7 @@ binder_status_t AParcel_appendFrom(const AParcel* from, AParcel* to, int32_t sta
  * binders or descriptors, STATUS_BAD_VALUE for a range outside it.
  */
 binder_status_t AParcel_marshal(const AParcel* parcel, uint8_t* buffer, size_t start, size_t len);
-/** Makes the bytes the parcel's whole content and rewinds it. */
+/** Makes the bytes, padded to four, the parcel's whole content and moves to its end. */
 binder_status_t AParcel_unmarshal(AParcel* parcel, const uint8_t* buffer, size_t len);
 
 // --- binders, descriptors, statuses ---
@@ -82,13 +83,13 @@ typedef const char* (*AParcel_stringArrayElementGetter)(const void* arrayData, s
                                                         int32_t* outLength);
 
 /**
- * length bytes of UTF-8, which may contain zeros; null with length -1. STATUS_BAD_VALUE for
- * invalid UTF-8 or another length.
+ * length bytes of UTF-8, which may contain zeros; null with length -1. Malformed UTF-8 is written
+ * as it converts. STATUS_BAD_VALUE where the last character is cut short, and for another length.
  */
 binder_status_t AParcel_writeString(AParcel* parcel, const char* string, int32_t length);
 /**
- * STATUS_UNEXPECTED_NULL when a null string is refused, STATUS_BAD_VALUE for a malformed one,
- * STATUS_NO_MEMORY for one that no transaction can hold or when the allocator refuses.
+ * A string of a wrong length, without its terminator or without data is a null string.
+ * STATUS_UNEXPECTED_NULL when a null string is refused, STATUS_NO_MEMORY for another.
  */
 binder_status_t AParcel_readString(const AParcel* parcel, void* stringData,
                                    AParcel_stringAllocator allocator);
@@ -111,7 +112,10 @@ typedef binder_status_t (*AParcel_readParcelableElement)(const AParcel* parcel, 
 /** A null array has length -1. The first status of an element that is not ok ends it. */
 binder_status_t AParcel_writeParcelableArray(AParcel* parcel, const void* arrayData, int32_t length,
                                              AParcel_writeParcelableElement elementWriter);
-/** Each element takes four bytes of data at least. */
+/**
+ * STATUS_NO_MEMORY when the allocator refuses, even a null array. Each element takes four bytes of
+ * data at least.
+ */
 binder_status_t AParcel_readParcelableArray(const AParcel* parcel, void* arrayData,
                                             AParcel_parcelableArrayAllocator allocator,
                                             AParcel_readParcelableElement elementReader);
@@ -170,8 +174,8 @@ binder_status_t AParcel_writeCharArray(AParcel* parcel, const char16_t* data, in
 binder_status_t AParcel_writeByteArray(AParcel* parcel, const int8_t* data, int32_t length);
 
 /**
- * STATUS_BAD_VALUE for a length below -1, STATUS_NO_MEMORY for one that no transaction can hold,
- * STATUS_NOT_ENOUGH_DATA when the elements are not all there; none of them reaches the allocator.
+ * STATUS_BAD_VALUE for a length below -1, STATUS_NO_MEMORY for one of more elements than bytes are
+ * left, STATUS_NOT_ENOUGH_DATA when the elements are not all there; none reaches the allocator.
  */
 binder_status_t AParcel_readInt32Array(const AParcel* parcel, void* arrayData,
                                        AParcel_int32ArrayAllocator allocator);

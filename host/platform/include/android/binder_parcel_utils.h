@@ -18,9 +18,12 @@
 /**
  * Parcels of C++ values, as generated code writes and reads them: AParcel_writeData() and
  * AParcel_readData() for values that must be there, AParcel_writeNullableData() and
- * AParcel_readNullableData() for those that may be absent. An absent value where one is needed, or
- * an absent element of its list, gives STATUS_UNEXPECTED_NULL; a fixed-size array of another
- * length, and a record that claims to go on behind the end of the parcel, STATUS_BAD_VALUE.
+ * AParcel_readNullableData() for those that may be absent. An absent value where one is needed
+ * gives STATUS_UNEXPECTED_NULL, an absent list of anything but scalars or strings STATUS_NO_MEMORY,
+ * as does a fixed-size array of another length. An absent interface is for the method to judge.
+ *
+ * A record that is read keeps what it held where the data has fewer fields. One whose size ends
+ * behind the parcel is accepted: the next value is then missing.
  */
 namespace ndk {
 
@@ -46,14 +49,9 @@ binder_status_t AParcel_writeParcelable(AParcel* parcel, const P& value) {
 template <impl::Parcelable P>
 binder_status_t AParcel_readParcelable(const AParcel* parcel, P* value) {
     int32_t present = 0;
-    binder_status_t status = AParcel_readInt32(parcel, &present);
+    const binder_status_t status = AParcel_readInt32(parcel, &present);
     if (status != STATUS_OK) return status;
-    if (present == 0) return STATUS_UNEXPECTED_NULL;
-    status = value->readFromParcel(parcel);
-    if (status != STATUS_OK) return status;
-    // A record moves the position to its own end, as its size word gives it.
-    return AParcel_getDataPosition(parcel) > AParcel_getDataSize(parcel) ? STATUS_BAD_VALUE
-                                                                         : STATUS_OK;
+    return present == 0 ? STATUS_UNEXPECTED_NULL : value->readFromParcel(parcel);
 }
 
 // --- lists ---
@@ -74,16 +72,18 @@ binder_status_t readElement(const AParcel* parcel, T* value, std::true_type /*nu
 }
 template <typename T>
 binder_status_t readElement(const AParcel* parcel, T* value, std::false_type) {
-    const binder_status_t status = AParcel_readData(parcel, value);
-    if constexpr (Interface<T>) {
-        if (status == STATUS_OK && *value == nullptr) return STATUS_UNEXPECTED_NULL;
-    }
-    return status;
+    return AParcel_readData(parcel, value);
 }
+
+/** True for a list that the interface language has; its bytes are unsigned. */
+template <List L>
+constexpr bool kIsKnownList = !std::same_as<typename L::value_type, int8_t> &&
+                              (Vector<L> || !Unsigned<typename L::value_type>);
 
 template <typename Nullable, List L>
 binder_status_t writeList(AParcel* parcel, const L& list) {
     using T = typename L::value_type;
+    static_assert(kIsKnownList<L>, "the interface language has no such list");
     if (list.size() > INT32_MAX) return STATUS_BAD_VALUE;
     const auto length = static_cast<int32_t>(list.size());
     if constexpr (std::same_as<T, bool>) {
@@ -112,7 +112,7 @@ auto& listOf(void* out) {
     }
 }
 
-/** Makes out a list of length elements, or none for -1. False when there must be one. */
+/** Makes out a list of length elements, or none for -1. False when it cannot be such a list. */
 template <typename Out>
 bool prepareList(void* out, int32_t length) {
     if constexpr (Optional<Out>) {
@@ -127,31 +127,18 @@ bool prepareList(void* out, int32_t length) {
     auto& list = listOf<Out>(out);
     using L = std::remove_reference_t<decltype(list)>;
     if constexpr (Vector<L>) {
-        // What a short record leaves unread keeps its default, not what stood there before.
-        if constexpr (!Scalar<typename L::value_type>) list.clear();
         list.resize(static_cast<size_t>(length));
+        return true;
+    } else {
+        return static_cast<size_t>(length) == list.size();
     }
-    return true;
-}
-
-template <size_t N>
-binder_status_t checkFixedLength(const AParcel* parcel) {
-    const int32_t position = AParcel_getDataPosition(parcel);
-    int32_t length = 0;
-    const binder_status_t status = AParcel_readInt32(parcel, &length);
-    if (status != STATUS_OK) return status;
-    if (length >= 0 && static_cast<size_t>(length) != N) return STATUS_BAD_VALUE;
-    return AParcel_setDataPosition(parcel, position);
 }
 
 template <typename Nullable, typename Out>
 binder_status_t readList(const AParcel* parcel, Out* out) {
     using L = std::remove_reference_t<decltype(listOf<Out>(out))>;
     using T = typename L::value_type;
-    if constexpr (FixedArray<L>) {
-        const binder_status_t status = checkFixedLength<std::tuple_size_v<L>>(parcel);
-        if (status != STATUS_OK) return status;
-    }
+    static_assert(kIsKnownList<L>, "the interface language has no such list");
     if constexpr (std::same_as<T, bool>) {
         return AParcel_readBoolArray(
                 parcel, out, prepareList<Out>,
@@ -206,11 +193,11 @@ binder_status_t AParcel_writeVectorSize(AParcel* parcel,
 namespace impl {
 
 inline binder_status_t readVectorSize(const AParcel* parcel, int32_t* length) {
-    // A bare length has no data to measure it by. Longer lists cannot travel back in any reply.
-    constexpr int32_t kMaxLength = 1'040'384;
+    // A bare length has no data to be measured by.
+    constexpr int32_t kMaxLength = 1'000'000;
     const binder_status_t status = AParcel_readInt32(parcel, length);
     if (status != STATUS_OK) return status;
-    if (*length < -1) return STATUS_BAD_VALUE;
+    if (*length < -1) return STATUS_UNEXPECTED_NULL;
     return *length > kMaxLength ? STATUS_NO_MEMORY : STATUS_OK;
 }
 
@@ -248,7 +235,7 @@ binder_status_t AParcel_writeData(AParcel* parcel, const T& value) {
     } else if constexpr (std::same_as<T, ScopedFileDescriptor>) {
         return AParcel_writeRequiredParcelFileDescriptor(parcel, value);
     } else if constexpr (impl::Interface<T>) {
-        return value ? T::element_type::writeToParcel(parcel, value) : STATUS_UNEXPECTED_NULL;
+        return T::element_type::writeToParcel(parcel, value);
     } else {
         return AParcel_writeParcelable(parcel, value);
     }
@@ -256,6 +243,7 @@ binder_status_t AParcel_writeData(AParcel* parcel, const T& value) {
 
 template <typename T>
 binder_status_t AParcel_readData(const AParcel* parcel, T* value) {
+    static_assert(!std::same_as<T, uint8_t>, "a single byte is signed");
     if constexpr (impl::Scalar<T>) {
         using W = typename impl::Wire<T>::type;
         W wire = {};

@@ -41,6 +41,8 @@ concept Scalar = std::is_arithmetic_v<T> || std::is_enum_v<T>;
 template <typename T>
 concept Interface = kIs<T, std::shared_ptr>;
 template <typename T>
+concept Unsigned = std::same_as<T, uint32_t> || std::same_as<T, uint64_t>;
+template <typename T>
 concept Parcelable = requires(T value, const T& constant, AParcel* parcel) {
     { value.readFromParcel(parcel) } -> std::same_as<binder_status_t>;
     { constant.writeToParcel(parcel) } -> std::same_as<binder_status_t>;
@@ -58,7 +60,10 @@ struct Wire<T> : Wire<std::underlying_type_t<T>> {
 template <>
 struct Wire<uint8_t> : Wire<int8_t> {};
 
-/** The functions for one scalar type: alone, and as a list that lies in memory as such. */
+/**
+ * The functions for one scalar type: alone, and as a list that lies in memory as such. What the
+ * interface language does not have is not there: unsigned integers stand in vectors only.
+ */
 template <auto Write, auto Read, auto WriteList, auto ReadList>
 struct Functions {
     static constexpr auto write = Write;
@@ -74,14 +79,14 @@ template <>
 struct FunctionsOf<int32_t> : Functions<AParcel_writeInt32, AParcel_readInt32,
                                         AParcel_writeInt32Array, AParcel_readInt32Array> {};
 template <>
-struct FunctionsOf<uint32_t> : Functions<AParcel_writeUint32, AParcel_readUint32,
-                                         AParcel_writeUint32Array, AParcel_readUint32Array> {};
+struct FunctionsOf<uint32_t>
+    : Functions<nullptr, nullptr, AParcel_writeUint32Array, AParcel_readUint32Array> {};
 template <>
 struct FunctionsOf<int64_t> : Functions<AParcel_writeInt64, AParcel_readInt64,
                                         AParcel_writeInt64Array, AParcel_readInt64Array> {};
 template <>
-struct FunctionsOf<uint64_t> : Functions<AParcel_writeUint64, AParcel_readUint64,
-                                         AParcel_writeUint64Array, AParcel_readUint64Array> {};
+struct FunctionsOf<uint64_t>
+    : Functions<nullptr, nullptr, AParcel_writeUint64Array, AParcel_readUint64Array> {};
 template <>
 struct FunctionsOf<float> : Functions<AParcel_writeFloat, AParcel_readFloat,
                                       AParcel_writeFloatArray, AParcel_readFloatArray> {};

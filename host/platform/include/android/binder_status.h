@@ -76,6 +76,10 @@ __attribute__((warn_unused_result)) AStatus* AStatus_fromServiceSpecificErrorWit
  */
 __attribute__((warn_unused_result)) AStatus* AStatus_fromStatus(binder_status_t status);
 
+/**
+ * Null, the status that nobody has set, answers as a failed transaction with
+ * STATUS_UNEXPECTED_NULL.
+ */
 bool AStatus_isOk(const AStatus* status);
 binder_exception_t AStatus_getExceptionCode(const AStatus* status);
 /** The error of an EX_SERVICE_SPECIFIC status; 0 for any other. */

@@ -100,7 +100,7 @@ void Registry::died(const Link* link) {
     const auto entry = mEntries.find(link->name);
     // The name may have been given to another object meanwhile.
     if (entry == mEntries.end() || entry->second.link != link) return;
-    dead = std::move(entry->second.binder);
+    dead = entry->second.binder;
     mEntries.erase(entry);
     announceChange(mFolder);
 }

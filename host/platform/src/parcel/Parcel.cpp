@@ -36,11 +36,12 @@ void release(const Object& object) {
     }
 }
 
-/** The place of the first object whose slot stands at the offset or behind it. */
+/** The first object whose slot ends behind the offset. */
 template <typename Objects>
-auto firstFrom(Objects& objects, size_t offset) {
-    return std::partition_point(objects.begin(), objects.end(),
-                                [offset](const auto& object) { return object.offset < offset; });
+auto firstBehind(Objects& objects, size_t offset) {
+    return std::partition_point(objects.begin(), objects.end(), [offset](const auto& object) {
+        return object.offset + sizeof(Slot) <= offset;
+    });
 }
 
 }  // namespace
@@ -85,12 +86,11 @@ uint8_t* AParcel::resizeForReceive(size_t size) {
 }
 
 void AParcel::releaseObjects(size_t begin, size_t end) {
-    if (mObjects.empty() || mObjects.back().offset + sizeof(Slot) <= begin) return;
-    std::erase_if(mObjects, [&](const Object& object) {
-        const bool gone = object.offset < end && object.offset + sizeof(Slot) > begin;
-        if (gone) release(object);
-        return gone;
-    });
+    const auto first = firstBehind(mObjects, begin);
+    auto last = first;
+    for (; last != mObjects.end() && last->offset < end; ++last)
+        release(*last);
+    mObjects.erase(first, last);
 }
 
 uint8_t* AParcel::place(size_t size) {
@@ -115,11 +115,15 @@ uint8_t* AParcel::writeInPlace(size_t size) {
     return room;
 }
 
-const uint8_t* AParcel::readInPlace(size_t size) const {
-    if (size > available() || padded(size) > available()) return nullptr;
-    const uint8_t* const bytes = mData + mPosition;
+binder_status_t AParcel::readInPlace(size_t size, const uint8_t** bytes) const {
+    if (size > available() || padded(size) > available()) return STATUS_NOT_ENOUGH_DATA;
+    const auto object = firstBehind(mObjects, mPosition);
+    if (object != mObjects.end() && object->offset < mPosition + size) {
+        return STATUS_PERMISSION_DENIED;
+    }
+    *bytes = mData + mPosition;
     mPosition += padded(size);
-    return bytes;
+    return STATUS_OK;
 }
 
 binder_status_t AParcel::adoptObject(const Object& object) {
@@ -148,19 +152,18 @@ binder_status_t AParcel::writeSlot(const Object& object) {
         release(object);
         return status;
     }
-    const auto place = firstFrom(mObjects, object.offset + 1);
-    mObjects.insert(place, object);
+    mObjects.insert(firstBehind(mObjects, object.offset), object);
     return STATUS_OK;
 }
 
 binder_status_t AParcel::readSlot(uint32_t* kind, const Object** object) const {
-    const size_t offset = mPosition;
     Slot slot = {};
-    const binder_status_t status = readValue(&slot);
-    if (status != STATUS_OK) return status;
+    if (available() < sizeof(slot)) return STATUS_NOT_ENOUGH_DATA;
+    memcpy(&slot, mData + mPosition, sizeof(slot));
     *kind = slot.kind;
-    const auto found = firstFrom(mObjects, offset);
-    *object = found != mObjects.end() && found->offset == offset ? &*found : nullptr;
+    const auto found = firstBehind(mObjects, mPosition);
+    *object = found != mObjects.end() && found->offset == mPosition ? &*found : nullptr;
+    mPosition += sizeof(slot);
     return STATUS_OK;
 }
 
@@ -225,8 +228,7 @@ binder_status_t AParcel::appendFrom(const AParcel& from, size_t start, size_t si
     }
     // A parcel may be appended to itself, and growing it has moved its data.
     memmove(mData + position, from.mData + start, size);
-    const auto place = firstFrom(mObjects, position + 1);
-    mObjects.insert(place, copies.begin(), copies.end());
+    mObjects.insert(firstBehind(mObjects, position), copies.begin(), copies.end());
     return STATUS_OK;
 }
 
@@ -244,8 +246,9 @@ binder_status_t AParcel::writeInterfaceToken(const char* descriptor) {
 binder_status_t AParcel::checkInterfaceToken(const char* descriptor) const {
     const size_t length = strlen(descriptor);
     const uint32_t lead[] = {kTokenMark, static_cast<uint32_t>(length)};
-    const uint8_t* const token = readInPlace(tokenSize(length));
-    const bool named = token != nullptr && memcmp(token, lead, sizeof(lead)) == 0 &&
+    const uint8_t* token = nullptr;
+    const bool named = readInPlace(tokenSize(length), &token) == STATUS_OK &&
+                       memcmp(token, lead, sizeof(lead)) == 0 &&
                        memcmp(token + sizeof(lead), descriptor, length) == 0;
     return named ? STATUS_OK : STATUS_BAD_TYPE;
 }

@@ -87,8 +87,11 @@ struct AParcel {
      * parcel would become too large. Objects that stood there are released.
      */
     uint8_t* writeInPlace(size_t size);
-    /** The size bytes at the position, and moves behind their padding; null when not all there. */
-    const uint8_t* readInPlace(size_t size) const;
+    /**
+     * *bytes is the size bytes at the position, which moves behind their padding. Else
+     * STATUS_NOT_ENOUGH_DATA, or STATUS_PERMISSION_DENIED where an object's slot reaches into them.
+     */
+    binder_status_t readInPlace(size_t size, const uint8_t** bytes) const;
 
     template <typename T>
     requires std::is_trivially_copyable_v<T> binder_status_t writeValue(T value) {
@@ -100,10 +103,10 @@ struct AParcel {
     template <typename T>
     requires std::is_trivially_copyable_v<T> binder_status_t readValue(T* value)
     const {
-        const uint8_t* const bytes = readInPlace(sizeof(T));
-        if (bytes == nullptr) return STATUS_NOT_ENOUGH_DATA;
-        memcpy(value, bytes, sizeof(T));
-        return STATUS_OK;
+        const uint8_t* bytes = nullptr;
+        const binder_status_t status = readInPlace(sizeof(T), &bytes);
+        if (status == STATUS_OK) memcpy(value, bytes, sizeof(T));
+        return status;
     }
 
     /** Writes a slot and takes a reference of its own; a null binder is a slot without an object.

@@ -1,6 +1,6 @@
 #include <cstring>
-#include <memory>
 #include <string>
+#include <utility>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -54,7 +54,7 @@ binder_status_t AParcel_marshal(const AParcel* parcel, uint8_t* buffer, size_t s
 binder_status_t AParcel_unmarshal(AParcel* parcel, const uint8_t* buffer, size_t len) {
     if (len > INT32_MAX) return STATUS_BAD_VALUE;
     parcel->clear();
-    uint8_t* const room = parcel->resizeForReceive(len);
+    uint8_t* const room = parcel->writeInPlace(len);
     if (room == nullptr) return STATUS_NO_MEMORY;
     if (len > 0) memcpy(room, buffer, len);
     return STATUS_OK;
@@ -98,46 +98,41 @@ binder_status_t AParcel_readParcelFileDescriptor(const AParcel* parcel, int* fd)
 }
 
 binder_status_t AParcel_writeStatusHeader(AParcel* parcel, const AStatus* status) {
+    const AStatus& written = binder::valueOf(status);
     // There is no answer to tell of: the caller gets the status from the transaction itself.
-    if (status->exception == EX_TRANSACTION_FAILED) return status->error;
-    binder_status_t result = parcel->writeValue(status->exception);
-    if (result != STATUS_OK || status->exception == EX_NONE) return result;
+    if (written.exception == EX_TRANSACTION_FAILED) return written.error;
+    binder_status_t result = parcel->writeValue(written.exception);
+    if (result != STATUS_OK || written.exception == EX_NONE) return result;
 
-    std::string message = status->message;
-    if (!binder::utf16Length(message)) {
-        // A message is for people: one that is no text must not cost the caller the exception.
-        for (char& c : message) {
-            if ((c & 0x80) != 0) c = '?';
-        }
-    }
-    result = ndk::AParcel_writeString(parcel, message);
+    // A message is for people: one that is no text must not cost the caller the exception.
+    const bool isText = binder::utf16Length(written.message).has_value();
+    result = ndk::AParcel_writeString(parcel, isText ? written.message : std::string());
     if (result != STATUS_OK) return result;
     result = parcel->writeValue<int32_t>(0);  // no remote stack trace
-    if (result != STATUS_OK || status->exception != EX_SERVICE_SPECIFIC) return result;
-    return parcel->writeValue(status->error);
+    if (result != STATUS_OK || written.exception != EX_SERVICE_SPECIFIC) return result;
+    return parcel->writeValue(written.error);
 }
 
 binder_status_t AParcel_readStatusHeader(const AParcel* parcel, AStatus** status) {
-    auto header = std::make_unique<AStatus>();
-    binder_status_t result = parcel->readValue(&header->exception);
-    if (result != STATUS_OK) return result;
-    if (header->exception != EX_NONE) {
-        result = ndk::AParcel_readString(parcel, &header->message);
-        if (result != STATUS_OK) return result;
-        int32_t stackTraceSize = 0;
-        result = parcel->readValue(&stackTraceSize);
-        if (result != STATUS_OK) return result;
-        if (stackTraceSize < 0) return STATUS_BAD_VALUE;
-        if (parcel->readInPlace(static_cast<size_t>(stackTraceSize)) == nullptr) {
-            return STATUS_NOT_ENOUGH_DATA;
-        }
-        if (header->exception == EX_SERVICE_SPECIFIC) {
-            result = parcel->readValue(&header->error);
-            if (result != STATUS_OK) return result;
-        }
-        header->exception = binder::knownException(header->exception);
-        if (header->exception == EX_TRANSACTION_FAILED) header->error = STATUS_FAILED_TRANSACTION;
+    AStatus header;
+    binder_status_t result = parcel->readValue(&header.exception);
+    if (result == STATUS_OK && header.exception == EX_NONE) {
+        *status = AStatus_newOk();
+        return STATUS_OK;
     }
-    *status = header.release();
+    if (result == STATUS_OK) result = ndk::AParcel_readString(parcel, &header.message);
+    int32_t stackTraceSize = 0;
+    if (result == STATUS_OK) result = parcel->readValue(&stackTraceSize);
+    if (result != STATUS_OK) return result;
+    if (stackTraceSize < 0) return STATUS_BAD_VALUE;
+    const uint8_t* stackTrace = nullptr;
+    result = parcel->readInPlace(static_cast<size_t>(stackTraceSize), &stackTrace);
+    if (result == STATUS_OK && header.exception == EX_SERVICE_SPECIFIC) {
+        result = parcel->readValue(&header.error);
+    }
+    if (result != STATUS_OK) return result;
+    header.exception = binder::knownException(header.exception);
+    if (header.exception == EX_TRANSACTION_FAILED) header.error = STATUS_FAILED_TRANSACTION;
+    *status = new AStatus(std::move(header));
     return STATUS_OK;
 }

@@ -5,7 +5,6 @@
 #include <android/binder_status.h>
 
 #include "parcel/Parcel.h"
-#include "transport/Wire.h"
 
 namespace binder {
 
@@ -15,19 +14,16 @@ inline binder_status_t writeLength(AParcel* parcel, int32_t length) {
 }
 
 /**
- * Reads the length of a list whose elements take elementSize bytes each, at least, and that takes
- * extraSize bytes beyond them unless it is absent. A list that is not all there is refused before
- * anybody makes room for it: with STATUS_NO_MEMORY when no transaction could hold it.
+ * Reads the length of a list whose elements take elementSize bytes each, at least. A list that is
+ * not all there is refused before anybody makes room for it.
  */
-inline binder_status_t readLength(const AParcel* parcel, size_t elementSize, size_t extraSize,
-                                  int32_t* length) {
+inline binder_status_t readLength(const AParcel* parcel, size_t elementSize, int32_t* length) {
     const binder_status_t status = parcel->readValue(length);
     if (status != STATUS_OK) return status;
-    if (*length < -1) return STATUS_BAD_VALUE;
-    if (*length < 0) return STATUS_OK;
-    const size_t size = (static_cast<size_t>(*length) * elementSize + extraSize + 3) & ~size_t{3};
-    if (size <= parcel->available()) return STATUS_OK;
-    return size > kMaxTransaction ? STATUS_NO_MEMORY : STATUS_NOT_ENOUGH_DATA;
+    if (*length < 0) return *length == -1 ? STATUS_OK : STATUS_BAD_VALUE;
+    const auto count = static_cast<size_t>(*length);
+    if (count > parcel->available()) return STATUS_NO_MEMORY;
+    return count > parcel->available() / elementSize ? STATUS_NOT_ENOUGH_DATA : STATUS_OK;
 }
 
 /** What an allocator's refusal of a list of that length means. */

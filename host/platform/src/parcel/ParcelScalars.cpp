@@ -40,14 +40,17 @@ template <typename T>
 binder_status_t readBlock(const AParcel* parcel, void* arrayData,
                           bool (*allocator)(void*, int32_t, T**)) {
     int32_t length = 0;
-    const binder_status_t status = readLength(parcel, sizeof(T), 0, &length);
+    binder_status_t status = readLength(parcel, sizeof(T), &length);
+    if (status != STATUS_OK) return status;
+    const size_t size = length > 0 ? static_cast<size_t>(length) * sizeof(T) : 0;
+    const uint8_t* bytes = nullptr;
+    status = parcel->readInPlace(size, &bytes);
     if (status != STATUS_OK) return status;
     T* array = nullptr;
     if (!allocator(arrayData, length, &array)) return refused(length);
     if (length <= 0) return STATUS_OK;
     if (array == nullptr) return STATUS_NO_MEMORY;
-    const size_t size = static_cast<size_t>(length) * sizeof(T);
-    memcpy(array, parcel->readInPlace(size), size);
+    memcpy(array, bytes, size);
     return STATUS_OK;
 }
 
@@ -182,7 +185,7 @@ binder_status_t AParcel_readBoolArray(const AParcel* parcel, void* arrayData,
                                       AParcel_boolArrayAllocator allocator,
                                       AParcel_boolArraySetter setter) {
     int32_t length = 0;
-    binder_status_t status = readLength(parcel, sizeof(int32_t), 0, &length);
+    binder_status_t status = readLength(parcel, sizeof(int32_t), &length);
     if (status != STATUS_OK) return status;
     if (!allocator(arrayData, length)) return refused(length);
     for (size_t i = 0; static_cast<int64_t>(i) < length; ++i) {
@@ -197,7 +200,7 @@ binder_status_t AParcel_readBoolArray(const AParcel* parcel, void* arrayData,
 binder_status_t AParcel_readCharArray(const AParcel* parcel, void* arrayData,
                                       AParcel_charArrayAllocator allocator) {
     int32_t length = 0;
-    binder_status_t status = readLength(parcel, sizeof(int32_t), 0, &length);
+    binder_status_t status = readLength(parcel, sizeof(int32_t), &length);
     if (status != STATUS_OK) return status;
     char16_t* array = nullptr;
     if (!allocator(arrayData, length, &array)) return refused(length);

@@ -15,18 +15,23 @@ using binder::writeLength;
 
 constexpr size_t kUnit = sizeof(char16_t);
 
+/** The units of the string at the position, and their number; null for what is no string. */
+const uint8_t* readUnits(const AParcel* parcel, size_t* count) {
+    int32_t length = 0;
+    if (parcel->readValue(&length) != STATUS_OK || length < 0) return nullptr;
+    *count = static_cast<size_t>(length);
+    const uint8_t* units = nullptr;
+    if (parcel->readInPlace((*count + 1) * kUnit, &units) != STATUS_OK) return nullptr;
+    constexpr uint8_t kTerminator[kUnit] = {};
+    return memcmp(units + *count * kUnit, kTerminator, kUnit) == 0 ? units : nullptr;
+}
+
 /** Reads one string; allocate(length, buffer) is its allocator. */
 template <typename Allocate>
 binder_status_t readText(const AParcel* parcel, Allocate allocate) {
-    int32_t length = 0;
-    const binder_status_t status = readLength(parcel, kUnit, kUnit, &length);
-    if (status != STATUS_OK) return status;
-    if (length < 0) return allocate(length, nullptr) ? STATUS_OK : refused(length);
-
-    const auto count = static_cast<size_t>(length);
-    const uint8_t* const units = parcel->readInPlace((count + 1) * kUnit);
-    constexpr uint8_t kTerminator[kUnit] = {};
-    if (memcmp(units + count * kUnit, kTerminator, kUnit) != 0) return STATUS_BAD_VALUE;
+    size_t count = 0;
+    const uint8_t* const units = readUnits(parcel, &count);
+    if (units == nullptr) return allocate(-1, nullptr) ? STATUS_OK : STATUS_UNEXPECTED_NULL;
 
     const size_t bytes = binder::utf8Length(units, count);
     if (bytes >= INT32_MAX) return STATUS_NO_MEMORY;
@@ -78,7 +83,7 @@ binder_status_t AParcel_readStringArray(const AParcel* parcel, void* arrayData,
                                         AParcel_stringArrayAllocator allocator,
                                         AParcel_stringArrayElementAllocator elementAllocator) {
     int32_t length = 0;
-    binder_status_t status = readLength(parcel, sizeof(int32_t), 0, &length);
+    binder_status_t status = readLength(parcel, 1, &length);
     if (status != STATUS_OK) return status;
     if (!allocator(arrayData, length)) return refused(length);
     for (size_t i = 0; status == STATUS_OK && static_cast<int64_t>(i) < length; ++i) {
@@ -102,9 +107,9 @@ binder_status_t AParcel_readParcelableArray(const AParcel* parcel, void* arrayDa
                                             AParcel_parcelableArrayAllocator allocator,
                                             AParcel_readParcelableElement elementReader) {
     int32_t length = 0;
-    binder_status_t status = readLength(parcel, sizeof(int32_t), 0, &length);
+    binder_status_t status = readLength(parcel, sizeof(int32_t), &length);
     if (status != STATUS_OK) return status;
-    if (!allocator(arrayData, length)) return refused(length);
+    if (!allocator(arrayData, length)) return STATUS_NO_MEMORY;
     for (size_t i = 0; status == STATUS_OK && static_cast<int64_t>(i) < length; ++i) {
         status = elementReader(parcel, arrayData, i);
     }

@@ -6,6 +6,8 @@
 
 namespace {
 
+using binder::valueOf;
+
 struct Named {
     int32_t value;
     const char* name;
@@ -62,9 +64,21 @@ AStatus* fromException(binder_exception_t exception, const char* message) {
                        message};
 }
 
+/** The ok status, of which there is one, so that the common outcome allocates nothing. */
+AStatus* theOk() {
+    static AStatus* const status = new AStatus;  // outlives every thread
+    return status;
+}
+
 }  // namespace
 
 namespace binder {
+
+const AStatus& valueOf(const AStatus* status) {
+    static const AStatus& none =
+            *new AStatus{EX_TRANSACTION_FAILED, STATUS_UNEXPECTED_NULL, ""};  // as theOk()
+    return status == nullptr ? none : *status;
+}
 
 binder_status_t knownStatus(binder_status_t status) {
     return nameOf(kStatuses, status) != nullptr ? status : STATUS_UNKNOWN_ERROR;
@@ -77,11 +91,11 @@ binder_exception_t knownException(binder_exception_t exception) {
 }  // namespace binder
 
 AStatus* AStatus_newOk() {
-    return new AStatus;
+    return theOk();
 }
 
 AStatus* AStatus_fromExceptionCode(binder_exception_t exception) {
-    return fromException(exception, "");
+    return exception == EX_NONE ? theOk() : fromException(exception, "");
 }
 
 AStatus* AStatus_fromExceptionCodeWithMessage(binder_exception_t exception, const char* message) {
@@ -97,41 +111,44 @@ AStatus* AStatus_fromServiceSpecificErrorWithMessage(int32_t serviceSpecific, co
 }
 
 AStatus* AStatus_fromStatus(binder_status_t status) {
-    if (status == STATUS_OK) return AStatus_newOk();
+    if (status == STATUS_OK) return theOk();
     return new AStatus{EX_TRANSACTION_FAILED, binder::knownStatus(status), ""};
 }
 
 bool AStatus_isOk(const AStatus* status) {
-    return status->exception == EX_NONE;
+    return valueOf(status).exception == EX_NONE;
 }
 
 binder_exception_t AStatus_getExceptionCode(const AStatus* status) {
-    return status->exception;
+    return valueOf(status).exception;
 }
 
 int32_t AStatus_getServiceSpecificError(const AStatus* status) {
-    return status->exception == EX_SERVICE_SPECIFIC ? status->error : 0;
+    const AStatus& value = valueOf(status);
+    return value.exception == EX_SERVICE_SPECIFIC ? value.error : 0;
 }
 
 binder_status_t AStatus_getStatus(const AStatus* status) {
-    return status->exception == EX_TRANSACTION_FAILED ? status->error : STATUS_OK;
+    const AStatus& value = valueOf(status);
+    return value.exception == EX_TRANSACTION_FAILED ? value.error : STATUS_OK;
 }
 
 const char* AStatus_getMessage(const AStatus* status) {
-    return status->message.c_str();
+    return valueOf(status).message.c_str();
 }
 
 const char* AStatus_getDescription(const AStatus* status) {
+    const auto& [exception, error, message] = valueOf(status);
     std::string text = "No error";
-    if (status->exception != EX_NONE) {
-        text = "Status(" + std::to_string(status->exception) + ", " +
-               nameOf(kExceptions, status->exception) + "): '";
-        if (status->exception == EX_SERVICE_SPECIFIC) {
-            text += std::to_string(status->error) + ": ";
-        } else if (status->exception == EX_TRANSACTION_FAILED) {
-            text += std::string(nameOf(kStatuses, status->error)) + ": ";
+    if (exception != EX_NONE) {
+        text = "Status(" + std::to_string(exception) + ", " + nameOf(kExceptions, exception) +
+               "): '";
+        if (exception == EX_SERVICE_SPECIFIC) {
+            text += std::to_string(error) + ": ";
+        } else if (exception == EX_TRANSACTION_FAILED) {
+            text += std::string(nameOf(kStatuses, error)) + ": ";
         }
-        text += status->message + "'";
+        text += message + "'";
     }
     auto* const description = new char[text.size() + 1];
     memcpy(description, text.c_str(), text.size() + 1);
@@ -143,5 +160,5 @@ void AStatus_deleteDescription(const char* description) {
 }
 
 void AStatus_delete(AStatus* status) {
-    delete status;
+    if (status != theOk()) delete status;
 }

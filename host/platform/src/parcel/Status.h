@@ -15,6 +15,9 @@ struct AStatus {
 
 namespace binder {
 
+/** What the status says; null is a failed transaction with STATUS_UNEXPECTED_NULL. */
+const AStatus& valueOf(const AStatus* status);
+
 /** STATUS_UNKNOWN_ERROR for a status that is not one of the known ones. */
 binder_status_t knownStatus(binder_status_t status);
 

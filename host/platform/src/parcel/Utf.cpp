@@ -9,29 +9,24 @@ constexpr uint32_t kHighSurrogates = 0xd800;
 constexpr uint32_t kLowSurrogates = 0xdc00;
 constexpr uint32_t kSurrogateMask = 0xfc00;
 constexpr uint32_t kFirstSupplementary = 0x10000;
-constexpr uint32_t kLastCodePoint = 0x10ffff;
 
-/** The code point at text[0] and its length in bytes, which is 0 for invalid UTF-8. */
-struct Decoded {
-    uint32_t codePoint;
-    size_t length;
-};
-
-Decoded decodeUtf8(std::string_view text) {
-    const auto byte = [&](size_t index) { return static_cast<uint8_t>(text[index]); };
-    const uint8_t lead = byte(0);
-    if (lead < 0x80) return {lead, 1};
-    const size_t length = lead >= 0xf0 ? 4 : lead >= 0xe0 ? 3 : 2;
-    if (lead < 0xc0 || lead >= 0xf8 || text.size() < length) return {0, 0};
-    uint32_t codePoint = lead & (0x7fu >> length);
-    for (size_t i = 1; i < length; ++i) {
-        if ((byte(i) & 0xc0) != 0x80) return {0, 0};
-        codePoint = codePoint << 6 | (byte(i) & 0x3fu);
+/**
+ * Calls take(codePoint) for each character of the text. How many bytes belong to one its first byte
+ * tells; one that can lead none stands for itself. False when the last one is cut short.
+ */
+template <typename Take>
+bool decodeUtf8(std::string_view text, Take take) {
+    for (size_t i = 0; i < text.size();) {
+        const auto lead = static_cast<uint8_t>(text[i]);
+        const size_t length = lead >= 0xf0 ? 4 : lead >= 0xe0 ? 3 : lead >= 0xc0 ? 2 : 1;
+        if (length > text.size() - i) return false;
+        uint32_t codePoint = length == 1 ? lead : lead & (0x7fu >> length);
+        for (const size_t end = i++ + length; i < end; ++i) {
+            codePoint = codePoint << 6 | (static_cast<uint8_t>(text[i]) & 0x3fu);
+        }
+        take(codePoint);
     }
-    constexpr uint32_t kLowest[] = {0, 0, 0x80, 0x800, kFirstSupplementary};
-    const bool surrogate = codePoint >= kHighSurrogates && codePoint < 0xe000;
-    if (codePoint < kLowest[length] || codePoint > kLastCodePoint || surrogate) return {0, 0};
-    return {codePoint, length};
+    return true;
 }
 
 uint32_t unitAt(const uint8_t* units, size_t index) {
@@ -71,28 +66,21 @@ size_t utf8LengthOf(uint32_t codePoint) {
 
 std::optional<size_t> utf16Length(std::string_view text) {
     size_t units = 0;
-    while (!text.empty()) {
-        const Decoded decoded = decodeUtf8(text);
-        if (decoded.length == 0) return std::nullopt;
-        units += decoded.codePoint >= kFirstSupplementary ? 2 : 1;
-        text.remove_prefix(decoded.length);
-    }
-    return units;
+    const bool whole = decodeUtf8(
+            text, [&](uint32_t codePoint) { units += codePoint >= kFirstSupplementary ? 2 : 1; });
+    return whole ? std::optional(units) : std::nullopt;
 }
 
 void toUtf16(std::string_view text, uint8_t* units) {
     size_t count = 0;
-    while (!text.empty()) {
-        const auto [codePoint, length] = decodeUtf8(text);
+    decodeUtf8(text, [&](uint32_t codePoint) {
         if (codePoint >= kFirstSupplementary) {
             const uint32_t offset = codePoint - kFirstSupplementary;
             putUnit(units, count++, kHighSurrogates + (offset >> 10));
-            putUnit(units, count++, kLowSurrogates + (offset & 0x3ff));
-        } else {
-            putUnit(units, count++, codePoint);
+            codePoint = kLowSurrogates + (offset & 0x3ff);
         }
-        text.remove_prefix(length);
-    }
+        putUnit(units, count++, codePoint);
+    });
 }
 
 size_t utf8Length(const uint8_t* units, size_t length) {

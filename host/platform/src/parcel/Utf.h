@@ -7,10 +7,13 @@
 
 namespace binder {
 
-/** The UTF-16 units that the text takes; none when it is not valid UTF-8. */
+/**
+ * The UTF-16 units that the text takes; none when its last character is cut short. Other malformed
+ * UTF-8 converts to whatever its bits make.
+ */
 std::optional<size_t> utf16Length(std::string_view text);
 
-/** Writes utf16Length() units in host byte order, unaligned. The text must be valid. */
+/** Writes utf16Length() units in host byte order, unaligned. There must be such a length. */
 void toUtf16(std::string_view text, uint8_t* units);
 
 /**

@@ -1,0 +1,5 @@
+package platformtest;
+
+/** An object that does nothing but exist. */
+@VintfStability
+interface IEcho {}

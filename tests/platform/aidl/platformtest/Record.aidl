@@ -1,0 +1,8 @@
+package platformtest;
+
+@VintfStability
+parcelable Record {
+    int number = 7;
+    String text = "default";
+    int[] list;
+}
