@@ -273,6 +273,7 @@ TEST_F(CallTest, NestedCallsRunOnTheWaitingThread) {
 TEST_F(CallTest, ConcurrentCallsRunInParallel) {
     // All of them have to be within the method at once: the pool's fifteen and its first thread.
     constexpr int kCallers = 16;
+    const size_t before = harness::openDescriptors();
     std::vector<std::thread> threads;
     std::atomic<int> succeeded{0};
     for (int i = 0; i < kCallers; ++i) {
@@ -281,6 +282,8 @@ TEST_F(CallTest, ConcurrentCallsRunInParallel) {
     for (std::thread& thread : threads)
         thread.join();
     EXPECT_EQ(succeeded, kCallers);
+    // Nor do they stay connected for ever.
+    EXPECT_TRUE(eventually([&] { return harness::openDescriptors() < before + kCallers / 2; }));
 }
 
 TEST_F(CallTest, ManyThreadsCallAndAreCalledBack) {

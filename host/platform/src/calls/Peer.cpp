@@ -10,6 +10,8 @@
 namespace binder {
 namespace {
 
+// One from either side.
+constexpr size_t kMaxControls = 2;
 // Beyond it the peer is given up, since its counts can no longer be kept.
 constexpr size_t kMaxControlKept = 16 * 1024 * 1024;
 // A process that ends closes its sockets one by one: what may pass until the control connection is.
@@ -70,15 +72,17 @@ bool Peer::isEnding() {
 
 bool Peer::addControl(const std::shared_ptr<Connection>& connection) {
     const std::lock_guard lock(mLock);
-    if (!isDead()) mControls.push_back(connection);
-    return !isDead();
+    if (isDead() || mControls.size() == kMaxControls) return false;
+    mControls.push_back(connection);
+    return true;
 }
 
 bool Peer::addCall(const std::shared_ptr<Connection>& connection) {
     connection->countUnfinished(mUnfinished);
     const std::lock_guard lock(mLock);
-    if (!isDead()) mCalls.insert(connection);
-    return !isDead();
+    if (isDead() || mCalls.size() >= shareOfDescriptors(2)) return false;
+    mCalls.insert(connection);
+    return true;
 }
 
 void Peer::removeCall(const std::shared_ptr<Connection>& connection) {
@@ -114,11 +118,9 @@ std::shared_ptr<Connection> Peer::takeConnection(binder_status_t* status) {
     *status = STATUS_DEAD_OBJECT;
     if (isDead()) return nullptr;
     std::shared_ptr<Connection> connection = mSelf.connect(mName, ConnectionKind::kCall, status);
-    if (connection != nullptr && !addCall(connection)) {
-        *status = STATUS_DEAD_OBJECT;
-        return nullptr;
-    }
-    return connection;
+    if (connection == nullptr || addCall(connection)) return connection;
+    *status = isDead() ? STATUS_DEAD_OBJECT : STATUS_FAILED_TRANSACTION;
+    return nullptr;
 }
 
 void Peer::returnConnection(std::shared_ptr<Connection> connection) {

@@ -37,7 +37,10 @@ class Peer : public std::enable_shared_from_this<Peer> {
      */
     bool isEnding();
 
-    /** These note an open connection, so that it ends with the peer; false when that is dead. */
+    /**
+     * These note an open connection, so that it ends with the peer. False when the peer is dead, or
+     * has as many as one process may have: half of this one's descriptors.
+     */
     bool addControl(const std::shared_ptr<Connection>& connection);
     bool addCall(const std::shared_ptr<Connection>& connection);
     void removeCall(const std::shared_ptr<Connection>& connection);

@@ -114,8 +114,8 @@ void Peers::greeted(const std::string& name, std::shared_ptr<Connection> connect
             return;
         }
     }
-    log(ANDROID_LOG_WARN, "Refusing a connection of process %d: its process is not connected",
-        pidOfEndpoint(name));
+    log(ANDROID_LOG_WARN, "Refusing a connection of process %d: %s", pidOfEndpoint(name),
+        peer == nullptr || peer->isDead() ? "it is not connected" : "it has too many");
 }
 
 bool Peers::addControl(const std::shared_ptr<Peer>& peer,

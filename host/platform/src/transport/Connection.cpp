@@ -96,17 +96,16 @@ std::vector<unique_fd> descriptorsOf(msghdr& message) {
     return descriptors;
 }
 
-/** A quarter of what this process may have open, but what a single message may bring at least. */
-size_t mostUnfinished() {
-    rlimit limit{};
-    if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return kMaxDescriptors;
-    return std::max<size_t>(limit.rlim_cur / 4, kMaxDescriptors);
-}
-
 }  // namespace
 
+size_t shareOfDescriptors(size_t part) {
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return kMaxDescriptors;
+    return std::max<size_t>(limit.rlim_cur / part, kMaxDescriptors);
+}
+
 bool UnfinishedDescriptors::add(size_t count) {
-    return mCount.fetch_add(count, std::memory_order_relaxed) + count <= mostUnfinished();
+    return mCount.fetch_add(count, std::memory_order_relaxed) + count <= shareOfDescriptors(4);
 }
 
 Connection::Connection(unique_fd socket, ConnectionKind kind, pid_t peerPid, uid_t peerUid)
@@ -148,7 +147,7 @@ const char* Connection::startBody(std::span<const uint8_t> ahead) {
     if (ahead.size() > dataSize + tableSize) return "bytes behind a message";
     message.table.resize(tableSize);
     if (mKind != ConnectionKind::kControl) {
-        message.parcel = std::make_unique<AParcel>();
+        message.parcel = std::make_unique_for_overwrite<AParcel>();
         mData = message.parcel->resetForReceive(dataSize);
         if (mData == nullptr) return "no memory for a message";
         std::copy_n(ahead.data(), std::min(ahead.size(), dataSize), mData);
@@ -180,8 +179,9 @@ Connection::Received Connection::receiveSome(bool waits) {
     msghdr header{};
     header.msg_iov = buffers.data();
     header.msg_iovlen = buffers.size();
-    // Descriptors come with the first byte: others are not let in.
-    if (mArrived == 0) {
+    // Descriptors come with the first byte of a transaction: others are not let in.
+    const bool mayBringDescriptors = mArrived == 0 && mKind != ConnectionKind::kControl;
+    if (mayBringDescriptors) {
         header.msg_control = control.data();
         header.msg_controllen = control.size();
     }
@@ -196,11 +196,11 @@ Connection::Received Connection::receiveSome(bool waits) {
         return Received::kMalformed;
     }
     const char* fault = nullptr;
-    if (mArrived == 0) {
+    if (mayBringDescriptors) {
         arriving.descriptors = descriptorsOf(header);
         arriving.descriptorsLost = (header.msg_flags & MSG_CTRUNC) != 0;
     } else if ((header.msg_flags & MSG_CTRUNC) != 0) {
-        fault = "descriptors within a message";
+        fault = "descriptors where there are to be none";
     }
     const size_t got = static_cast<size_t>(result);
     mArrived += got;

@@ -42,6 +42,9 @@ struct Incoming {
     bool descriptorsLost = false;  // this process had no room for all of them
 };
 
+/** That part of the descriptors that this process may have; what one message brings at least. */
+size_t shareOfDescriptors(size_t part);
+
 /** Descriptors that came with messages of one process of which the rest has yet to come. */
 class UnfinishedDescriptors {
   public:
