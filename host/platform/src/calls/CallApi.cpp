@@ -71,9 +71,7 @@ binder_status_t AIBinder_transact(AIBinder* binder, transaction_code_t code, APa
     const std::unique_ptr<AParcel> parcel(std::exchange(*in, nullptr));
     if (binder == nullptr || parcel == nullptr || out == nullptr) return STATUS_UNEXPECTED_NULL;
     *out = nullptr;
-    if (code < FIRST_CALL_TRANSACTION || code > LAST_CALL_TRANSACTION) {
-        return STATUS_UNKNOWN_TRANSACTION;
-    }
+    if (!binder::isUserCode(code)) return STATUS_UNKNOWN_TRANSACTION;
     if ((flags & ~binder_flags_t{FLAG_ONEWAY}) != 0) return STATUS_BAD_VALUE;
     if (parcel->target() != binder) return STATUS_BAD_VALUE;
 
