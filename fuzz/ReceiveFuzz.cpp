@@ -115,10 +115,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             const size_t count = first ? cut : bytes.size() - cut;
             if (count > 0) sendPiece(sender, bytes.data() + at, count, first ? descriptors : late);
             binder::Incoming message;
-            if (connection.receive(&message, Connection::Wait::kNo) !=
-                Connection::Received::kMessage) {
-                continue;
-            }
+            const auto received = connection.receive(&message, Connection::Wait::kNo);
+            if (received == Connection::Received::kNotYet) continue;
+            if (received != Connection::Received::kMessage) break;
             if (message.parcel != nullptr) binder::unpack(peer, &message);
         }
     }

@@ -43,16 +43,16 @@ void ThreadPool::add(std::shared_ptr<Peer> peer, std::shared_ptr<Connection> con
         const std::lock_guard lock(mLock);
         mServed.emplace(&served, std::move(owned));
     }
-    served.isHandedOver.store(true, std::memory_order_release);
-    epoll_event event{.events = kEvents, .data = {.ptr = &served}};
-    if (epoll_ctl(mEpoll, EPOLL_CTL_ADD, served.line.connection->fd(), &event) != 0) drop(served);
+    arm(served, EPOLL_CTL_ADD);
 }
 
-void ThreadPool::arm(Served& served) {
+void ThreadPool::arm(Served& served, int operation) {
+    // Whoever the event wakes may end the connection while this thread still returns from the call.
+    const std::shared_ptr<Connection> connection = served.line.connection;
     served.armed = Clock::now();
     served.isHandedOver.store(true, std::memory_order_release);
     epoll_event event{.events = kEvents, .data = {.ptr = &served}};
-    if (epoll_ctl(mEpoll, EPOLL_CTL_MOD, served.line.connection->fd(), &event) != 0) drop(served);
+    if (epoll_ctl(mEpoll, operation, connection->fd(), &event) != 0) drop(served);
 }
 
 void ThreadPool::drop(Served& served) {
@@ -125,7 +125,7 @@ void ThreadPool::serve(Served& served, bool mayStay) {
                 break;
             case Connection::Received::kNotYet:
                 if (wait == Connection::Wait::kBriefly) served.waitPays = false;
-                arm(served);
+                arm(served, EPOLL_CTL_MOD);
                 return;
             default:
                 drop(served);
@@ -143,7 +143,7 @@ void ThreadPool::serve(Served& served, bool mayStay) {
         // thread waits for that call where it comes: half the system calls of going through the
         // set.
         if (!mayStay || !served.waitPays || mWaiting.load(std::memory_order_relaxed) == 0) {
-            arm(served);
+            arm(served, EPOLL_CTL_MOD);
             return;
         }
     }
@@ -156,7 +156,7 @@ void ThreadPool::serveOneway(Served& served, Incoming message) {
         return;
     }
     // The next call may come, and be somebody else's, before this one has been served.
-    arm(served);
+    arm(served, EPOLL_CTL_MOD);
     if (toServe != nullptr) serveOneways(*localOf(toServe.get()));
 }
 

@@ -53,7 +53,8 @@ class ThreadPool {
 
     void serve(Served& served, bool mayStay);
     void serveOneway(Served& served, Incoming message);
-    void arm(Served& served);
+    /** Hands the connection over to whomever its next event wakes. */
+    void arm(Served& served, int operation);
     void drop(Served& served);
     void startOneMore();
 

@@ -172,8 +172,10 @@ Connection::Received Connection::receiveSome(bool waits) {
         const size_t dataSize = arriving.header.dataSize;
         const size_t inData = std::min(at, dataSize);
         const size_t inTable = at - inData;
-        buffers[0] = {mData + inData, dataSize - inData};
-        buffers[1] = {arriving.table.data() + inTable, arriving.table.size() - inTable};
+        if (inData < dataSize) buffers[0] = {mData + inData, dataSize - inData};
+        if (inTable < arriving.table.size()) {
+            buffers[1] = {arriving.table.data() + inTable, arriving.table.size() - inTable};
+        }
     }
     alignas(cmsghdr) Control control;
     msghdr header{};
