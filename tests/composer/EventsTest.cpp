@@ -184,7 +184,7 @@ TEST_F(EventsTest, aDeadCallbackIsDroppedWithinItsNotification) {
     mLog.take();
     ASSERT_EQ(1u, mSpy.links().size());
     EXPECT_EQ(callback->asBinder().get(), mSpy.links()[0].binder);
-    mSpy.die(mSpy.links()[0]);
+    mSpy.die();
     EXPECT_THAT(mLog.take(), ElementsAre(kDeathLine));
     EXPECT_EQ(1u, mSpy.unlinked());
     EXPECT_EQ(0u, mSpy.recipients());
@@ -218,7 +218,7 @@ TEST_F(EventsTest, aReplacedCallbackIsUnlinkedFirst) {
 
 TEST_F(EventsTest, aNotificationUnderWayDoesNothingOnceItsRegistrationHasLetGo) {
     registered(*mClient);
-    auto ofReplaced = mSpy.begin(mSpy.links()[0]);
+    auto ofReplaced = mSpy.begin();
     const auto next = registered(*mClient);
     mLog.take();
     ofReplaced.deliver();
@@ -228,13 +228,13 @@ TEST_F(EventsTest, aNotificationUnderWayDoesNothingOnceItsRegistrationHasLetGo) 
     // The line is written before the lock is taken: there a notification can be held.
     std::shared_ptr<MockComposerCallback> last;
     mLog.onNextLine([&] { last = registered(*mClient); });
-    mSpy.die(mSpy.links()[0]);
+    mSpy.die();
     EXPECT_TRUE(isForgotten(next));
     expectEventsReach(*last);
 
     // The object's end deletes the recipient without unlinking. Where the record was freed too
     // early, that of the next client would have its address.
-    auto ofDestroyed = mSpy.begin(mSpy.links()[0]);
+    auto ofDestroyed = mSpy.begin();
     mClient = makeClient(mService);
     const auto nextClients = registered(*mClient);
     EXPECT_EQ(2u, mSpy.unlinked());
@@ -244,23 +244,6 @@ TEST_F(EventsTest, aNotificationUnderWayDoesNothingOnceItsRegistrationHasLetGo) 
     EXPECT_THAT(mLog.take(), IsEmpty());
     expectEventsReach(*nextClients);
 }
-
-class ConstantCallback : public testing::NiceMock<MockComposerCallback> {
-  public:
-    ConstantCallback() {
-        ON_CALL(*this, onConfigChanged).WillByDefault([](auto, auto, auto&, Values* out) {
-            *out = {1};
-            return ScopedAStatus::ok();
-        });
-        ON_CALL(*this, onRefreshRequested).WillByDefault(ScopedAStatus::ok);
-        ON_CALL(*this, onDisplayPowerChanged).WillByDefault(ScopedAStatus::ok);
-        ON_CALL(*this, onContentSamplingRequested)
-                .WillByDefault([](auto, auto, auto, display::ContentSamples* out) {
-                    out->value1 = 2;
-                    return ScopedAStatus::ok();
-                });
-    }
-};
 
 // Meant for the sanitizers: events and notifications go on while callbacks come, are replaced and
 // die, and after the client has gone.
@@ -274,10 +257,10 @@ TEST_F(EventsTest, mixWithRegistrationsNotificationsAndTheEnd) {
     };
     std::thread chip([&] {
         while (!isStopped) {
-            EXPECT_THAT(library().configChanged(1, 2, {}), AnyOf(IsEmpty(), ElementsAre(1)));
+            EXPECT_THAT(library().configChanged(1, 2, {}), IsEmpty());
             library().refreshRequested(1);
             library().powerChanged(1, 2);
-            EXPECT_THAT(library().contentSampling(1, 2, 3).value1, AnyOf(-1, 2));
+            EXPECT_THAT(library().contentSampling(1, 2, 3).value1, AnyOf(-1, 0));
             ++raised;
             raised.notify_all();
         }
@@ -288,7 +271,7 @@ TEST_F(EventsTest, mixWithRegistrationsNotificationsAndTheEnd) {
         }
     });
     for (int i = 0; i < 300; ++i) {
-        const auto callback = ndk::SharedRefBase::make<ConstantCallback>();
+        const auto callback = ndk::SharedRefBase::make<testing::NiceMock<MockComposerCallback>>();
         EXPECT_EQ("ok", told(mClient->registerCallback(callback)));
         if (i % 10 == 9) mClient->handleAidlDeath();
         if (i % 50 == 49) mClient = makeClient(mService);

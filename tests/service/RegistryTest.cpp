@@ -131,7 +131,7 @@ TYPED_TEST(RegistryTest, deathRemovesTheClientAndItsRecordWithinItsNotification)
     EXPECT_EQ("ok", this->add(-16, client));
     EXPECT_EQ("ok", this->add(7, other));
     this->mLog.take();
-    this->mSpy.die(this->mSpy.links()[0]);
+    this->mSpy.die();
     EXPECT_THAT(this->mLog.take(), ElementsAre(this->died(-16)));
     EXPECT_EQ(this->mSpy.recipients(), 1u);
     EXPECT_TRUE(this->isForgotten(client));
@@ -154,9 +154,9 @@ TYPED_TEST(RegistryTest, aNotificationUnderWayDoesNothingOnceItsRegistrationHasL
     const auto client = this->make();
     const auto next = this->make();
     EXPECT_EQ("ok", this->add(1, client));
-    auto ofReplaced = this->mSpy.begin(this->mSpy.links()[0]);
+    auto ofReplaced = this->mSpy.begin();
     EXPECT_EQ("ok", this->add(1, client));
-    auto ofRemoved = this->mSpy.begin(this->mSpy.links()[0]);
+    auto ofRemoved = this->mSpy.begin();
     EXPECT_EQ("ok", this->add(1, nullptr));
     // Where records were freed too early, this one would have the address of an earlier one.
     EXPECT_EQ("ok", this->add(1, next));
@@ -166,7 +166,7 @@ TYPED_TEST(RegistryTest, aNotificationUnderWayDoesNothingOnceItsRegistrationHasL
     EXPECT_THAT(this->mLog.take(), IsEmpty());
     this->expectEvents(next, 1);
 
-    auto ofDestroyed = this->mSpy.begin(this->mSpy.links()[0]);
+    auto ofDestroyed = this->mSpy.begin();
     this->mService.reset();
     ofDestroyed.deliver();
     EXPECT_THAT(this->mLog.take(), IsEmpty());
@@ -179,9 +179,8 @@ TYPED_TEST(RegistryTest, aNotificationThatWaitsForTheLockRemovesNoLaterClient) {
     const auto client = this->make();
     const auto next = this->make();
     EXPECT_EQ("ok", this->add(1, client));
-    const auto link = this->mSpy.links()[0];
     this->mLog.onNextLine([&] { EXPECT_EQ("ok", this->add(1, next)); });
-    this->mSpy.die(link);
+    this->mSpy.die();
     EXPECT_TRUE(this->isForgotten(client));
     this->expectEvents(next, 1);
 }
@@ -207,11 +206,13 @@ TEST_F(BothKindsTest, oneIdentifierMayNameOneOfEachAndEachDiesAlone) {
     const ndk::SpAIBinder binders[] = {callback->asBinder(), client->asBinder()};
     EXPECT_EQ("ok", told(mService->registerCallback(5, callback)));
     EXPECT_EQ("ok", told(mService->registerSoftVelaClient(5, client)));
-    ASSERT_EQ(mSpy.links().size(), 2u);
-    mSpy.die(mSpy.links()[1]);
+    auto ofCallback = mSpy.begin();
+    mSpy.die();
     EXPECT_CALL(*callback, onFeatureChanged);
     library().featureChanged(0, {});
     EXPECT_EQ(library().softSetConfig(0, 0, {}), -1);
+    ofCallback.deliver();
+    library().featureChanged(0, {});
 
     EXPECT_EQ("ok", told(mService->registerSoftVelaClient(5, client)));
     mService.reset();

@@ -41,7 +41,6 @@ std::shared_ptr<testing::NiceMock<Mock>> makeClient() {
 class ServiceTest : public vela::test::ChipTest {
   protected:
     ServiceTest() {
-        testing::DefaultValue<ndk::ScopedAStatus>::SetFactory(&ndk::ScopedAStatus::ok);
         lmfg::installChip(nullptr);
         mDegraded = ndk::SharedRefBase::make<VelaDefault>();
         lmfg::installChip(mChip);

@@ -5,6 +5,7 @@
 #include <string>
 #include <tuple>
 
+#include <android/binder_auto_utils.h>
 #include <android/log.h>
 #include <gmock/gmock.h>
 
@@ -18,10 +19,13 @@ namespace vela::test {
 
 using Values = std::vector<int32_t>;
 
-/** A chip that accepts exactly the calls that a test expects. */
+/** A chip that accepts exactly the calls that a test expects. Clients' mocks answer ok. */
 class ChipTest : public testing::Test {
   protected:
-    ChipTest() { lmfg::installChip(mChip); }
+    ChipTest() {
+        testing::DefaultValue<ndk::ScopedAStatus>::SetFactory(&ndk::ScopedAStatus::ok);
+        lmfg::installChip(mChip);
+    }
     ~ChipTest() override { lmfg::installChip(nullptr); }
 
     /** The library, as the source of events. */

@@ -44,7 +44,7 @@ TEST_F(DeathLinkTest, isItsOwnCookieAndFreedWhenBothHaveLetGo) {
         ASSERT_EQ(spy.links().size(), 1u);
         EXPECT_EQ(spy.links()[0].binder, mBinder.get());
         EXPECT_EQ(spy.links()[0].cookie, mRecord.get());
-        auto notification = spy.begin(spy.links()[0]);
+        auto notification = spy.begin();
         mRecord->unlink(mClient);
         EXPECT_EQ(spy.unlinked(), 1u);
         mRecord.reset();
@@ -56,7 +56,7 @@ TEST_F(DeathLinkTest, isItsOwnCookieAndFreedWhenBothHaveLetGo) {
 
         mRecord.reset(new Record);
         mRecord->link(mClient);
-        spy.die(spy.links()[0]);
+        spy.die();
         EXPECT_EQ(gNotified, 1);
         EXPECT_EQ(gRecords, 1);
         mRecord->link(mClient);

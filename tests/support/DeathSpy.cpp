@@ -32,12 +32,12 @@ Recipient* functionsOf(AIBinder_DeathRecipient* recipient) {
     return reinterpret_cast<Recipient*>(recipient);
 }
 
-void end(const State& link) {
+void endCookie(const State& link) {
     if (link.functions.onUnlinked != nullptr) link.functions.onUnlinked(link.cookie);
 }
 
-/** Takes out the links whose cookies nothing can use any more; the caller ends them, unlocked. */
-std::list<State> takeEnded() {
+/** Ends the cookies that nothing can use any more. */
+void endCookies(std::unique_lock<std::mutex> lock) {
     std::list<State> ended;
     for (auto link = gPlatform.links.begin(); link != gPlatform.links.end();) {
         const auto next = std::next(link);
@@ -46,7 +46,9 @@ std::list<State> takeEnded() {
         }
         link = next;
     }
-    return ended;
+    lock.unlock();
+    for (const State& link : ended)
+        endCookie(link);
 }
 
 }  // namespace
@@ -58,14 +60,11 @@ DeathSpy::DeathSpy() {
 }
 
 DeathSpy::~DeathSpy() {
-    std::list<State> links;
-    {
-        const std::lock_guard lock(gPlatform.lock);
-        gPlatform.isSpied = false;
-        links.swap(gPlatform.links);
-    }
-    for (const State& link : links)
-        end(link);
+    std::unique_lock lock(gPlatform.lock);
+    gPlatform.isSpied = false;
+    for (State& link : gPlatform.links)
+        link.isLinked = false;
+    endCookies(std::move(lock));
 }
 
 std::vector<DeathLink> DeathSpy::links() const {
@@ -87,13 +86,6 @@ size_t DeathSpy::recipients() const {
     return gPlatform.recipients;
 }
 
-DeathSpy::Notification DeathSpy::begin(const DeathLink& link) {
-    const std::lock_guard lock(gPlatform.lock);
-    State& state = *std::find(gPlatform.links.begin(), gPlatform.links.end(), link);
-    state.isNotifying = true;
-    return Notification(&state);
-}
-
 std::optional<DeathSpy::Notification> DeathSpy::beginAny() {
     const std::lock_guard lock(gPlatform.lock);
     for (State& link : gPlatform.links) {
@@ -111,14 +103,9 @@ void DeathSpy::dieWithoutCookie() {
 void DeathSpy::Notification::deliver() {
     auto& link = *static_cast<State*>(mState);
     link.functions.onDied(link.cookie);
-    std::list<State> ended;
-    {
-        const std::lock_guard lock(gPlatform.lock);
-        link.isLinked = link.isNotifying = false;
-        ended = takeEnded();
-    }
-    for (const State& each : ended)
-        end(each);
+    std::unique_lock lock(gPlatform.lock);
+    link.isLinked = link.isNotifying = false;
+    endCookies(std::move(lock));
 }
 
 }  // namespace vela::test
@@ -159,23 +146,18 @@ binder_status_t AIBinder_linkToDeath(AIBinder* binder, AIBinder_DeathRecipient* 
             return STATUS_OK;
         }
     }
-    vela::test::end(link);
+    vela::test::endCookie(link);
     return STATUS_INVALID_OPERATION;
 }
 
 binder_status_t AIBinder_unlinkToDeath(AIBinder* binder, AIBinder_DeathRecipient* recipient,
                                        void* cookie) {
-    std::list<vela::test::State> ended;
-    {
-        const std::lock_guard lock(gPlatform.lock);
-        const auto found = std::find(gPlatform.links.begin(), gPlatform.links.end(),
-                                     vela::test::DeathLink{binder, recipient, cookie});
-        if (found == gPlatform.links.end() || !found->isLinked) return STATUS_NAME_NOT_FOUND;
-        found->isLinked = false;
-        ++gPlatform.unlinked;
-        ended = vela::test::takeEnded();
-    }
-    for (const auto& link : ended)
-        vela::test::end(link);
+    std::unique_lock lock(gPlatform.lock);
+    const auto found = std::find(gPlatform.links.begin(), gPlatform.links.end(),
+                                 vela::test::DeathLink{binder, recipient, cookie});
+    if (found == gPlatform.links.end() || !found->isLinked) return STATUS_NAME_NOT_FOUND;
+    found->isLinked = false;
+    ++gPlatform.unlinked;
+    vela::test::endCookies(std::move(lock));
     return STATUS_OK;
 }

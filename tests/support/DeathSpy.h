@@ -48,11 +48,10 @@ class DeathSpy {
     /** How many recipients exist. */
     [[nodiscard]] size_t recipients() const;
 
-    /** Begins the notification of a link that exists. */
-    [[nodiscard]] Notification begin(const DeathLink& link);
-    /** Begins the notification of one that has none yet, if there is any. */
+    /** Begins the notification of the first of links() that has none yet, if there is any. */
     [[nodiscard]] std::optional<Notification> beginAny();
-    void die(const DeathLink& link) { begin(link).deliver(); }
+    [[nodiscard]] Notification begin() { return beginAny().value(); }
+    void die() { begin().deliver(); }
     /** Calls the function of the latest link without a cookie. */
     void dieWithoutCookie();
 };
