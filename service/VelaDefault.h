@@ -19,7 +19,8 @@
 namespace aidl::vendor::lumenforge::hardware::display {
 
 /**
- * The main service: registry of clients, fan-out of the library's events, and the requests of IVela.
+ * The main service: registry of clients, fan-out of the library's events, and the requests of
+ * IVela.
  *
  * Made by ndk::SharedRefBase::make only. Without the service library it is degraded: requests and
  * registrations fail, as each one says, and events never arrive.
