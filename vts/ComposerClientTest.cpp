@@ -38,17 +38,17 @@ struct Callback : display::BnVelaComposerCallback {
     }
 };
 
-TEST_F(ComposerClientTest, isTheFrozenVersion) {
+TEST_F(ComposerClientTest, IsTheFrozenVersion) {
     expectFrozenVersion(*composer);
 }
 
-TEST_F(ComposerClientTest, registersACallbackAgainAndIgnoresNull) {
+TEST_F(ComposerClientTest, RegistersACallbackAgainAndIgnoresNull) {
     const auto callback = SharedRefBase::make<Callback>();
     for (const auto& each : {std::shared_ptr<Callback>(), callback, callback})
         EXPECT_EQ("ok", told(composer->registerCallback(each)));
 }
 
-TEST_F(ComposerClientTest, drivesAFrame) {
+TEST_F(ComposerClientTest, DrivesAFrame) {
     constexpr int64_t kDisplay = 0;
     constexpr int64_t kLayer = 7;
     display::LayerStack stack;
@@ -72,7 +72,7 @@ TEST_F(ComposerClientTest, drivesAFrame) {
     EXPECT_EQ("ok 0", ask(*composer, &I::presentDisplay, 1)) << "only display 0 is presented so";
 }
 
-TEST_F(ComposerClientTest, givesItsFixedAnswers) {
+TEST_F(ComposerClientTest, GivesItsFixedAnswers) {
     EXPECT_EQ("unknown", ask(*composer, &I::configureVelaHdrMode));
     EXPECT_EQ("ok 0", ask(*composer, &I::getOsdStatus, 2));
     EXPECT_EQ("ok 0", ask(*composer, &I::setPowerMode, 0, 2, false, true));
@@ -80,7 +80,7 @@ TEST_F(ComposerClientTest, givesItsFixedAnswers) {
     EXPECT_EQ("ok", ask(*composer, &I::enableSecondaryDisplay, false));
 }
 
-TEST_F(ComposerClientTest, survivesAnotherClient) {
+TEST_F(ComposerClientTest, SurvivesAnotherClient) {
     std::shared_ptr<I> second;
     ASSERT_EQ("ok", told(vela->createComposerClient(&second)));
     EXPECT_NE(second->asBinder(), composer->asBinder());

@@ -33,11 +33,11 @@ struct SoftClient : display::BnSoftVelaClient {
     }
 };
 
-TEST_F(MainServiceTest, isTheFrozenVersion) {
+TEST_F(MainServiceTest, IsTheFrozenVersion) {
     expectFrozenVersion(*vela);
 }
 
-TEST_F(MainServiceTest, startsForADisplayMoreThanOnce) {
+TEST_F(MainServiceTest, StartsForADisplayMoreThanOnce) {
     display::DisplayConfigVariableInfo info;
     info.value4 = 3;
     info.value1 = 1080;
@@ -46,7 +46,7 @@ TEST_F(MainServiceTest, startsForADisplayMoreThanOnce) {
         EXPECT_EQ("ok", told(vela->initialize(info)));
 }
 
-TEST_F(MainServiceTest, registersReplacesAndUnregisters) {
+TEST_F(MainServiceTest, RegistersReplacesAndUnregisters) {
     const auto callback = SharedRefBase::make<Callback>();
     const auto client = SharedRefBase::make<SoftClient>();
     using Limits = std::numeric_limits<int64_t>;
@@ -60,7 +60,7 @@ TEST_F(MainServiceTest, registersReplacesAndUnregisters) {
     }
 }
 
-TEST_F(MainServiceTest, answersConfigurationRequestsOrSaysWhyNot) {
+TEST_F(MainServiceTest, AnswersConfigurationRequestsOrSaysWhyNot) {
     EXPECT_EQ("ok", ask(*vela, &I::velaConfigureSet, 1).substr(0, 2));
     for (const std::string& answer :
          {ask(*vela, &I::velaConfigureGet, 1), ask(*vela, &I::velaConfigureBatch, 1, ""),
@@ -69,7 +69,7 @@ TEST_F(MainServiceTest, answersConfigurationRequestsOrSaysWhyNot) {
     }
 }
 
-TEST_F(MainServiceTest, takesABuffer) {
+TEST_F(MainServiceTest, TakesABuffer) {
     std::FILE* file = std::tmpfile();
     ASSERT_NE(file, nullptr);
     const ndk::ScopedFileDescriptor fd(::dup(::fileno(file)));
@@ -80,7 +80,7 @@ TEST_F(MainServiceTest, takesABuffer) {
 }
 
 // An error carries no value across processes: what the proxy's caller held stays.
-TEST_F(MainServiceTest, refusesWhatOnlyComposerClientsServe) {
+TEST_F(MainServiceTest, RefusesWhatOnlyComposerClientsServe) {
     const std::string answers[] = {
             ask(*vela, &I::buildLayerStack),
             ask(*vela, &I::changeLayerType),
@@ -119,7 +119,7 @@ TEST_F(MainServiceTest, refusesWhatOnlyComposerClientsServe) {
         EXPECT_EQ("-2", answers[i].substr(0, answers[i].find(' '))) << i;
 }
 
-TEST_F(MainServiceTest, dumpsToADescriptor) {
+TEST_F(MainServiceTest, DumpsToADescriptor) {
     std::FILE* file = std::tmpfile();
     ASSERT_NE(file, nullptr);
     EXPECT_EQ(AIBinder_dump(vela->asBinder().get(), ::fileno(file), nullptr, 0), STATUS_OK);

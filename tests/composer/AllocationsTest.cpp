@@ -9,7 +9,7 @@ using vela::test::allocationsOf;
 
 using AllocationsTest = ComposerTest;
 
-TEST_F(AllocationsTest, aForwardMakesNoneBeyondItsStatusAndTheLibrarysCall) {
+TEST_F(AllocationsTest, AForwardMakesNoneBeyondItsStatusAndTheLibrarysCall) {
     EXPECT_CALL(*mChip, CreateLayer).Times(testing::AnyNumber());
     const auto forward = [&] { (void)mClient->createLayer(0, 1); };
     forward();  // what is made once and stays
@@ -18,7 +18,7 @@ TEST_F(AllocationsTest, aForwardMakesNoneBeyondItsStatusAndTheLibrarysCall) {
     EXPECT_EQ(allocationsOf(forward), status + call);
 }
 
-TEST_F(AllocationsTest, aTranslatedStackMakesThoseOfACopy) {
+TEST_F(AllocationsTest, ATranslatedStackMakesThoseOfACopy) {
     for (const size_t length : {0u, 16u}) {
         display::LayerStack in;
         in.layers.resize(8);

@@ -92,7 +92,7 @@ class EventsTest : public ComposerTest {
     vela::test::LogCapture mLog;
 };
 
-TEST_F(EventsTest, reachTheCallbackOfTheLastStartedClient) {
+TEST_F(EventsTest, ReachTheCallbackOfTheLastStartedClient) {
     EXPECT_FALSE(library().isSet(Member::kFeatureChanged));
     expectEventsEndInDefaults();
     const auto callback = registered(*mClient);
@@ -108,7 +108,7 @@ TEST_F(EventsTest, reachTheCallbackOfTheLastStartedClient) {
     expectEventsReach(*registered(*second));
 }
 
-TEST_F(EventsTest, whatAFailingCallbackLeftCounts) {
+TEST_F(EventsTest, WhatAFailingCallbackLeftCounts) {
     const auto callback = registered(*mClient);
     EXPECT_CALL(*callback, onConfigChanged).WillOnce([](auto, auto, auto&, Values* out) {
         *out = {5};
@@ -131,7 +131,7 @@ TEST_F(EventsTest, whatAFailingCallbackLeftCounts) {
     }
 }
 
-TEST_F(EventsTest, comeToNothingAfterTheClient) {
+TEST_F(EventsTest, ComeToNothingAfterTheClient) {
     const auto callback = registered(*mClient);
     const std::weak_ptr<VelaComposerClient> weak = mClient;
     EXPECT_CALL(*callback, onConfigChanged).WillOnce([&](auto, auto, auto&, Values* out) {
@@ -147,7 +147,7 @@ TEST_F(EventsTest, comeToNothingAfterTheClient) {
     expectEventsEndInDefaults();
 }
 
-TEST_F(EventsTest, aCallbackMayCallBack) {
+TEST_F(EventsTest, ACallbackMayCallBack) {
     auto callback = registered(*mClient);
     const std::weak_ptr<MockComposerCallback> weak = callback;
     const auto next = makeCallback();
@@ -167,7 +167,7 @@ TEST_F(EventsTest, aCallbackMayCallBack) {
     expectEventsReach(*next);
 }
 
-TEST_F(EventsTest, registrationIsLoggedAndNullChangesNothing) {
+TEST_F(EventsTest, RegistrationIsLoggedAndNullChangesNothing) {
     const auto callback = registered(*mClient);
     EXPECT_EQ("ok", told(mClient->registerCallback(nullptr)));
     EXPECT_THAT(mLog.take(),
@@ -179,7 +179,7 @@ TEST_F(EventsTest, registrationIsLoggedAndNullChangesNothing) {
     EXPECT_THAT(mLog.take(), IsEmpty());
 }
 
-TEST_F(EventsTest, aDeadCallbackIsDroppedWithinItsNotification) {
+TEST_F(EventsTest, ADeadCallbackIsDroppedWithinItsNotification) {
     const auto callback = registered(*mClient);
     mLog.take();
     ASSERT_EQ(1u, mSpy.links().size());
@@ -202,7 +202,7 @@ TEST_F(EventsTest, aDeadCallbackIsDroppedWithinItsNotification) {
     expectEventsEndInDefaults();
 }
 
-TEST_F(EventsTest, aReplacedCallbackIsUnlinkedFirst) {
+TEST_F(EventsTest, AReplacedCallbackIsUnlinkedFirst) {
     const auto first = registered(*mClient);
     const auto second = makeCallback();
     for (const size_t round : {1u, 2u}) {
@@ -216,7 +216,7 @@ TEST_F(EventsTest, aReplacedCallbackIsUnlinkedFirst) {
     EXPECT_TRUE(isForgotten(first));
 }
 
-TEST_F(EventsTest, aNotificationUnderWayDoesNothingOnceItsRegistrationHasLetGo) {
+TEST_F(EventsTest, ANotificationUnderWayDoesNothingOnceItsRegistrationHasLetGo) {
     registered(*mClient);
     auto ofReplaced = mSpy.begin();
     const auto next = registered(*mClient);
@@ -247,7 +247,7 @@ TEST_F(EventsTest, aNotificationUnderWayDoesNothingOnceItsRegistrationHasLetGo) 
 
 // Meant for the sanitizers: events and notifications go on while callbacks come, are replaced and
 // die, and after the client has gone.
-TEST_F(EventsTest, mixWithRegistrationsNotificationsAndTheEnd) {
+TEST_F(EventsTest, MixWithRegistrationsNotificationsAndTheEnd) {
     std::atomic<bool> isStopped = false;
     std::atomic<int> raised = 0;
     const auto awaitEvents = [&raised](int count) {

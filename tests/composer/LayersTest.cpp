@@ -35,7 +35,7 @@ auto translationOfFilled() {
 
 using LayersTest = ComposerTest;
 
-TEST_F(LayersTest, forwardsTheStackAndItsLayers) {
+TEST_F(LayersTest, ForwardsTheStackAndItsLayers) {
     using Stack = display::LayerStack;
     EXPECT_CALL(*mChip, buildLayerStack(5, translationOfFilled<V1_1::LayerStack, Stack>()));
     EXPECT_EQ("unknown / ok", askBoth(&C::buildLayerStack, kWide, filled<Stack>()));
@@ -71,7 +71,7 @@ TEST_F(LayersTest, forwardsTheStackAndItsLayers) {
     EXPECT_EQ("unknown / ok", askBoth(&C::setLayerZOrder, 1, kWide, -1));
 }
 
-TEST_F(LayersTest, presentsByTheWholeDisplayNumber) {
+TEST_F(LayersTest, PresentsByTheWholeDisplayNumber) {
     EXPECT_CALL(*mChip, Present2nd).WillOnce(Return(true)).WillOnce(Return(false));
     EXPECT_EQ("ok 1 / ok 1", askBoth(&C::present, 3));
     EXPECT_EQ("ok 1 / ok 0", askBoth(&C::present, 3));
@@ -84,7 +84,7 @@ TEST_F(LayersTest, presentsByTheWholeDisplayNumber) {
     EXPECT_EQ("-1 77 / ok 0", askBoth(&C::presentDisplay, 0x1'0000'0000));
 }
 
-TEST_F(LayersTest, forwardsWhatConcernsDisplays) {
+TEST_F(LayersTest, ForwardsWhatConcernsDisplays) {
     EXPECT_CALL(*mChip, configureVelaMaxcll(9)).WillOnce(Return(-22));
     EXPECT_EQ("-1 77 / ok -22", askBoth(&C::configureVelaMaxcll, 9));
     EXPECT_CALL(*mChip, enableSecondaryDisplay(true));

@@ -24,7 +24,7 @@ constexpr auto kType = static_cast<VendorConfig>(-7);  // no enumerator: passed 
 
 using RequestsTest = ComposerTest;
 
-TEST_F(RequestsTest, valuesAreReadWhenNoneAreGiven) {
+TEST_F(RequestsTest, ValuesAreReadWhenNoneAreGiven) {
     EXPECT_CALL(*mChip, velaConfigureGet(-7, SizeIs(0), _))
             .WillOnce(answering(hidl_vec<int>({4, 5}), 2))
             .WillOnce(answering(hidl_vec<int>(), 0))
@@ -36,7 +36,7 @@ TEST_F(RequestsTest, valuesAreReadWhenNoneAreGiven) {
     EXPECT_EQ("-1 { 77 }", ask(*mClient, &C::configureValues, kType));
 }
 
-TEST_F(RequestsTest, valuesAreWrittenWhenGiven) {
+TEST_F(RequestsTest, ValuesAreWrittenWhenGiven) {
     const std::pair<int32_t, const char*> kCases[] = {
             {0, "ok { 0 }"}, {5, "ok { 5 }"}, {-22, "-22 { 77 }"}};
     for (const auto& [code, answer] : kCases) {
@@ -47,7 +47,7 @@ TEST_F(RequestsTest, valuesAreWrittenWhenGiven) {
     }
 }
 
-TEST_F(RequestsTest, batchesAreAnsweredAndNeverKept) {
+TEST_F(RequestsTest, BatchesAreAnsweredAndNeverKept) {
     const hidl_string text("in\0side", 7);
     EXPECT_CALL(*mChip, velaConfigureBatch(1024, text, _))
             .WillOnce(answering(hidl_string("re\0ply", 6), 3))
@@ -59,7 +59,7 @@ TEST_F(RequestsTest, batchesAreAnsweredAndNeverKept) {
     }
 }
 
-TEST_F(RequestsTest, bufferCodesAreErrorsIfNegative) {
+TEST_F(RequestsTest, BufferCodesAreErrorsIfNegative) {
     const std::pair<int, const char*> kCases[] = {{0, "ok"}, {7, "ok"}, {-22, "-22"}};
     for (const auto& [code, answer] : kCases) {
         ndk::ScopedFileDescriptor fd(open("/dev/null", O_RDONLY | O_CLOEXEC));
@@ -80,7 +80,7 @@ std::string translated(const auto& record) {
     return shown(out);
 }
 
-TEST_F(RequestsTest, currentConfigIsTranslatedIntoAFreshRecord) {
+TEST_F(RequestsTest, CurrentConfigIsTranslatedIntoAFreshRecord) {
     using Config = display::VelaFixedConfig;
     std::mt19937 generator(2);
     const auto record = fields::randomRecord<V1_1::VelaFixedConfig>(generator);
@@ -106,7 +106,7 @@ TEST_F(RequestsTest, currentConfigIsTranslatedIntoAFreshRecord) {
     }
 }
 
-TEST_F(RequestsTest, toneMappingLutIsTranslatedIntoAFreshRecord) {
+TEST_F(RequestsTest, ToneMappingLutIsTranslatedIntoAFreshRecord) {
     using Lut = display::LutData;
     std::mt19937 generator(3);
     const auto record = fields::randomRecord<V1_1::LutData>(generator);
@@ -119,7 +119,7 @@ TEST_F(RequestsTest, toneMappingLutIsTranslatedIntoAFreshRecord) {
     }
 }
 
-TEST_F(RequestsTest, dumpStringIsTheLastTextDelivered) {
+TEST_F(RequestsTest, DumpStringIsTheLastTextDelivered) {
     EXPECT_CALL(*mChip, getDumpString(~uint64_t{0}, _))
             .WillOnce([](uint64_t, const auto& result) { result(hidl_string("du\0mp", 5)); })
             .WillOnce([](uint64_t, const auto&) {});
@@ -127,7 +127,7 @@ TEST_F(RequestsTest, dumpStringIsTheLastTextDelivered) {
     EXPECT_EQ("-1 \"M\" / ok \"\"", askBoth(&C::getDumpString, -1));
 }
 
-TEST_F(RequestsTest, osdStatusKnowsTwoNumbers) {
+TEST_F(RequestsTest, OsdStatusKnowsTwoNumbers) {
     EXPECT_CALL(*mChip, GetOsdState).WillOnce(Return(-5));
     EXPECT_CALL(*mChip, GetOsdOverFlow).WillOnce(Return(6));
     EXPECT_EQ("-1 77 / ok -5", askBoth(&C::getOsdStatus, 0));
@@ -136,7 +136,7 @@ TEST_F(RequestsTest, osdStatusKnowsTwoNumbers) {
     EXPECT_EQ("-1 77 / ok 0", askBoth(&C::getOsdStatus, -1));
 }
 
-TEST_F(RequestsTest, brightnessCarriesItsStatusInTheResult) {
+TEST_F(RequestsTest, BrightnessCarriesItsStatusInTheResult) {
     EXPECT_CALL(*mChip, updateDisplayBrightness(~uint64_t{0}, 40, ElementsAre(1, 2), _))
             .WillOnce(answering(hidl_vec<int>({7, 8}), -5))
             .WillOnce(answering(hidl_vec<int>({2}), 0, 1))

@@ -121,7 +121,7 @@ const harness::Role kCompositor("compositor", [](harness::Parent& parent) {
 
 using ComposerTest = HostTest;
 
-TEST_F(ComposerTest, drivesAFrameAndHearsItsEvents) {
+TEST_F(ComposerTest, DrivesAFrameAndHearsItsEvents) {
     const auto client = makeClient(vela);
     const auto compositor = makeCompositor(client);
     createLayers(client);
@@ -134,7 +134,7 @@ TEST_F(ComposerTest, drivesAFrameAndHearsItsEvents) {
     EXPECT_THAT(batch("sample 0 5 6; wait; last"), HasSubstr("[6]"));
 }
 
-TEST_F(ComposerTest, servesCallsFromInsideACallbackAndKeepsAFailedOnesRefusal) {
+TEST_F(ComposerTest, ServesCallsFromInsideACallbackAndKeepsAFailedOnesRefusal) {
     const auto client = makeClient(vela);
     const auto compositor = makeCompositor(client);
     compositor->client = client;
@@ -145,7 +145,7 @@ TEST_F(ComposerTest, servesCallsFromInsideACallbackAndKeepsAFailedOnesRefusal) {
     compositor->client = nullptr;
 }
 
-TEST_F(ComposerTest, aSecondCompositorTakesOverWhenTheFirstDiesInTheMiddleOfAFrame) {
+TEST_F(ComposerTest, ASecondCompositorTakesOverWhenTheFirstDiesInTheMiddleOfAFrame) {
     for (int i = 0; i < 2; ++i) {
         harness::Child compositor("compositor");
         ASSERT_EQ(compositor.hear(), "shown");
@@ -164,7 +164,7 @@ TEST_F(ComposerTest, aSecondCompositorTakesOverWhenTheFirstDiesInTheMiddleOfAFra
     EXPECT_THAT(text, HasSubstr("built 4, committed 2, presented 2"));
 }
 
-TEST_F(ComposerTest, takesAStackOfManyLayersAndRefusesOneBeyondATransaction) {
+TEST_F(ComposerTest, TakesAStackOfManyLayersAndRefusesOneBeyondATransaction) {
     const auto client = makeClient(vela);
     display::LayerStack stack;
     stack.layers.resize(1000);

@@ -93,7 +93,7 @@ class MainServiceTest : public HostTest {
     Mailbox<int64_t> heard;
 };
 
-TEST_F(MainServiceTest, forgetsAKilledCallbackAndStillTellsTheOthers) {
+TEST_F(MainServiceTest, ForgetsAKilledCallbackAndStillTellsTheOthers) {
     const auto monitor = startMonitor({"--id", "2"});
     registerCallback(1);
     registerCallback(3);
@@ -104,7 +104,7 @@ TEST_F(MainServiceTest, forgetsAKilledCallbackAndStillTellsTheOthers) {
     EXPECT_THAT(hearers(2), ElementsAre(1, 3));
 }
 
-TEST_F(MainServiceTest, aReplacedClientsDeathRemovesNothing) {
+TEST_F(MainServiceTest, AReplacedClientsDeathRemovesNothing) {
     const auto replaced = startMonitor({"--id", "7"});
     const auto other = startMonitor({"--id", "8"});
     registerCallback(7);
@@ -115,7 +115,7 @@ TEST_F(MainServiceTest, aReplacedClientsDeathRemovesNothing) {
     EXPECT_EQ(host->errors().find("IVelaCallback 0x7"), std::string::npos) << host->errors();
 }
 
-TEST_F(MainServiceTest, aSoftClientKilledInTheMiddleOfAnEventAnswersMinusOneToSetAndZeroToGet) {
+TEST_F(MainServiceTest, ASoftClientKilledInTheMiddleOfAnEventAnswersMinusOneToSetAndZeroToGet) {
     const struct {
         const char* request;
         const char* answer;
@@ -132,7 +132,7 @@ TEST_F(MainServiceTest, aSoftClientKilledInTheMiddleOfAnEventAnswersMinusOneToSe
     }
 }
 
-TEST_F(MainServiceTest, aStalledClientHoldsUpNeitherRegistrationNorRequests) {
+TEST_F(MainServiceTest, AStalledClientHoldsUpNeitherRegistrationNorRequests) {
     const auto stalled = startMonitor({"--id", "1"});
     stalled->sendSignal(SIGSTOP);
     batch("feature 9 4 5");  // the chip's thread now waits for the stalled client
@@ -150,7 +150,7 @@ TEST_F(MainServiceTest, aStalledClientHoldsUpNeitherRegistrationNorRequests) {
     EXPECT_THAT(hearers(1), ElementsAre(2));
 }
 
-TEST_F(MainServiceTest, survivesClientsThatDieWhileTheyRegister) {
+TEST_F(MainServiceTest, SurvivesClientsThatDieWhileTheyRegister) {
     registerCallback(1);
     ASSERT_THAT(hearers(1), ElementsAre(1));  // all that this process and the host keep is open now
     const size_t before = hostDescriptors();
@@ -175,7 +175,7 @@ TEST_F(MainServiceTest, survivesClientsThatDieWhileTheyRegister) {
     await("descriptors left open", [&] { return hostDescriptors() <= before; });
 }
 
-TEST_F(MainServiceTest, buffersLeaveNoDescriptorBehind) {
+TEST_F(MainServiceTest, BuffersLeaveNoDescriptorBehind) {
     std::FILE* file = std::tmpfile();
     ASSERT_NE(file, nullptr);
     const ndk::ScopedFileDescriptor fd(fcntl(fileno(file), F_DUPFD_CLOEXEC, 0));
@@ -189,7 +189,7 @@ TEST_F(MainServiceTest, buffersLeaveNoDescriptorBehind) {
     EXPECT_NE(fcntl(fd.get(), F_GETFD), -1);
 }
 
-TEST_F(MainServiceTest, tellsClientsOfTheHostsDeathAndIsFoundAgain) {
+TEST_F(MainServiceTest, TellsClientsOfTheHostsDeathAndIsFoundAgain) {
     Mailbox<bool> died;
     const ndk::ScopedAIBinder_DeathRecipient recipient(AIBinder_DeathRecipient_new(
             [](void* cookie) { static_cast<Mailbox<bool>*>(cookie)->put(true); }));

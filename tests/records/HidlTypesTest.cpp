@@ -15,7 +15,7 @@ using ::android::hardware::hidl_string;
 using ::android::hardware::Return;
 using ::android::hardware::Status;
 
-TEST(HidlStringTest, keepsEmbeddedZerosButComparesUpToTheFirst) {
+TEST(HidlStringTest, KeepsEmbeddedZerosButComparesUpToTheFirst) {
     const std::string withZeros("a\0b\0", 4);
     const hidl_string text(withZeros);
     EXPECT_EQ(text.size(), 4u);
@@ -29,7 +29,7 @@ TEST(HidlStringTest, keepsEmbeddedZerosButComparesUpToTheFirst) {
     }
 }
 
-TEST(HidlStringTest, movesBorrowsAndAssignsFromItself) {
+TEST(HidlStringTest, MovesBorrowsAndAssignsFromItself) {
     hidl_string source("text");
     const char* buffer = source.c_str();
     hidl_string text("other");
@@ -49,7 +49,7 @@ bool isOpen(int fd) {
     return fcntl(fd, F_GETFD) >= 0;
 }
 
-TEST(HidlHandleTest, ownsBorrowsAndClones) {
+TEST(HidlHandleTest, OwnsBorrowsAndClones) {
     native_handle_t* const native = native_handle_create(1, 1);
     const int fd = native->data[0] = open("/dev/null", O_RDONLY | O_CLOEXEC);
     native->data[1] = 77;
@@ -79,7 +79,7 @@ TEST(HidlHandleTest, ownsBorrowsAndClones) {
     EXPECT_FALSE(isOpen(cloned));
 }
 
-TEST(ReturnTest, valueOfAFailedCallAborts) {
+TEST(ReturnTest, ValueOfAFailedCallAborts) {
     const Return<int32_t> good(-7);
     EXPECT_TRUE(good.isOk());
     EXPECT_EQ(static_cast<int32_t>(good), -7);

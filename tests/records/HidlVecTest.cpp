@@ -44,7 +44,7 @@ class TrackedVecTest : public ::testing::Test {
     }
 };
 
-TEST(HidlVecTest, convertsComparesAndHasNoBufferForNothing) {
+TEST(HidlVecTest, ConvertsComparesAndHasNoBufferForNothing) {
     const std::vector<int> source = {1, 2, 3};
     EXPECT_THAT(hidl_vec<int>(source), ElementsAre(1, 2, 3));
     EXPECT_THAT(hidl_vec<int>(source.begin() + 1, source.end()), ElementsAre(2, 3));
@@ -62,7 +62,7 @@ TEST(HidlVecTest, convertsComparesAndHasNoBufferForNothing) {
     EXPECT_THAT(target, Each(0));
 }
 
-TEST_F(TrackedVecTest, copiesDeeplyButNotOntoItself) {
+TEST_F(TrackedVecTest, CopiesDeeplyButNotOntoItself) {
     const hidl_vec<Tracked> source = make(3);
     hidl_vec<Tracked> target = make(5);
     target = source;
@@ -80,7 +80,7 @@ TEST_F(TrackedVecTest, copiesDeeplyButNotOntoItself) {
     EXPECT_FALSE(target[0].copied);
 }
 
-TEST_F(TrackedVecTest, movedFromKeepsPointerAndSizeButNotOwnership) {
+TEST_F(TrackedVecTest, MovedFromKeepsPointerAndSizeButNotOwnership) {
     hidl_vec<Tracked> source = make(2);
     hidl_vec<Tracked> target = make(4);
     const Tracked* buffer = source.data();
@@ -91,7 +91,7 @@ TEST_F(TrackedVecTest, movedFromKeepsPointerAndSizeButNotOwnership) {
     EXPECT_EQ(source.size(), 2u);
 }
 
-TEST_F(TrackedVecTest, resizeMovesWhatItKeeps) {
+TEST_F(TrackedVecTest, ResizeMovesWhatItKeeps) {
     for (const size_t size : {0u, 1u, 3u, 5u}) {
         hidl_vec<Tracked> vec = make(3);
         vec.resize(size);
@@ -104,7 +104,7 @@ TEST_F(TrackedVecTest, resizeMovesWhatItKeeps) {
     }
 }
 
-TEST_F(TrackedVecTest, borrowsAndHandsOwnershipInAndOut) {
+TEST_F(TrackedVecTest, BorrowsAndHandsOwnershipInAndOut) {
     Tracked external[3];
     hidl_vec<Tracked> vec = make(2);
     vec.setToExternal(external, 3);
@@ -119,7 +119,7 @@ TEST_F(TrackedVecTest, borrowsAndHandsOwnershipInAndOut) {
     EXPECT_EQ(Tracked::live, 3);
 }
 
-TEST(HidlVecDeathTest, moreElementsThanFitAbort) {
+TEST(HidlVecDeathTest, MoreElementsThanFitAbort) {
     const size_t tooMany = size_t{std::numeric_limits<uint32_t>::max()} + 1;
     hidl_vec<uint8_t> vec;
     EXPECT_DEATH(vec.resize(tooMany), "hidl_vec can't hold more than 2\\^32 elements\\.");

@@ -13,7 +13,7 @@ namespace {
 using ::testing::ElementsAre;
 using namespace ::vendor::lumenforge::hardware::display;
 
-TEST(RecordsTest, resizingLayersKeepsTheFirstAndClearsNewOnes) {
+TEST(RecordsTest, ResizingLayersKeepsTheFirstAndClearsNewOnes) {
     native_handle_t handle{};
     V1_1::LayerStack stack;
     stack.layers.resize(3);
@@ -58,7 +58,7 @@ using Records = ::testing::Types<
         Layout<V1_2::BufferInfo_1_2, 6>, Layout<V1_2::VelaFixedConfig_1_2, 17>>;
 TYPED_TEST_SUITE(ZeroedRecordTest, Records);
 
-TYPED_TEST(ZeroedRecordTest, defaultConstructionClearsEveryMember) {
+TYPED_TEST(ZeroedRecordTest, DefaultConstructionClearsEveryMember) {
     // Bytes that construction leaves as they were show as different between the two fills. No more
     // than the padding may do so: a member that is not initialised would.
     using Record = typename TypeParam::Type;

@@ -68,7 +68,7 @@ class EntryTest : public vela::test::ChipTest {
     vela::test::LogCapture mLog;
 };
 
-TEST_F(EntryTest, publishesOneObjectEvenWithoutALibrary) {
+TEST_F(EntryTest, PublishesOneObjectEvenWithoutALibrary) {
     for (const bool isDegraded : {false, true}) {
         if (isDegraded) lmfg::installChip(nullptr);
         EXPECT_EQ(AIDL_REGISTER_IVela(), 0);
@@ -79,7 +79,7 @@ TEST_F(EntryTest, publishesOneObjectEvenWithoutALibrary) {
     }
 }
 
-TEST_F(EntryTest, keepsObjectStatusAndTextOfARefusedPublication) {
+TEST_F(EntryTest, KeepsObjectStatusAndTextOfARefusedPublication) {
     mManager.answer = EX_ILLEGAL_STATE;
     EXPECT_EQ(AIDL_REGISTER_IVela(), 1);
     EXPECT_EQ(mManager.freed, 0);
@@ -91,7 +91,7 @@ TEST_F(EntryTest, keepsObjectStatusAndTextOfARefusedPublication) {
     EXPECT_TRUE(hearsFeatureChanges());
 }
 
-TEST_F(EntryTest, aFirstObjectThatGoesEmptiesTheSecondsClosures) {
+TEST_F(EntryTest, AFirstObjectThatGoesEmptiesTheSecondsClosures) {
     ASSERT_EQ(AIDL_REGISTER_IVela(), 0);
     const std::weak_ptr<VelaDefault> first = gDefaultInstance;
     ndk::SpAIBinder client = mManager.published;

@@ -27,7 +27,7 @@ using vela::test::debugLine;
 
 using EventsTest = ServiceTest;
 
-TEST_F(EventsTest, featureChangesReachEveryCallbackInTheOrderOfIdentifiers) {
+TEST_F(EventsTest, FeatureChangesReachEveryCallbackInTheOrderOfIdentifiers) {
     std::vector<int64_t> order;
     for (const int64_t id : {int64_t{5}, int64_t{1}, INT64_MAX, int64_t{3}, int64_t{-2}}) {
         const auto callback = makeClient<MockCallback>();
@@ -44,7 +44,7 @@ TEST_F(EventsTest, featureChangesReachEveryCallbackInTheOrderOfIdentifiers) {
     EXPECT_THAT(order, ElementsAre(-2, 1, 3, 5, INT64_MAX));
 }
 
-TEST_F(EventsTest, clientsMayRegisterFromInsideAnEvent) {
+TEST_F(EventsTest, ClientsMayRegisterFromInsideAnEvent) {
     const auto first = makeClient<MockCallback>();
     const auto second = makeClient<MockCallback>();
     EXPECT_CALL(*first, onFeatureChanged).WillOnce([&](int32_t, const Values&) {
@@ -70,7 +70,7 @@ TEST_F(EventsTest, clientsMayRegisterFromInsideAnEvent) {
     EXPECT_EQ(status, 0);
 }
 
-TEST_F(EventsTest, withoutAClientTheAnswersAreFixed) {
+TEST_F(EventsTest, WithoutAClientTheAnswersAreFixed) {
     library().featureChanged(1, {2});
     EXPECT_EQ(library().softSetConfig(1, 2, {3}), -1);
     int status = 5;
@@ -81,7 +81,7 @@ TEST_F(EventsTest, withoutAClientTheAnswersAreFixed) {
     EXPECT_THAT(out, ElementsAre(1, 2));
 }
 
-TEST_F(EventsTest, theSoftClientWithTheLowestIdentifierServesEveryIdentifier) {
+TEST_F(EventsTest, TheSoftClientWithTheLowestIdentifierServesEveryIdentifier) {
     const auto low = makeClient<MockSoftClient>();
     const auto high = makeClient<MockSoftClient>();
     (void)mService->registerSoftVelaClient(7, high);
@@ -126,7 +126,7 @@ TEST_F(EventsTest, theSoftClientWithTheLowestIdentifierServesEveryIdentifier) {
     }
 }
 
-TEST_F(EventsTest, traceLinesAreWrittenOnlyUnderTheirBit) {
+TEST_F(EventsTest, TraceLinesAreWrittenOnlyUnderTheirBit) {
     const auto callback = makeClient<MockCallback>();
     const auto client = makeClient<MockSoftClient>();
     (void)mService->registerCallback(1, callback);

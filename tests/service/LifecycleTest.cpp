@@ -39,7 +39,7 @@ class LifecycleTest : public ServiceTest {
     }
 };
 
-TEST_F(LifecycleTest, fillsItsMembersAndEmptiesTheOnesItShares) {
+TEST_F(LifecycleTest, FillsItsMembersAndEmptiesTheOnesItShares) {
     EXPECT_THAT(membersSet(), ElementsAre(1, 6, 7));
     makeComposer();
     EXPECT_THAT(membersSet(), ElementsAre(1, 2, 3, 4, 5, 6, 7));
@@ -51,7 +51,7 @@ TEST_F(LifecycleTest, fillsItsMembersAndEmptiesTheOnesItShares) {
 }
 
 // The library's members are not guarded: the thread sanitizer tells when two registrations meet.
-TEST_F(LifecycleTest, composerClientsRegisterOneAfterTheOther) {
+TEST_F(LifecycleTest, ComposerClientsRegisterOneAfterTheOther) {
     std::vector<std::thread> makers;
     for (int i = 0; i < 4; ++i) {
         makers.emplace_back([this] {
@@ -63,7 +63,7 @@ TEST_F(LifecycleTest, composerClientsRegisterOneAfterTheOther) {
         maker.join();
 }
 
-TEST_F(LifecycleTest, initializePassesTheLowBitsInTheLibrarysOrder) {
+TEST_F(LifecycleTest, InitializePassesTheLowBitsInTheLibrarysOrder) {
     const struct {
         int64_t value4;
         int32_t value1;
@@ -88,7 +88,7 @@ TEST_F(LifecycleTest, initializePassesTheLowBitsInTheLibrarysOrder) {
     EXPECT_EQ("unknown", told(mDegraded->initialize({})));
 }
 
-TEST_F(LifecycleTest, initializeReplaysPendingBatchesOnceInTheirOrder) {
+TEST_F(LifecycleTest, InitializeReplaysPendingBatchesOnceInTheirOrder) {
     auto& pending = (*mService).*privateMember(vela::test::PendingBatches());
     pending = {"first", "", "third"};
     {
@@ -108,7 +108,7 @@ TEST_F(LifecycleTest, initializeReplaysPendingBatchesOnceInTheirOrder) {
     EXPECT_EQ("ok", told(mService->initialize({})));
 }
 
-TEST_F(LifecycleTest, onlyStartupBatchesArePendingAndStayWithoutALibrary) {
+TEST_F(LifecycleTest, OnlyStartupBatchesArePendingAndStayWithoutALibrary) {
     const auto& pending = (*mDegraded).*privateMember(vela::test::PendingBatches());
     for (const int32_t type : {0, 1023, 1025, -1024, INT32_MIN}) {
         EXPECT_EQ("-1 \"M\"", ask(*mDegraded, &VelaDefault::velaConfigureBatch, type, "no"));

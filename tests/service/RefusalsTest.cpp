@@ -45,7 +45,7 @@ void expectRefusals(V& service) {
 using RefusalsTest = ServiceTest;
 
 // The chip is strict: asking it anything fails the test.
-TEST_F(RefusalsTest, areTheSameWithAndWithoutTheLibrary) {
+TEST_F(RefusalsTest, AreTheSameWithAndWithoutTheLibrary) {
     expectRefusals(*mService);
     expectRefusals(*mDegraded);
 }

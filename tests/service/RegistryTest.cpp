@@ -84,7 +84,7 @@ class RegistryTest : public ServiceTest {
 using Kinds = testing::Types<CallbackKind, SoftClientKind>;
 TYPED_TEST_SUITE(RegistryTest, Kinds);
 
-TYPED_TEST(RegistryTest, replacesUnlinksLinksAndLogs) {
+TYPED_TEST(RegistryTest, ReplacesUnlinksLinksAndLogs) {
     const auto first = this->make();
     const auto second = this->make();
     EXPECT_EQ("ok", this->add(-1, first));
@@ -108,7 +108,7 @@ TYPED_TEST(RegistryTest, replacesUnlinksLinksAndLogs) {
     this->expectEvents(second, 1);
 }
 
-TYPED_TEST(RegistryTest, unregistersByNullWhichIsNoErrorForAnUnknownIdentifier) {
+TYPED_TEST(RegistryTest, UnregistersByNullWhichIsNoErrorForAnUnknownIdentifier) {
     const auto client = this->make();
     EXPECT_EQ("ok", this->add(INT64_MIN, client));
     EXPECT_EQ("ok", this->add(INT64_MAX, nullptr));
@@ -125,7 +125,7 @@ TYPED_TEST(RegistryTest, unregistersByNullWhichIsNoErrorForAnUnknownIdentifier) 
     this->expectEvents(client, 0);
 }
 
-TYPED_TEST(RegistryTest, deathRemovesTheClientAndItsRecordWithinItsNotification) {
+TYPED_TEST(RegistryTest, DeathRemovesTheClientAndItsRecordWithinItsNotification) {
     const auto client = this->make();
     const auto other = this->make();
     EXPECT_EQ("ok", this->add(-16, client));
@@ -150,7 +150,7 @@ TYPED_TEST(RegistryTest, deathRemovesTheClientAndItsRecordWithinItsNotification)
     this->expectEvents(client, 1);
 }
 
-TYPED_TEST(RegistryTest, aNotificationUnderWayDoesNothingOnceItsRegistrationHasLetGo) {
+TYPED_TEST(RegistryTest, ANotificationUnderWayDoesNothingOnceItsRegistrationHasLetGo) {
     const auto client = this->make();
     const auto next = this->make();
     EXPECT_EQ("ok", this->add(1, client));
@@ -175,7 +175,7 @@ TYPED_TEST(RegistryTest, aNotificationUnderWayDoesNothingOnceItsRegistrationHasL
 }
 
 // The line is written before the lock is taken: there a notification can be held.
-TYPED_TEST(RegistryTest, aNotificationThatWaitsForTheLockRemovesNoLaterClient) {
+TYPED_TEST(RegistryTest, ANotificationThatWaitsForTheLockRemovesNoLaterClient) {
     const auto client = this->make();
     const auto next = this->make();
     EXPECT_EQ("ok", this->add(1, client));
@@ -185,7 +185,7 @@ TYPED_TEST(RegistryTest, aNotificationThatWaitsForTheLockRemovesNoLaterClient) {
     this->expectEvents(next, 1);
 }
 
-TYPED_TEST(RegistryTest, withoutTheLibraryNothingIsRegisteredOrLogged) {
+TYPED_TEST(RegistryTest, WithoutTheLibraryNothingIsRegisteredOrLogged) {
     EXPECT_EQ("unknown", told(((*this->mDegraded).*TypeParam::kAdd)(1, this->make())));
     EXPECT_EQ("unknown", told(((*this->mDegraded).*TypeParam::kAdd)(1, nullptr)));
     EXPECT_EQ(this->mSpy.recipients(), 0u);
@@ -200,7 +200,7 @@ class BothKindsTest : public ServiceTest {
     vela::test::LogCapture mLog;
 };
 
-TEST_F(BothKindsTest, oneIdentifierMayNameOneOfEachAndEachDiesAlone) {
+TEST_F(BothKindsTest, OneIdentifierMayNameOneOfEachAndEachDiesAlone) {
     const auto callback = makeClient<MockCallback>();
     const auto client = makeClient<MockSoftClient>();
     const ndk::SpAIBinder binders[] = {callback->asBinder(), client->asBinder()};
@@ -221,7 +221,7 @@ TEST_F(BothKindsTest, oneIdentifierMayNameOneOfEachAndEachDiesAlone) {
 }
 
 // Meant for the sanitizers.
-TEST_F(BothKindsTest, registrationsNotificationsAndEventsMayOverlap) {
+TEST_F(BothKindsTest, RegistrationsNotificationsAndEventsMayOverlap) {
     const auto callback = makeClient<MockCallback>();
     const auto client = makeClient<MockSoftClient>();
     const auto source = library();
@@ -246,7 +246,7 @@ TEST_F(BothKindsTest, registrationsNotificationsAndEventsMayOverlap) {
 }
 
 // Meant for the sanitizers, too: the last owner goes while notifications run.
-TEST_F(BothKindsTest, notificationsMayOverlapWithTheEndOfTheService) {
+TEST_F(BothKindsTest, NotificationsMayOverlapWithTheEndOfTheService) {
     for (int round = 0; round < 100; ++round) {
         std::promise<void> begun;
         auto last = ndk::SharedRefBase::make<VelaDefault>();

@@ -17,7 +17,7 @@ using V = VelaDefault;
 
 using RequestsTest = ServiceTest;
 
-TEST_F(RequestsTest, setAndBufferAreOkWhateverTheLibraryAnswers) {
+TEST_F(RequestsTest, SetAndBufferAreOkWhateverTheLibraryAnswers) {
     for (const int32_t result : {0, 7, -1, INT32_MIN}) {
         EXPECT_CALL(*mChip, velaConfigureSet(-3, Library::hidl_vec<int>({4, -5})))
                 .WillOnce(Return(Library::Return<int32_t>(result)));
@@ -35,7 +35,7 @@ TEST_F(RequestsTest, setAndBufferAreOkWhateverTheLibraryAnswers) {
     }
 }
 
-TEST_F(RequestsTest, answersReachTheCallerUnlessTheyAreRefusals) {
+TEST_F(RequestsTest, AnswersReachTheCallerUnlessTheyAreRefusals) {
     const std::string request("a\0b", 3);
     const Library::hidl_string reply("\0c\0", 3);
     EXPECT_CALL(*mChip, velaConfigureGet(2, Library::hidl_vec<int>({1, 2, 3}), _))
@@ -67,7 +67,7 @@ TEST_F(RequestsTest, answersReachTheCallerUnlessTheyAreRefusals) {
     expectAnswers("-1 { 77 }", "-1 \"M\"", "-1 { 'M' (77, 0x4D) }");
 }
 
-TEST_F(RequestsTest, panelAccessTakesTheLowEightBits) {
+TEST_F(RequestsTest, PanelAccessTakesTheLowEightBits) {
     const std::pair<int32_t, uint8_t> kCases[] = {{255, 255}, {256, 0},       {300, 44},
                                                   {-1, 255},  {INT32_MIN, 0}, {INT32_MAX, 255}};
     for (const auto& [wide, narrow] : kCases) {
@@ -82,7 +82,7 @@ TEST_F(RequestsTest, panelAccessTakesTheLowEightBits) {
     }
 }
 
-TEST_F(RequestsTest, failWithoutTheLibraryAndLeaveTheOutParameterAlone) {
+TEST_F(RequestsTest, FailWithoutTheLibraryAndLeaveTheOutParameterAlone) {
     EXPECT_EQ("-1 77", ask(*mDegraded, &V::velaConfigureSet));
     EXPECT_EQ("-1 { 77 }", ask(*mDegraded, &V::velaConfigureGet));
     EXPECT_EQ("-1 \"M\"", ask(*mDegraded, &V::velaConfigureBatch));
@@ -105,7 +105,7 @@ std::vector<std::string> dumped(VelaDefault& service) {
     return writes;
 }
 
-TEST_F(RequestsTest, dumpWritesTheLibrarysTextAtOnce) {
+TEST_F(RequestsTest, DumpWritesTheLibrarysTextAtOnce) {
     const std::string text("line\nzero\0end", 13);
     EXPECT_CALL(*mChip, getDumpString(0, _))
             .WillOnce([&](uint64_t, const auto& result) {
@@ -122,7 +122,7 @@ TEST_F(RequestsTest, dumpWritesTheLibrarysTextAtOnce) {
     EXPECT_THAT(dumped(*mDegraded), ElementsAre("Vela service library loaded failed"));
 }
 
-TEST_F(RequestsTest, composerClientsAreFreshAndBoundToTheLibrary) {
+TEST_F(RequestsTest, ComposerClientsAreFreshAndBoundToTheLibrary) {
     std::shared_ptr<IVelaComposerClient> first;
     std::shared_ptr<IVelaComposerClient> second;
     EXPECT_EQ("ok", told(mService->createComposerClient(&first)));

@@ -13,7 +13,7 @@ using android::hardware::hidl_string;
 using android::hardware::hidl_vec;
 using Values = std::vector<int32_t>;
 
-TEST(AnswerTest, keepsTheValuesOfAStatusThatIsNotNegative) {
+TEST(AnswerTest, KeepsTheValuesOfAStatusThatIsNotNegative) {
     const struct {
         std::vector<std::pair<int32_t, Values>> calls;
         std::string told;
@@ -41,7 +41,7 @@ TEST(AnswerTest, keepsTheValuesOfAStatusThatIsNotNegative) {
     }
 }
 
-TEST(ConvertTest, copiesBothWaysAndGivesAnEmptyVectorNoBuffer) {
+TEST(ConvertTest, CopiesBothWaysAndGivesAnEmptyVectorNoBuffer) {
     Values out = {1};
     for (const Values& values : {Values{INT32_MIN, -1, 0, INT32_MAX}, Values()}) {
         EXPECT_EQ(toHidl(values).data() == nullptr, values.empty());

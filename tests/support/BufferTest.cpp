@@ -14,7 +14,7 @@ using testing::_;
 
 using BufferTest = vela::test::ChipTest;
 
-TEST_F(BufferTest, closesTheDescriptorThatTheCallerGoesOnNamingAndKeepsTheHandle) {
+TEST_F(BufferTest, ClosesTheDescriptorThatTheCallerGoesOnNamingAndKeepsTheHandle) {
     ndk::ScopedFileDescriptor fd(open("/dev/null", O_RDONLY));
     const int number = fd.get();
     const native_handle_t* kept = nullptr;
@@ -39,7 +39,7 @@ TEST_F(BufferTest, closesTheDescriptorThatTheCallerGoesOnNamingAndKeepsTheHandle
     EXPECT_EQ(spy.syslogLines().size(), 1u) << "the caller's own close is the second one";
 }
 
-TEST_F(BufferTest, passesTheAbsenceOfADescriptorOn) {
+TEST_F(BufferTest, PassesTheAbsenceOfADescriptorOn) {
     EXPECT_CALL(*mChip, velaConfigureBuffer)
             .WillOnce([&](int, uint64_t, const hidl_handle& handle, uint32_t) {
                 return handle->data[0];

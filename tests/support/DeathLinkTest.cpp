@@ -37,7 +37,7 @@ class DeathLinkTest : public testing::Test {
     DeathLink::Held<Record> mRecord{new Record};
 };
 
-TEST_F(DeathLinkTest, isItsOwnCookieAndFreedWhenBothHaveLetGo) {
+TEST_F(DeathLinkTest, IsItsOwnCookieAndFreedWhenBothHaveLetGo) {
     {
         vela::test::DeathSpy spy;
         mRecord->link(mClient);
@@ -66,7 +66,7 @@ TEST_F(DeathLinkTest, isItsOwnCookieAndFreedWhenBothHaveLetGo) {
     EXPECT_EQ(gRecords, 0);
 }
 
-TEST_F(DeathLinkTest, isFreedWhereNoLinkIsMade) {
+TEST_F(DeathLinkTest, IsFreedWhereNoLinkIsMade) {
     // The platform refuses the first, the second has no binder, the third is none.
     const std::shared_ptr<ndk::ICInterface> kClients[] = {
             mClient, ndk::SharedRefBase::make<display::IVelaCallbackDefault>(), nullptr};

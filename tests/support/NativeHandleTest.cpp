@@ -38,13 +38,13 @@ NativeHandle recordOf(const std::vector<int>& fds, std::vector<int32_t> ints = {
     return record;
 }
 
-TEST(NativeHandleTest, emptyMeansNeitherDescriptorsNorIntegers) {
+TEST(NativeHandleTest, EmptyMeansNeitherDescriptorsNorIntegers) {
     EXPECT_TRUE(isAidlNativeHandleEmpty({}));
     EXPECT_FALSE(isAidlNativeHandleEmpty(recordOf({-1})));
     EXPECT_FALSE(isAidlNativeHandleEmpty(recordOf({}, {0})));
 }
 
-TEST(NativeHandleTest, recordsBecomeHandlesWithTheirNumbersOrDuplicates) {
+TEST(NativeHandleTest, RecordsBecomeHandlesWithTheirNumbersOrDuplicates) {
     const int first = openNull();
     const int last = openNull();
     native_handle_t* made = nullptr;
@@ -77,7 +77,7 @@ TEST(NativeHandleTest, recordsBecomeHandlesWithTheirNumbersOrDuplicates) {
     EXPECT_EQ(dupFromAidl(tooMany), nullptr);
 }
 
-TEST(NativeHandleTest, handlesBecomeRecordsThatOwnTheirNumbersOrDuplicates) {
+TEST(NativeHandleTest, HandlesBecomeRecordsThatOwnTheirNumbersOrDuplicates) {
     native_handle_t* handle = native_handle_create(2, 3);
     const int number = openNull();
     const int data[] = {number, -1, 1, 2, 3};
@@ -104,7 +104,7 @@ TEST(NativeHandleTest, handlesBecomeRecordsThatOwnTheirNumbersOrDuplicates) {
     native_handle_delete(handle);
 }
 
-TEST(NativeHandleTest, aRecordReportsAFailedClose) {
+TEST(NativeHandleTest, ARecordReportsAFailedClose) {
     const int fd = openNull();
     close(fd);
     const vela::test::SystemSpy spy;

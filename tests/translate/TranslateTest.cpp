@@ -98,7 +98,7 @@ void check(Lists lists, const Road& road = straight) {
     }
 }
 
-TEST(HidlToAidlTest, everyFieldArrives) {
+TEST(HidlToAidlTest, EveryFieldArrives) {
     const auto value2Dropped = dropping({"value2"});
     const auto nestedValue2Dropped = dropping({"layerBuffer.value2"});
     check<V1_1::DisplayConfigVariableInfo, display::DisplayConfigVariableInfo>(Lists::kAppended);
@@ -119,7 +119,7 @@ TEST(HidlToAidlTest, everyFieldArrives) {
                                                                merging("list3", "list2"));
 }
 
-TEST(AidlToHidlTest, everyFieldArrives) {
+TEST(AidlToHidlTest, EveryFieldArrives) {
     const auto bufferExtension = dropping({"value7", "value8"});
     const auto nestedExtension = dropping({"bufferInfo.value7", "bufferInfo.value8"});
     const auto layerExtension =
@@ -140,7 +140,7 @@ TEST(AidlToHidlTest, everyFieldArrives) {
 
 // The interface's records carry no native handle. Layers that a shorter stack keeps are kept by
 // move.
-TEST(AidlToHidlTest, nativeHandlesStayWhereTheyAre) {
+TEST(AidlToHidlTest, NativeHandlesStayWhereTheyAre) {
     native_handle_t* const handle = native_handle_create(0, 1);
     V1_1::LayerStack stack;
     stack.layers.resize(3);
