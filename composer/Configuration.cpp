@@ -1,16 +1,17 @@
+#include "composer/VelaComposerClient.h"
+
 #include <cstdint>
 #include <string>
 #include <vector>
 
 #include <android/binder_auto_utils.h>
 
-#include "composer/VelaComposerClient.h"
 #include "support/Answer.h"
 #include "support/Buffer.h"
 #include "support/Convert.h"
 #include "support/Status.h"
 
-// Any type is passed on, named by the interface or not: only the library knows which there are.
+// Any type is passed on, named by the interface or not.
 
 namespace aidl::vendor::lumenforge::hardware::display {
 
@@ -22,26 +23,27 @@ using lmfg::support::toHidl;
 
 ndk::ScopedAStatus VelaComposerClient::configureValues(VendorConfig type,
                                                        const std::vector<int32_t>& values,
-                                                       std::vector<int32_t>* result) {
+                                                       std::vector<int32_t>* out) {
     if (mService == nullptr) return serviceError(kLibraryAbsent);
     if (values.empty()) {
         Answer<std::vector<int32_t>> answer;
-        mService->velaConfigureGet(static_cast<int>(type), {}, answer.receiver());
-        return answer.moveTo(result);
+        (void)mService->velaConfigureGet(static_cast<int>(type), {}, answer.receiver());
+        return answer.moveTo(out);
     }
-    // Deliberately unlike the main service's: a compositor sees the library's refusal as an error.
-    const int32_t status = mService->velaConfigureSet(static_cast<int>(type), toHidl(values));
-    if (status >= 0) result->assign(1, status);
-    return fromLibrary(status);
+    // Deliberately unlike the main service's: a negative code is an error here.
+    const int32_t code = mService->velaConfigureSet(static_cast<int>(type), toHidl(values));
+    ndk::ScopedAStatus status = fromLibrary(code);
+    if (status.isOk()) out->assign(1, code);
+    return status;
 }
 
 ndk::ScopedAStatus VelaComposerClient::configureBatch(VendorConfig type, const std::string& request,
-                                                      std::string* reply) {
-    // Deliberately not kept for later, as the main service keeps some: a compositor asks again.
+                                                      std::string* out) {
+    // Deliberately not kept for later, unlike the main service's.
     if (mService == nullptr) return serviceError(kLibraryAbsent);
     Answer<std::string> answer;
-    mService->velaConfigureBatch(static_cast<int>(type), toHidl(request), answer.receiver());
-    return answer.moveTo(reply);
+    (void)mService->velaConfigureBatch(static_cast<int>(type), toHidl(request), answer.receiver());
+    return answer.moveTo(out);
 }
 
 ndk::ScopedAStatus VelaComposerClient::configureBuffer(VendorConfig type, int64_t param,

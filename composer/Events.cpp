@@ -1,3 +1,5 @@
+#include "composer/VelaComposerClient.h"
+
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -6,12 +8,18 @@
 
 #include <android/binder_auto_utils.h>
 
-#include "composer/VelaComposerClient.h"
+#include "servicelib/VelaService.h"
 
-// Statuses of the callback are dropped unexamined: an unreachable compositor leaves through its
-// death notification and by no other road.
+// Statuses of the callback are dropped unexamined: a callback leaves only by its death
+// notification.
 
 namespace aidl::vendor::lumenforge::hardware::display {
+
+lmfg::VelaContentSamples VelaComposerClient::noSamples() {
+    lmfg::VelaContentSamples result;
+    result.value1 = -1;
+    return result;
+}
 
 std::shared_ptr<IVelaComposerCallback> VelaComposerClient::currentCallback() {
     const std::lock_guard lock(mLock);
@@ -22,30 +30,31 @@ std::vector<int32_t> VelaComposerClient::onConfigChanged(int64_t display, int32_
                                                          const std::vector<int32_t>& values) {
     std::vector<int32_t> result;
     if (const auto callback = currentCallback()) {
-        callback->onConfigChanged(display, config, values, &result);
+        (void)callback->onConfigChanged(display, config, values, &result);
     }
     return result;
 }
 
 void VelaComposerClient::onRefreshRequested(int64_t display) {
-    if (const auto callback = currentCallback()) callback->onRefreshRequested(display);
+    if (const auto callback = currentCallback()) (void)callback->onRefreshRequested(display);
 }
 
 void VelaComposerClient::onDisplayPowerChanged(int64_t display, int32_t mode) {
-    if (const auto callback = currentCallback()) callback->onDisplayPowerChanged(display, mode);
+    if (const auto callback = currentCallback()) {
+        (void)callback->onDisplayPowerChanged(display, mode);
+    }
 }
 
 lmfg::VelaContentSamples VelaComposerClient::onContentSamplingRequested(int64_t display,
                                                                         int32_t value1,
                                                                         int64_t value2) {
-    lmfg::VelaContentSamples result;
-    result.value1 = -1;
     const auto callback = currentCallback();
-    if (!callback) return result;
+    if (callback == nullptr) return noSamples();
     ContentSamples samples;
-    callback->onContentSamplingRequested(display, value1, value2, &samples);
+    (void)callback->onContentSamplingRequested(display, value1, value2, &samples);
     // A negative leading value means that there are none, whatever the lists hold.
-    if (samples.value1 < 0) return result;
+    if (samples.value1 < 0) return noSamples();
+    lmfg::VelaContentSamples result;
     result.value1 = samples.value1;
     result.list1 = std::move(samples.list1);
     result.list2 = std::move(samples.list2);

@@ -1,3 +1,5 @@
+#include "composer/VelaComposerClient.h"
+
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -5,13 +7,11 @@
 #include <android/binder_auto_utils.h>
 #include <hardware/hwcomposer_defs.h>
 
-#include "composer/VelaComposerClient.h"
 #include "support/Status.h"
 #include "translate/AidlToHidl.h"
 
 // What an operation answers without a library differs from one to the next, and which of its
-// arguments reach the library does too. Both are deliberate throughout: compositors and the library
-// are matched to each other through exactly these forwards.
+// arguments reach the library does too. Both are deliberate throughout.
 
 namespace aidl::vendor::lumenforge::hardware::display {
 
@@ -37,7 +37,7 @@ hwc_rect toHwcRect(const HwcRect& rect) {
 ndk::ScopedAStatus VelaComposerClient::buildLayerStack(int64_t display, const LayerStack& stack) {
     if (mService == nullptr) return unknownError();
     V1_1::LayerStack record;
-    lmfg::a2h::translate(stack, &record);
+    (void)lmfg::a2h::translate(stack, &record);
     mService->buildLayerStack(static_cast<int>(display), record);
     return ok();
 }
@@ -49,21 +49,21 @@ ndk::ScopedAStatus VelaComposerClient::changeLayerType(int64_t layer, int64_t ty
 }
 
 ndk::ScopedAStatus VelaComposerClient::commitLayerStack(int64_t display, int32_t flags,
-                                                        int32_t* result) {
+                                                        int32_t* out) {
     if (mService == nullptr) return serviceError(kLibraryAbsent);
-    *result = mService->CommitLayerStack(static_cast<int>(display), flags != 0);
+    *out = mService->CommitLayerStack(static_cast<int>(display), flags != 0);
     return ok();
 }
 
-ndk::ScopedAStatus VelaComposerClient::configureVelaMaxcll(int32_t value, int32_t* result) {
+ndk::ScopedAStatus VelaComposerClient::configureVelaMaxcll(int32_t value, int32_t* out) {
     if (mService == nullptr) return serviceError(kLibraryAbsent);
-    *result = mService->configureVelaMaxcll(value);
+    *out = mService->configureVelaMaxcll(value);
     return ok();
 }
 
 ndk::ScopedAStatus VelaComposerClient::createLayer(int64_t display, int64_t layer) {
     if (mService == nullptr) return unknownError();
-    // The swap is deliberate: the library wants the layer first.
+    // The swap is deliberate.
     mService->CreateLayer(static_cast<uint64_t>(layer), static_cast<int>(display));
     return ok();
 }
@@ -76,34 +76,34 @@ ndk::ScopedAStatus VelaComposerClient::destroyLayer(int64_t /*display*/, int64_t
 
 ndk::ScopedAStatus VelaComposerClient::enableSecondaryDisplay(bool enable) {
     if (mService == nullptr) return unknownError();
-    // Deliberately on only: switching the display off is not for a compositor to ask.
+    // Deliberately on only: a composer client never switches the display off.
     if (enable) mService->enableSecondaryDisplay(true);
     return ok();
 }
 
 ndk::ScopedAStatus VelaComposerClient::handleDisplayEvent(int64_t display, int32_t event,
-                                                          int32_t value, int32_t* result) {
+                                                          int32_t value, int32_t* out) {
     if (mService == nullptr) return serviceError(kLibraryAbsent);
-    *result = mService->handleDisplayEvent(static_cast<uint64_t>(display), event, value);
+    *out = mService->handleDisplayEvent(static_cast<uint64_t>(display), event, value);
     return ok();
 }
 
-ndk::ScopedAStatus VelaComposerClient::present(int64_t display, int32_t* result) {
+ndk::ScopedAStatus VelaComposerClient::present(int64_t display, int32_t* out) {
     if (mService == nullptr) {
-        // Deliberately no error: a compositor goes on with its frames where the chip is missing.
-        *result = 1;
+        // Deliberately no error.
+        *out = 1;
         return ok();
     }
     const bool presented =
             display == kSecondPresentDisplay ? mService->Present2nd() : mService->Present();
-    *result = presented ? 1 : 0;
+    *out = presented ? 1 : 0;
     return ok();
 }
 
-ndk::ScopedAStatus VelaComposerClient::presentDisplay(int64_t display, int32_t* result) {
+ndk::ScopedAStatus VelaComposerClient::presentDisplay(int64_t display, int32_t* out) {
     if (mService == nullptr) return serviceError(kLibraryAbsent);
-    // The library presents the primary display only; for the others there is deliberately success.
-    *result = display == kPrimaryDisplay ? mService->PresentDisplay() : 0;
+    // Deliberately success, without asking the library, for any other display.
+    *out = display == kPrimaryDisplay ? mService->PresentDisplay() : 0;
     return ok();
 }
 
@@ -117,7 +117,7 @@ ndk::ScopedAStatus VelaComposerClient::setActiveConfig(int64_t /*display*/,
                                                        const DisplayConfigVariableInfo& config) {
     if (mService == nullptr) return unknownError();
     V1_1::DisplayConfigVariableInfo record;
-    lmfg::a2h::translate(config, &record);
+    (void)lmfg::a2h::translate(config, &record);
     mService->setActiveConfig(record);
     return ok();
 }
@@ -130,15 +130,15 @@ ndk::ScopedAStatus VelaComposerClient::setClientTarget(int64_t /*display*/, int3
 
 ndk::ScopedAStatus VelaComposerClient::setColorModeWithRenderIntent(int64_t /*display*/,
                                                                     int32_t mode, int32_t intent,
-                                                                    int32_t* result) {
+                                                                    int32_t* out) {
     if (mService == nullptr) return serviceError(kLibraryAbsent);
-    *result = mService->SetColorModeWithRenderIntent(mode, intent);
+    *out = mService->SetColorModeWithRenderIntent(mode, intent);
     return ok();
 }
 
 ndk::ScopedAStatus VelaComposerClient::setDisplayConnected(int64_t display, bool connected) {
     if (mService == nullptr) return unknownError();
-    // Other displays are always connected, so there is deliberately nothing to tell, and no error.
+    // Deliberately no error, and nothing to tell the library, for any other display.
     if (display == kPluggableDisplay) mService->SetPluggableDisplayConnected(connected);
     if (display == kVirtualDisplay) mService->SetVirtualDisplayConnected(connected);
     return ok();
@@ -148,7 +148,7 @@ ndk::ScopedAStatus VelaComposerClient::setLayerBuffer(int64_t display, int64_t l
                                                       const BufferInfo& buffer) {
     if (mService == nullptr) return unknownError();
     V1_1::BufferInfo record;
-    lmfg::a2h::translate(buffer, &record);
+    (void)lmfg::a2h::translate(buffer, &record);
     mService->setLayerBuffer(static_cast<uint64_t>(display), static_cast<uint64_t>(layer), record);
     return ok();
 }
@@ -201,32 +201,31 @@ ndk::ScopedAStatus VelaComposerClient::setLayerZOrder(int64_t /*display*/, int64
     return ok();
 }
 
-ndk::ScopedAStatus VelaComposerClient::setOsdAutoRefresh(int32_t enable, int32_t* result) {
+ndk::ScopedAStatus VelaComposerClient::setOsdAutoRefresh(int32_t enable, int32_t* out) {
     if (mService == nullptr) return serviceError(kLibraryAbsent);
-    *result = mService->setOsdAutoRefresh(enable);
+    *out = mService->setOsdAutoRefresh(enable);
     return ok();
 }
 
 ndk::ScopedAStatus VelaComposerClient::setPowerMode(int64_t /*display*/, int32_t mode,
-                                                    bool /*first*/, bool second, int32_t* result) {
+                                                    bool /*first*/, bool second, int32_t* out) {
     if (mService == nullptr) return serviceError(kLibraryAbsent);
-    // The library takes the second flag as a bit of the mode, knows nothing of the first, and its
-    // answer deliberately does not count.
+    // The second flag travels as a bit of the mode; the first is deliberately dropped.
     constexpr int kSecondFlag = 0x100;
     mService->SetPowerMode(second ? mode | kSecondFlag : mode);
-    *result = 0;
+    *out = 0;
     return ok();
 }
 
 ndk::ScopedAStatus VelaComposerClient::setColorTransform(const std::vector<float>& matrix,
-                                                         int32_t* result) {
+                                                         int32_t* out) {
     if (mService == nullptr) return serviceError(kLibraryAbsent);
-    *result = mService->SetColorTransform(matrix);
+    *out = mService->SetColorTransform(matrix);
     return ok();
 }
 
 ndk::ScopedAStatus VelaComposerClient::configureVelaHdrMode(int32_t /*mode*/) {
-    // Deliberately never forwarded: the mode is the library's own to choose.
+    // Deliberately never forwarded.
     return unknownError();
 }
 

@@ -1,3 +1,5 @@
+#include "composer/VelaComposerClient.h"
+
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -5,48 +7,46 @@
 #include <vector>
 
 #include <android/binder_auto_utils.h>
-#include <android/binder_ibinder.h>
+#include <android/binder_interface_utils.h>
 #include <android/log.h>
 
-#include "composer/VelaComposerClient.h"
+#include "servicelib/VelaService.h"
 #include "support/DeathLink.h"
 #include "support/Log.h"
 #include "support/Status.h"
 
 namespace aidl::vendor::lumenforge::hardware::display {
 
-// The death link of the registered callback; its address is the link's cookie.
-//
-// A compositor's death brings two things at once on two threads: the notification, and the end of
-// the client object whose last owner the compositor was. The object deletes its recipient without
-// unlinking, so a notification under way may come too late: it finds either no record or an owner
-// that is gone, and does nothing.
-struct VelaComposerClient::AidlDeathRecipient {
+using lmfg::support::DeathLink;
+using lmfg::support::kLogRegistration;
+using lmfg::support::kLogTag;
+using lmfg::support::ok;
+using lmfg::support::unknownError;
+
+/** The death link of the registered callback. */
+struct VelaComposerClient::AidlDeathRecipient : DeathLink {
     explicit AidlDeathRecipient(std::weak_ptr<VelaComposerClient> client)
-        : owner(std::move(client)), recipient(AIBinder_DeathRecipient_new(onBinderDied)) {}
+        : DeathLink(onBinderDied), owner(std::move(client)) {}
 
     static void onBinderDied(void* cookie) {
-        std::weak_ptr<VelaComposerClient> owner;
-        lmfg::support::LiveRecord::read<AidlDeathRecipient>(
-                cookie, [&owner](const AidlDeathRecipient& record) { owner = record.owner; });
-        if (const auto client = owner.lock()) client->handleAidlDeath();
+        const auto* record = fromCookie<AidlDeathRecipient>(cookie);
+        if (record == nullptr) return;
+        if (const auto client = record->owner.lock()) client->dropCallback(record);
     }
 
     const std::weak_ptr<VelaComposerClient> owner;
-    const ndk::ScopedAIBinder_DeathRecipient recipient;
-    const lmfg::support::LiveRecord live{this};
 };
 
 VelaComposerClient::VelaComposerClient() = default;
 
-// The closures deliberately stay with the library: the next client's registration replaces them,
-// and withdrawing them here would take away that client's.
+// The closures deliberately stay with the library until the next client's replace them, and the
+// callback's link ends with its recipient, deliberately without being unlinked.
 VelaComposerClient::~VelaComposerClient() = default;
 
 void VelaComposerClient::init(lmfg::VelaService* service) {
     mService = service;
     if (service == nullptr) return;
-    // A closure that finds the object gone answers as the object does without a callback.
+    // A closure that finds the object gone gives the answer of an object without a callback.
     const std::weak_ptr<VelaComposerClient> weak = ref<VelaComposerClient>();
     service->registerComposerCallback(
             [weak](int64_t display, int config, const std::vector<int>& values) {
@@ -62,45 +62,47 @@ void VelaComposerClient::init(lmfg::VelaService* service) {
             [weak](int64_t display, int value1, int64_t value2) {
                 const auto self = weak.lock();
                 return self ? self->onContentSamplingRequested(display, value1, value2)
-                            : lmfg::VelaContentSamples();
+                            : noSamples();
             });
 }
 
 ndk::ScopedAStatus VelaComposerClient::registerCallback(
         const std::shared_ptr<IVelaComposerCallback>& callback) {
-    if (mService == nullptr) return lmfg::support::unknownError();
-    if (mLogMask & lmfg::support::kLogRegistration) {
-        __android_log_print(ANDROID_LOG_DEBUG, lmfg::support::kLogTag, "Register callback: %p",
+    if (mService == nullptr) return unknownError();
+    if (mLogMask & kLogRegistration) {
+        __android_log_print(ANDROID_LOG_DEBUG, kLogTag, "Register callback: %p",
                             static_cast<void*>(callback.get()));
     }
     const std::lock_guard lock(mLock);
-    // Deliberately no unregistration: a compositor keeps its callback until it dies.
-    if (!callback) return lmfg::support::ok();
+    // Deliberately no unregistration: an earlier callback stays.
+    if (callback == nullptr) return ok();
     unlinkCallback();
+    mDeathRecipient.reset();
     mCallback = callback;
-    // The old record goes only now: a late notification of it must not find the new one in its
-    // place.
-    mDeathRecipient = std::make_unique<AidlDeathRecipient>(ref<VelaComposerClient>());
-    lmfg::support::linkToDeath(mCallback, mDeathRecipient->recipient.get(), mDeathRecipient.get());
-    return lmfg::support::ok();
+    mDeathRecipient.reset(new AidlDeathRecipient(ref<VelaComposerClient>()));
+    mDeathRecipient->link(mCallback);
+    return ok();
 }
 
 void VelaComposerClient::handleAidlDeath() {
-    if (mLogMask & lmfg::support::kLogRegistration) {
-        __android_log_print(ANDROID_LOG_DEBUG, lmfg::support::kLogTag,
+    dropCallback(nullptr);
+}
+
+void VelaComposerClient::dropCallback(const AidlDeathRecipient* notified) {
+    if (mLogMask & kLogRegistration) {
+        __android_log_print(ANDROID_LOG_DEBUG, kLogTag,
                             "Noticed AIDL death of IVelaComposerCallback");
     }
     const std::lock_guard lock(mLock);
+    // The registration may have let go before the lock was taken; another may be in its place.
+    if (notified != nullptr && !notified->isHeld()) return;
     unlinkCallback();
     mCallback.reset();
     mDeathRecipient.reset();
 }
 
 void VelaComposerClient::unlinkCallback() {
-    if (mCallback && mDeathRecipient) {
-        lmfg::support::unlinkToDeath(mCallback, mDeathRecipient->recipient.get(),
-                                     mDeathRecipient.get());
-    }
+    if (mDeathRecipient != nullptr) mDeathRecipient->unlink(mCallback);
 }
 
 }  // namespace aidl::vendor::lumenforge::hardware::display

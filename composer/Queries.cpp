@@ -1,3 +1,5 @@
+#include "composer/VelaComposerClient.h"
+
 #include <cstdint>
 #include <string>
 #include <utility>
@@ -6,7 +8,6 @@
 #include <android/binder_auto_utils.h>
 #include <hidl/HidlSupport.h>
 
-#include "composer/VelaComposerClient.h"
 #include "support/Answer.h"
 #include "support/Convert.h"
 #include "support/Status.h"
@@ -18,6 +19,7 @@ using ::android::hardware::hidl_string;
 using ::android::hardware::hidl_vec;
 using lmfg::support::Answer;
 using lmfg::support::copyOut;
+using lmfg::support::fromLibrary;
 using lmfg::support::kLibraryAbsent;
 using lmfg::support::ok;
 using lmfg::support::serviceError;
@@ -29,65 +31,65 @@ namespace {
 // The translators append to what they find, so the caller's record is replaced by a fresh one.
 template <typename Record, typename Out>
 ndk::ScopedAStatus translateAnswer(const Answer<Record>& answer, Out* out) {
-    if (answer.status() < 0) return serviceError(answer.status());
+    ndk::ScopedAStatus status = fromLibrary(answer.status());
+    if (!status.isOk()) return status;
     Out fresh;
-    lmfg::h2a::translate(answer.value(), &fresh);
+    (void)lmfg::h2a::translate(answer.value(), &fresh);
     *out = std::move(fresh);
-    return ok();
+    return status;
 }
 
 }  // namespace
 
-ndk::ScopedAStatus VelaComposerClient::getCurrentConfig(int64_t /*display*/,
-                                                        VelaFixedConfig* config) {
+ndk::ScopedAStatus VelaComposerClient::getCurrentConfig(int64_t /*display*/, VelaFixedConfig* out) {
     if (mService == nullptr) return serviceError(kLibraryAbsent);
     Answer<V1_1::VelaFixedConfig> answer;
     mService->getCurrentConfig(answer.receiver());
-    return translateAnswer(answer, config);
+    return translateAnswer(answer, out);
 }
 
-ndk::ScopedAStatus VelaComposerClient::getDumpString(int64_t display, std::string* text) {
+ndk::ScopedAStatus VelaComposerClient::getDumpString(int64_t display, std::string* out) {
     if (mService == nullptr) return serviceError(kLibraryAbsent);
     std::string dump;
     mService->getDumpString(static_cast<uint64_t>(display),
                             [&dump](const hidl_string& delivered) { copyOut(delivered, &dump); });
-    *text = std::move(dump);
+    *out = std::move(dump);
     return ok();
 }
 
 ndk::ScopedAStatus VelaComposerClient::getLayerToneMappingLut(int64_t layer, int32_t table,
-                                                              LutData* lut) {
+                                                              LutData* out) {
     if (mService == nullptr) return serviceError(kLibraryAbsent);
     Answer<V1_1::LutData> answer;
     mService->getLayerToneMappingLut(static_cast<uint64_t>(layer), static_cast<uint32_t>(table),
                                      answer.receiver());
-    return translateAnswer(answer, lut);
+    return translateAnswer(answer, out);
 }
 
-ndk::ScopedAStatus VelaComposerClient::getOsdStatus(int32_t which, int32_t* result) {
+ndk::ScopedAStatus VelaComposerClient::getOsdStatus(int32_t which, int32_t* out) {
     if (mService == nullptr) return serviceError(kLibraryAbsent);
     constexpr int32_t kState = 0;
     constexpr int32_t kOverFlow = 1;
     switch (which) {
         case kState:
-            *result = mService->GetOsdState();
+            *out = mService->GetOsdState();
             break;
         case kOverFlow:
-            *result = mService->GetOsdOverFlow();
+            *out = mService->GetOsdOverFlow();
             break;
         default:
-            // Deliberately no error: compositors ask for more than this chip reports.
-            *result = 0;
+            // Deliberately no error; the library is not asked.
+            *out = 0;
     }
     return ok();
 }
 
 ndk::ScopedAStatus VelaComposerClient::updateDisplayBrightness(int64_t display, int32_t brightness,
                                                                const std::vector<int32_t>& values,
-                                                               std::vector<int32_t>* result) {
-    // Deliberately never an error: compositors read the status from the head of the result.
+                                                               std::vector<int32_t>* out) {
+    // Deliberately never an error: the result carries the status.
     if (mService == nullptr) {
-        result->assign(1, kLibraryAbsent);
+        out->assign(1, kLibraryAbsent);
         return ok();
     }
     std::vector<int32_t> collected;
@@ -98,7 +100,7 @@ ndk::ScopedAStatus VelaComposerClient::updateDisplayBrightness(int64_t display, 
                 collected.insert(collected.end(), delivered.data(),
                                  delivered.data() + delivered.size());
             });
-    *result = std::move(collected);
+    *out = std::move(collected);
     return ok();
 }
 

@@ -1,9 +1,14 @@
 #include "service/Entry.h"
 
+#include <cstdint>
+#include <memory>
 #include <string>
-#include <utility>
 
+#include <android/binder_auto_utils.h>
+#include <android/binder_interface_utils.h>
 #include <android/binder_manager.h>
+#include <android/binder_status.h>
+#include <android/log.h>
 
 #include "support/Log.h"
 
@@ -17,7 +22,7 @@ using lmfg::support::kLogTag;
 
 void logRefusal(const std::string& instance, binder_status_t result) {
     __android_log_print(ANDROID_LOG_WARN, kLogTag, "Failed to register %s", instance.c_str());
-    // Deliberately never freed, neither the status nor the text: a refusal ends the start-up.
+    // Deliberately never freed, neither the status nor the text.
     const AStatus* status = AStatus_fromStatus(result);
     __android_log_print(ANDROID_LOG_WARN, kLogTag, "%s", AStatus_getDescription(status));
 }
@@ -25,7 +30,7 @@ void logRefusal(const std::string& instance, binder_status_t result) {
 int32_t registerDefaultInstance() {
     __android_log_print(ANDROID_LOG_DEBUG, kLogTag, "IVela HAL starting up...");
     // A second call's object replaces the first one's closures in the library; the first, when it
-    // goes, deliberately empties them again. Hosts call once.
+    // goes, deliberately empties them again.
     gDefaultInstance = ndk::SharedRefBase::make<VelaDefault>();
     if (gDefaultInstance == nullptr) {
         __android_log_print(ANDROID_LOG_WARN, kLogTag, "Failed to create IVela");

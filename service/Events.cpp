@@ -1,10 +1,19 @@
 #include "service/VelaDefault.h"
 
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include <android/binder_auto_utils.h>
+#include <android/log.h>
+
 #include "support/Log.h"
 
 namespace aidl::vendor::lumenforge::hardware::display {
 
-using namespace lmfg::support;
+using lmfg::support::kLogTag;
+using lmfg::support::kLogTrace;
 
 namespace {
 
@@ -27,8 +36,7 @@ void VelaDefault::onFeatureChanged(int32_t feature, const std::vector<int32_t>& 
     }
     for (const auto& callback : callbacks) {
         trace(mLogMask, callback.get(), "onFeatureChanged");
-        // A dead callback is removed by its death notification; here it only must not stop the
-        // rest.
+        // A callback that fails stops no other; its death notification removes it.
         (void)callback->onFeatureChanged(feature, values);
         trace(mLogMask, callback.get(), "onFeatureChanged - end");
     }
@@ -40,7 +48,7 @@ int32_t VelaDefault::onSoftVelaSetConfig(int64_t id, int32_t config,
     if (client == nullptr) return -1;
     int32_t result = -1;
     trace(mLogMask, client.get(), "setConfig");
-    // A failed call leaves -1, or what the reply held.
+    // Deliberately unexamined: a failed call leaves -1, or what the reply held.
     (void)client->setConfig(id, config, values, &result);
     trace(mLogMask, client.get(), "setConfig - end");
     return result;
@@ -53,16 +61,14 @@ int32_t VelaDefault::onSoftVelaGetConfig(int64_t id, int32_t config,
     if (client == nullptr) return -1;
     trace(mLogMask, client.get(), "getConfig");
     const ndk::ScopedAStatus status = client->getConfig(id, config, values, &out);
-    // Deliberately 0 for a dead client, unlike setConfig: the chip counts only the client's
-    // refusal.
+    // Deliberately 0 for a failure that is not service-specific, a dead client's for one.
     const int32_t result = status.isOk() ? 0 : status.getServiceSpecificError();
     trace(mLogMask, client.get(), "getConfig - end");
     return result;
 }
 
 std::shared_ptr<ISoftVelaClient> VelaDefault::firstSoftClient() {
-    // The identifier that the chip names deliberately selects nothing: the one client that is
-    // asked serves all of them, and is told which was meant.
+    // The identifier that the library names deliberately selects nothing; it is only passed on.
     const std::lock_guard lock(mLock);
     for (const auto& [id, client] : mSoftClients) {
         if (client != nullptr) return client;

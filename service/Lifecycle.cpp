@@ -1,16 +1,24 @@
 #include "service/VelaDefault.h"
 
+#include <cstdint>
+#include <vector>
+
+#include <android/binder_auto_utils.h>
+
+#include "servicelib/VelaService.h"
 #include "support/Log.h"
 #include "support/Status.h"
 
 namespace aidl::vendor::lumenforge::hardware::display {
 
-using namespace lmfg::support;
+using lmfg::support::kLogRegistration;
+using lmfg::support::ok;
+using lmfg::support::unknownError;
 
 VelaDefault::VelaDefault() : mService(lmfg::VelaService::init()), mLogMask(kLogRegistration) {
     if (mService == nullptr) return;
-    // The closures hold plain `this`, deliberately: the object is not shared before it is
-    // constructed, and the destructor withdraws them.
+    // The closures deliberately hold plain `this`: the object is not yet shared. The destructor
+    // withdraws them.
     mService->registerVelaCallback(
             [this](int32_t feature, const std::vector<int32_t>& values) {
                 onFeatureChanged(feature, values);
@@ -31,17 +39,17 @@ VelaDefault::VelaDefault() : mService(lmfg::VelaService::init()), mLogMask(kLogR
 
 VelaDefault::~VelaDefault() {
     if (mService != nullptr) {
-        // This empties what a composer client or a later main service has set, too; kept so.
+        // Deliberately, this empties what a composer client or a later main service has set, too.
         mService->registerVelaCallback({}, {}, {}, {}, {});
         mService->registerSoftVelaClient({}, {}, {});
     }
     mService = nullptr;
     for (const auto& [id, callback] : mCallbacks)
-        unlink(callback, id, mCallbackDeathRecipients);
+        unlink(id, callback, mCallbackDeathRecipients);
     mCallbacks.clear();
     mCallbackDeathRecipients.clear();
     for (const auto& [id, client] : mSoftClients)
-        unlink(client, id, mSoftClientDeathRecipients);
+        unlink(id, client, mSoftClientDeathRecipients);
     mSoftClients.clear();
     mSoftClientDeathRecipients.clear();
 }

@@ -1,12 +1,18 @@
 #include "service/VelaDefault.h"
 
+#include <cstdint>
+#include <string>
 #include <utility>
+#include <vector>
+
+#include <android/binder_auto_utils.h>
 
 #include "support/Status.h"
 
 namespace aidl::vendor::lumenforge::hardware::display {
 
-using namespace lmfg::support;
+using lmfg::support::kComposerOnly;
+using lmfg::support::serviceError;
 
 namespace {
 
@@ -71,7 +77,7 @@ ndk::ScopedAStatus VelaDefault::handleDisplayEvent(int64_t, int32_t, int32_t, in
 }
 
 ndk::ScopedAStatus VelaDefault::present(int64_t, int32_t* out) {
-    // Deliberately 1, unlike the others: the value that presenting gives without a library.
+    // Deliberately 1, unlike every other integer.
     return refuse(out, 1);
 }
 

@@ -1,81 +1,86 @@
 #include "service/VelaDefault.h"
 
+#include <cstdint>
+#include <memory>
+#include <mutex>
 #include <utility>
+
+#include <android/binder_auto_utils.h>
+#include <android/binder_interface_utils.h>
+#include <android/log.h>
 
 #include "support/Log.h"
 #include "support/Status.h"
 
 namespace aidl::vendor::lumenforge::hardware::display {
 
-using namespace lmfg::support;
+using lmfg::support::kLogRegistration;
+using lmfg::support::kLogTag;
+using lmfg::support::ok;
+using lmfg::support::unknownError;
 
 namespace {
 
 constexpr int32_t kCallbackKind = 1;
 constexpr int32_t kSoftClientKind = 2;
 
-/** What the log prints with %lx. */
-unsigned long hex(int64_t id) {
+/** What the log's %lx takes. */
+unsigned long toUnsignedLong(int64_t id) {
     return static_cast<unsigned long>(id);
+}
+
+/** Who is registered under the identifier; null if nobody is. */
+template <typename Clients>
+typename Clients::mapped_type registered(int64_t id, const Clients& clients) {
+    const auto found = clients.find(id);
+    return found == clients.end() ? nullptr : found->second;
 }
 
 }  // namespace
 
 VelaDefault::AidlDeathRecipient::AidlDeathRecipient(std::weak_ptr<VelaDefault> weakOwner,
                                                     int32_t clientKind, int64_t clientId)
-    : owner(std::move(weakOwner)),
-      recipient(AIBinder_DeathRecipient_new(onBinderDied)),
-      kind(clientKind),
-      id(clientId),
-      live(this) {}
+    : DeathLink(onBinderDied), owner(std::move(weakOwner)), kind(clientKind), id(clientId) {}
 
 void VelaDefault::AidlDeathRecipient::onBinderDied(void* cookie) {
-    // Everything is copied first: handling the death destroys the record.
-    std::shared_ptr<VelaDefault> owner;
-    int32_t kind = 0;
-    int64_t id = 0;
-    LiveRecord::read<AidlDeathRecipient>(cookie, [&](const AidlDeathRecipient& record) {
-        owner = record.owner.lock();
-        kind = record.kind;
-        id = record.id;
-    });
-    if (owner != nullptr) owner->handleAidlDeath(kind, id);
+    const auto* record = fromCookie<AidlDeathRecipient>(cookie);
+    if (record == nullptr) return;
+    if (const auto service = record->owner.lock()) {
+        service->forgetDead(record->kind, record->id, record);
+    }
 }
 
-void VelaDefault::unlink(const std::shared_ptr<ndk::ICInterface>& client, int64_t id,
+void VelaDefault::unlink(int64_t id, const std::shared_ptr<ndk::ICInterface>& client,
                          const DeathRecipients& recipients) {
-    const auto found = recipients.find(id);
-    if (found == recipients.end()) return;
-    AidlDeathRecipient* record = found->second.get();
-    unlinkToDeath(client, record->recipient.get(), record);
+    if (const auto found = recipients.find(id); found != recipients.end()) {
+        found->second->unlink(client);
+    }
 }
 
 template <typename Client>
 void VelaDefault::replace(int32_t kind, int64_t id, const std::shared_ptr<Client>& client,
                           Clients<Client>& clients, DeathRecipients& recipients) {
-    if (const auto previous = clients.find(id); previous != clients.end()) {
-        unlink(previous->second, id, recipients);
-    }
-    if (client == nullptr) {
-        clients.erase(id);
-        recipients.erase(id);
-        return;
-    }
+    if (client == nullptr) return forget(id, clients, recipients);
+    unlink(id, registered(id, clients), recipients);
     clients[id] = client;
-    // Made before the previous record goes: a late notification of that one must not find this one
-    // at its address.
-    auto made = std::make_unique<AidlDeathRecipient>(ref<VelaDefault>(), kind, id);
     auto& record = recipients[id];
-    record = std::move(made);
-    linkToDeath(client, record->recipient.get(), record.get());
+    record.reset(new AidlDeathRecipient(ref<VelaDefault>(), kind, id));
+    record->link(client);
+}
+
+template <typename Client>
+void VelaDefault::forget(int64_t id, Clients<Client>& clients, DeathRecipients& recipients) {
+    unlink(id, registered(id, clients), recipients);
+    clients.erase(id);
+    recipients.erase(id);
 }
 
 ndk::ScopedAStatus VelaDefault::registerCallback(int64_t id,
                                                  const std::shared_ptr<IVelaCallback>& callback) {
     if (mService == nullptr) return unknownError();
     if (mLogMask & kLogRegistration) {
-        __android_log_print(ANDROID_LOG_DEBUG, kLogTag, "Register callback: 0x%lx,%p", hex(id),
-                            static_cast<void*>(callback.get()));
+        __android_log_print(ANDROID_LOG_DEBUG, kLogTag, "Register callback: 0x%lx,%p",
+                            toUnsignedLong(id), static_cast<void*>(callback.get()));
     }
     const std::lock_guard lock(mLock);
     replace(kCallbackKind, id, callback, mCallbacks, mCallbackDeathRecipients);
@@ -87,7 +92,7 @@ ndk::ScopedAStatus VelaDefault::registerSoftVelaClient(
     if (mService == nullptr) return unknownError();
     if (mLogMask & kLogRegistration) {
         __android_log_print(ANDROID_LOG_DEBUG, kLogTag, "Register soft vela client: 0x%lx,%p",
-                            hex(id), static_cast<void*>(client.get()));
+                            toUnsignedLong(id), static_cast<void*>(client.get()));
     }
     const std::lock_guard lock(mLock);
     replace(kSoftClientKind, id, client, mSoftClients, mSoftClientDeathRecipients);
@@ -95,17 +100,23 @@ ndk::ScopedAStatus VelaDefault::registerSoftVelaClient(
 }
 
 void VelaDefault::handleAidlDeath(int32_t kind, int64_t id) {
+    forgetDead(kind, id, nullptr);
+}
+
+void VelaDefault::forgetDead(int32_t kind, int64_t id, const AidlDeathRecipient* notified) {
     if (kind != kCallbackKind && kind != kSoftClientKind) return;
     const bool isCallback = kind == kCallbackKind;
     if (mLogMask & kLogRegistration) {
         __android_log_print(ANDROID_LOG_DEBUG, kLogTag, "Noticed AIDL death of %s 0x%lx",
-                            isCallback ? "IVelaCallback" : "ISoftVelaClient", hex(id));
+                            isCallback ? "IVelaCallback" : "ISoftVelaClient", toUnsignedLong(id));
     }
     const std::lock_guard lock(mLock);
+    // The registration may have let go before the lock was taken; another may be in its place.
+    if (notified != nullptr && !notified->isHeld()) return;
     if (isCallback) {
-        replace<IVelaCallback>(kind, id, nullptr, mCallbacks, mCallbackDeathRecipients);
+        forget(id, mCallbacks, mCallbackDeathRecipients);
     } else {
-        replace<ISoftVelaClient>(kind, id, nullptr, mSoftClients, mSoftClientDeathRecipients);
+        forget(id, mSoftClients, mSoftClientDeathRecipients);
     }
 }
 

@@ -2,7 +2,15 @@
 
 #include <unistd.h>
 
+#include <cstdint>
+#include <memory>
 #include <mutex>
+#include <string>
+#include <vector>
+
+#include <android/binder_auto_utils.h>
+#include <android/binder_interface_utils.h>
+#include <android/binder_status.h>
 
 #include "composer/VelaComposerClient.h"
 #include "support/Answer.h"
@@ -12,12 +20,19 @@
 
 namespace aidl::vendor::lumenforge::hardware::display {
 
-using namespace lmfg::support;
+using lmfg::support::Answer;
+using lmfg::support::configureBuffer;
+using lmfg::support::copyOut;
+using lmfg::support::kLibraryAbsent;
+using lmfg::support::ok;
+using lmfg::support::serviceError;
+using lmfg::support::toHidl;
+using lmfg::support::unknownError;
 
 ndk::ScopedAStatus VelaDefault::velaConfigureSet(int32_t type, const std::vector<int32_t>& values,
                                                  int32_t* out) {
     if (mService == nullptr) return serviceError(kLibraryAbsent);
-    // Deliberately ok whatever the result: clients read the library's code themselves.
+    // Deliberately no error if negative.
     *out = mService->velaConfigureSet(type, toHidl(values));
     return ok();
 }
@@ -33,8 +48,7 @@ ndk::ScopedAStatus VelaDefault::velaConfigureGet(int32_t type, const std::vector
 ndk::ScopedAStatus VelaDefault::velaConfigureBatch(int32_t type, const std::string& request,
                                                    std::string* out) {
     if (mService == nullptr) {
-        // Deliberately without a lock: the start-up's batches come one after the other, from the
-        // one client that configures the chip.
+        // Deliberately without a lock, and never replayed in practice: initialize needs a library.
         if (type == kStartupBatch) mPendingBatches.push_back(toHidl(request));
         return serviceError(kLibraryAbsent);
     }
@@ -56,7 +70,7 @@ ndk::ScopedAStatus VelaDefault::panelReadWrite(bool first, int32_t second, int32
                                                int32_t sixth, std::vector<uint8_t>* out) {
     if (mService == nullptr) return serviceError(kLibraryAbsent);
     Answer<std::vector<uint8_t>> answer;
-    // Only the low eight bits count, deliberately without a check: the panel's registers wrap.
+    // Deliberately cut to the low eight bits without a check.
     (void)mService->panelReadWrite(first, static_cast<uint8_t>(second), static_cast<uint8_t>(third),
                                    fourth, toHidl(data), static_cast<uint8_t>(sixth),
                                    answer.receiver());
@@ -71,11 +85,10 @@ ndk::ScopedAStatus VelaDefault::createComposerClient(std::shared_ptr<IVelaCompos
     const auto client = ndk::SharedRefBase::make<VelaComposerClient>();
     if (client == nullptr) {
         out->reset();
-        return serviceError(-1);
+        return serviceError(kLibraryAbsent);
     }
     {
-        // The library does not guard its members: two clients must not register at once. It calls
-        // nobody back while they do.
+        // The library does not guard its members; two clients must not register at once.
         const std::lock_guard lock(mLock);
         client->init(mService);
     }
@@ -91,7 +104,7 @@ binder_status_t VelaDefault::dump(int fd, const char** /*args*/, uint32_t /*argC
         mService->getDumpString(0, [&text](const auto& delivered) { copyOut(delivered, &text); });
     }
     if (!text.empty()) {
-        // One attempt: a reader who went away is no failure of the service.
+        // Deliberately one attempt: a short or failed write is neither retried nor reported.
         [[maybe_unused]] const ssize_t written = ::write(fd, text.data(), text.size());
     }
     return STATUS_OK;

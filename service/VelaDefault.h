@@ -19,83 +19,97 @@
 namespace aidl::vendor::lumenforge::hardware::display {
 
 /**
- * The main service: registry of clients, fan-out of the chip's events, and the requests of IVela.
+ * The main service: registry of clients, fan-out of the library's events, and the requests of
+ * IVela.
  *
  * Made by ndk::SharedRefBase::make only. Without the service library it is degraded: requests and
  * registrations fail, as each one says, and events never arrive.
  *
  * Threads. Requests run on binder threads, events on the library's own, death notifications on the
- * platform's; all of them concurrently. mLock guards the clients and their death records. It is
- * held while a client is replaced, linked and unlinked, and while a composer client registers with
- * the library, which guards nothing itself. It is never held while a client or the library is
- * called: events copy the owners they need and let go of it first.
- * mService and mLogMask are written by the constructor and the destructor only, and read without a
- * lock.
+ * platform's, all of them concurrently. mService and mLogMask are written by the constructor and
+ * the destructor only and are read without a lock; mPendingBatches has none.
  *
- * Death. Each registration owns one death record, which lives exactly as long as its entry. A
- * notification erases the entry, and with it the record whose notification is running: it has
- * read what it needs by then. Unlinking does not wait for a running notification, so a late one
- * may come for a record that is being replaced or whose owner is going: it finds no live record
- * or an expired owner, and stops. If it has read the record already, it drops whatever is
- * registered under the identifier at that moment.
+ * mLock guards the clients and their death records. It is held while a client is replaced or
+ * forgotten, unlinking and linking included, and while a new composer client registers its closures
+ * with the library, so that two do not at once. It is never held while a client is called, nor
+ * while the library serves a request: events copy the owners that they need and let go of it first.
+ *
+ * Death. Each registration holds one death record. A notification of a record whose registration
+ * has let go, or whose service is going, does nothing: it removes no later client.
  */
 class VelaDefault : public BnVela {
   public:
-    /** Brings the library up, and registers with it for feature and soft-client events. */
+    /** Brings the library up and registers for its feature and soft-client events. */
     VelaDefault();
 
     /** Withdraws everything registered with the library and unlinks every client. */
     ~VelaDefault() override;
 
-    // Lifecycle. Unknown error without the library; what the library answers is not examined.
+    /** Unknown error without the library; what the library answers is not examined. */
     ndk::ScopedAStatus initialize(const DisplayConfigVariableInfo& info) override;
 
-    // Registry. Unknown error without the library; whether a client can be linked does not matter.
+    /**
+     * Replaces what is registered under the identifier; null removes it. Unknown error without the
+     * library. Whether a client can be linked does not matter.
+     */
     ndk::ScopedAStatus registerCallback(int64_t id,
                                         const std::shared_ptr<IVelaCallback>& callback) override;
     ndk::ScopedAStatus registerSoftVelaClient(
             int64_t id, const std::shared_ptr<ISoftVelaClient>& client) override;
 
-    /** Forgets the client of this kind and identifier. Called by death notifications. */
-    void handleAidlDeath(int32_t kind, int64_t id);
+    /** Forgets whichever client of this kind (1 callback, 2 soft client) has the identifier. */
+    void handleAidlDeath(int32_t kind, int64_t id) EXCLUDES(mLock);
 
-    // Events, called by the closures that the library holds.
-
-    /** Tells every callback, in ascending order of identifiers. */
+    /** Called by the library's closures: tells every callback, in ascending identifier order. */
     void onFeatureChanged(int32_t feature, const std::vector<int32_t>& values);
 
-    /** What the soft client with the lowest identifier left, -1 at first; -1 if there is none. */
+    /**
+     * Called by the library's closures. What the soft client with the lowest identifier left in a
+     * result that starts at -1, whatever its status; -1 if there is no client.
+     */
     int32_t onSoftVelaSetConfig(int64_t id, int32_t config, const std::vector<int32_t>& values);
 
     /**
-     * Lets the soft client with the lowest identifier fill `out`. Returns 0, the client's
-     * service-specific error, or -1 without touching `out` if there is no client.
+     * Called by the library's closures: lets the soft client with the lowest identifier fill `out`.
+     * Returns the client's service-specific error, 0 for any other status, or -1 without touching
+     * `out` if there is no client.
      */
     int32_t onSoftVelaGetConfig(int64_t id, int32_t config, const std::vector<int32_t>& values,
                                 std::vector<int32_t>& out);
 
-    // Requests. Service-specific error -1 without the library, out-parameters then untouched.
+    /** Ok whatever the library's code, which is `out`; -1 without the library. */
     ndk::ScopedAStatus velaConfigureSet(int32_t type, const std::vector<int32_t>& values,
                                         int32_t* out) override;
+    /**
+     * These three fail with the library's status if it is negative, with -1 if the library does not
+     * answer or is absent. On failure `out` is untouched.
+     */
     ndk::ScopedAStatus velaConfigureGet(int32_t type, const std::vector<int32_t>& params,
                                         std::vector<int32_t>* out) override;
     ndk::ScopedAStatus velaConfigureBatch(int32_t type, const std::string& request,
                                           std::string* out) override;
-    ndk::ScopedAStatus velaConfigureBuffer(int32_t type, int64_t param,
-                                           const ndk::ScopedFileDescriptor& fd, int32_t size,
-                                           int32_t* out) override;
     ndk::ScopedAStatus panelReadWrite(bool first, int32_t second, int32_t third, bool fourth,
                                       const std::vector<uint8_t>& data, int32_t sixth,
                                       std::vector<uint8_t>* out) override;
 
+    /**
+     * Ok whatever the library's code, which is `out`; -1 without the library. With it, the
+     * descriptor number that `fd` holds is closed on return.
+     */
+    ndk::ScopedAStatus velaConfigureBuffer(int32_t type, int64_t param,
+                                           const ndk::ScopedFileDescriptor& fd, int32_t size,
+                                           int32_t* out) override;
+
     /** Unknown error, and an empty `out`, without the library. */
     ndk::ScopedAStatus createComposerClient(std::shared_ptr<IVelaComposerClient>* out) override;
 
-    /** Writes the library's text about display 0 to `fd`. Always ok; the arguments are ignored. */
+    /** Writes the library's text about display 0 to `fd`. Always ok; `args` is ignored. */
     binder_status_t dump(int fd, const char** args, uint32_t argCount) override;
 
-    // Refusals: served by composer clients only. Service-specific error -2; the library is not
-    // asked, and out-parameters are reset.
+    /**
+     * Served by composer clients only, as all that follow: service-specific error -2. The library
+     * is not asked, and `out` is reset.
+     */
     ndk::ScopedAStatus buildLayerStack(int64_t display, const LayerStack& stack) override;
     ndk::ScopedAStatus changeLayerType(int64_t layer, int64_t type) override;
     ndk::ScopedAStatus commitLayerStack(int64_t display, int32_t flags, int32_t* out) override;
@@ -141,44 +155,46 @@ class VelaDefault : public BnVela {
     ndk::ScopedAStatus configureVelaHdrMode(int32_t mode) override;
 
   private:
-    friend struct VelaDefaultPeer;  // tests
-
-    /** The death link of one registration; its address is the link's cookie. */
-    struct AidlDeathRecipient {
+    /** The death link of one registration. */
+    struct AidlDeathRecipient : lmfg::support::DeathLink {
         AidlDeathRecipient(std::weak_ptr<VelaDefault> owner, int32_t kind, int64_t id);
 
         static void onBinderDied(void* cookie);
 
         const std::weak_ptr<VelaDefault> owner;
-        const ndk::ScopedAIBinder_DeathRecipient recipient;
         const int32_t kind;
         const int64_t id;
-        const lmfg::support::LiveRecord live;  // last, so that it goes first
     };
 
-    /** The one type of batch that is kept for a library that is not there yet. */
+    /** The type of batch that survives start-up: it is kept where the library is absent. */
     static constexpr int32_t kStartupBatch = 1024;
 
     template <typename Client>
     using Clients = std::map<int64_t, std::shared_ptr<Client>>;
-    using DeathRecipients = std::map<int64_t, std::unique_ptr<AidlDeathRecipient>>;
+    using DeathRecipients = std::map<int64_t, lmfg::support::DeathLink::Held<AidlDeathRecipient>>;
 
-    static void unlink(const std::shared_ptr<ndk::ICInterface>& client, int64_t id,
+    static void unlink(int64_t id, const std::shared_ptr<ndk::ICInterface>& client,
                        const DeathRecipients& recipients);
 
-    /** Replaces what is registered under `id`; a null client only removes it. */
+    /** Registers `client` under `id`, or forgets who is there if it is null. */
     template <typename Client>
     void replace(int32_t kind, int64_t id, const std::shared_ptr<Client>& client,
                  Clients<Client>& clients, DeathRecipients& recipients) REQUIRES(mLock);
 
-    std::shared_ptr<ISoftVelaClient> firstSoftClient();
+    template <typename Client>
+    void forget(int64_t id, Clients<Client>& clients, DeathRecipients& recipients) REQUIRES(mLock);
+
+    /** Does nothing if `notified` is given and has been let go of. */
+    void forgetDead(int32_t kind, int64_t id, const AidlDeathRecipient* notified) EXCLUDES(mLock);
+
+    std::shared_ptr<ISoftVelaClient> firstSoftClient() EXCLUDES(mLock);
 
     lmfg::VelaService* mService;  // not owned
     uint32_t mLogMask;
     std::mutex mLock;
     Clients<IVelaCallback> mCallbacks GUARDED_BY(mLock);
     Clients<ISoftVelaClient> mSoftClients GUARDED_BY(mLock);
-    /** Batches that came without a library; deliberately not guarded, see velaConfigureBatch. */
+    /** Batches that came without a library; deliberately not guarded. */
     std::vector<::android::hardware::hidl_string> mPendingBatches;
     DeathRecipients mCallbackDeathRecipients GUARDED_BY(mLock);
     DeathRecipients mSoftClientDeathRecipients GUARDED_BY(mLock);

@@ -14,8 +14,10 @@
 
 namespace lmfg {
 
-/// The answer to a content-sampling request: `value1` is -1, and the lists are empty, when no
-/// samples are delivered.
+/**
+ * The answer to a content-sampling request: `value1` is -1, and the lists are empty, when no
+ * samples are delivered.
+ */
 struct VelaContentSamples {
     int32_t value1 = -1;
     std::vector<int64_t> list1;
@@ -24,14 +26,16 @@ struct VelaContentSamples {
     std::vector<int64_t> list4;
 };
 
-/// The closed service library's one class: every access to the display processor.
-///
-/// Requests may come from any thread, concurrently. A result callback runs before its operation
-/// returns; what it is handed is valid only inside it. A negative status or result code means that
-/// the library refused. The transport status inside a `Return` is never examined.
-///
-/// The library calls the registered functions from threads of its own, concurrently with requests,
-/// and never calls an empty one. Registration is not synchronised with those calls.
+/**
+ * The closed service library's one class: every access to the display processor.
+ *
+ * Requests may come from any thread, concurrently. A result callback runs before its operation
+ * returns; what it is handed is valid only inside it. A negative status or result code means that
+ * the library refused. The transport status inside a `Return` is never examined.
+ *
+ * The library calls the registered functions from threads of its own, concurrently with requests,
+ * and never calls an empty one. Registration is not synchronised with those calls.
+ */
 class [[gnu::visibility("default")]] VelaService {
   public:
     template <typename T>
@@ -67,8 +71,10 @@ class [[gnu::visibility("default")]] VelaService {
     using StringQuery = std::function<std::string(int type, const std::string& request)>;
     using IntCallback = std::function<int(int64_t, int)>;
 
-    /// The process's one service object, owned by the library and never deleted by the caller; null
-    /// when the library could not be brought up, then no request can be made.
+    /**
+     * The process's one service object, owned by the library and never deleted by the caller; null
+     * when the library could not be brought up, then no request can be made.
+     */
     static VelaService* init();
 
     VelaService();
@@ -76,14 +82,15 @@ class [[gnu::visibility("default")]] VelaService {
     VelaService(const VelaService&) = delete;
     VelaService& operator=(const VelaService&) = delete;
 
-    // Registration: each function replaces the one that its member held; an empty one empties it.
-    // Refresh, power and content sampling are members that the first and the last of these share:
-    // whichever registered last owns them.
-
-    void registerVelaCallback(
-            const FeatureChanged& featureChanged, const RefreshRequested& refreshRequested,
-            const IntCallback& /*unused: no member receives it*/, const PowerChanged& powerChanged,
-            const ContentSampling& contentSampling) {
+    /**
+     * Registration: each function replaces the one that its member held; an empty one empties it.
+     * Refresh, power and content sampling are members that this and registerComposerCallback share:
+     * whichever ran last owns them. The third argument is accepted and deliberately discarded.
+     */
+    void registerVelaCallback(const FeatureChanged& featureChanged,
+                              const RefreshRequested& refreshRequested,
+                              const IntCallback& /*unused*/, const PowerChanged& powerChanged,
+                              const ContentSampling& contentSampling) {
         mFeatureChanged = featureChanged;
         mRefreshRequested = refreshRequested;
         mPowerChanged = powerChanged;
@@ -106,19 +113,23 @@ class [[gnu::visibility("default")]] VelaService {
         mContentSampling = contentSampling;
     }
 
-    // Start-up. May be repeated.
+    // Start-up.
 
-    /// Takes the display configuration's `value4`, `value1` and `value2`.
+    /** Takes the display configuration's `value4`, `value1` and `value2`. May be repeated. */
     void initialize(uint32_t value4, uint32_t value1, uint32_t value2);
     void initSoftVela();
 
-    // Configuration. The library alone decides what a type means.
+    // Configuration.
 
+    /** Here and in the next three, the library alone decides what a type means. */
     Return<void> velaConfigureGet(int type, const hidl_vec<int>& params, ValuesResult result);
-    /// Answers the library's result code; the caller passes it on, or fails with it if negative.
+    /** Answers the library's result code. */
     Return<int32_t> velaConfigureSet(int type, const hidl_vec<int>& values);
     Return<void> velaConfigureBatch(int type, const hidl_string& request, StringResult result);
-    /// `buffer` is borrowed for the call. Answers the result code, as velaConfigureSet does.
+    /**
+     * Answers the result code. `buffer` and its descriptor may be used during the call only: the
+     * system closes the descriptor afterwards.
+     */
     int velaConfigureBuffer(int type, uint64_t param, const hidl_handle& buffer, uint32_t size);
     Return<void> panelReadWrite(bool arg1, uint8_t arg2, uint8_t arg3, bool arg4,
                                 const hidl_vec<uint8_t>& data, uint8_t arg6, BytesResult result);
@@ -128,14 +139,15 @@ class [[gnu::visibility("default")]] VelaService {
     void getDumpString(uint64_t display, DumpResult result);
     void getCurrentConfig(FixedConfigResult result);
     void getLayerToneMappingLut(uint64_t layer, uint32_t arg2, LutResult result);
-    /// Callers pass on status and values together, whatever the sign of the status.
+    /** Each call of `result` counts; values are passed on whatever the sign of the status. */
     void updateDisplayBrightness(uint64_t display, int arg2, const hidl_vec<int>& values,
                                  ValuesResult result);
     int GetOsdState();
     int GetOsdOverFlow();
 
-    // Layer stacks and presentation. Results are handed to the compositor unexamined.
+    // Layer stacks and presentation.
 
+    /** Results of this and all that follow are handed to the compositor unexamined. */
     void buildLayerStack(int display, const LayerStack& stack);
     int CommitLayerStack(int display, bool arg2);
     bool Present();

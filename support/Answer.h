@@ -24,11 +24,11 @@ class Answer {
     Answer(const Answer&) = delete;
     Answer& operator=(const Answer&) = delete;
 
-    /** The closure to hand to the library; it must not be called after this object's end. */
+    /** The closure to hand to the library, which must not call it after this object's end. */
     [[nodiscard]] auto receiver() {
         return [this](int32_t status, const auto& value) {
             mStatus = status;
-            if (status >= 0) copyOut(value, &mValue);
+            if (!isRefusal(status)) copyOut(value, &mValue);
         };
     }
 
@@ -37,8 +37,9 @@ class Answer {
 
     /** Ends a request: a negative status becomes the error and leaves `out` as it is. */
     [[nodiscard]] ndk::ScopedAStatus moveTo(Value* out) {
-        if (mStatus >= 0) *out = std::move(mValue);
-        return fromLibrary(mStatus);
+        ndk::ScopedAStatus status = fromLibrary(mStatus);
+        if (status.isOk()) *out = std::move(mValue);
+        return status;
     }
 
   private:

@@ -1,57 +1,43 @@
 #include "support/DeathLink.h"
 
-#include <map>
-
 namespace lmfg::support {
-namespace {
 
-struct LiveRecords {
-    std::mutex lock;
-    std::map<const void*, const char*> types;  // by the record's address
-};
-
-/** Never destroyed: notifications and the service's own static object may outlast this file's. */
-LiveRecords& liveRecords() {
-    static auto& records = *new LiveRecords;
-    return records;
+DeathLink::DeathLink(AIBinder_DeathRecipient_onBinderDied onBinderDied)
+    : recipient(AIBinder_DeathRecipient_new(onBinderDied)) {
+    AIBinder_DeathRecipient_setOnUnlinked(recipient.get(), onUnlinked);
 }
 
-}  // namespace
-
-void linkToDeath(const std::shared_ptr<ndk::ICInterface>& client,
-                 AIBinder_DeathRecipient* recipient, void* record) {
-    if (client == nullptr) return;
-    const ndk::SpAIBinder binder = client->asBinder();
-    if (binder.get() == nullptr || recipient == nullptr) return;
-    (void)AIBinder_linkToDeath(binder.get(), recipient, record);
+void DeathLink::link(const std::shared_ptr<ndk::ICInterface>& client) {
+    const ndk::SpAIBinder binder = linkable(client);
+    if (binder.get() == nullptr) return;
+    // For the platform, which runs onUnlinked once for this call, even if it fails.
+    ++mHolders;
+    (void)AIBinder_linkToDeath(binder.get(), recipient.get(), this);
 }
 
-void unlinkToDeath(const std::shared_ptr<ndk::ICInterface>& client,
-                   AIBinder_DeathRecipient* recipient, void* record) {
-    if (client == nullptr) return;
-    const ndk::SpAIBinder binder = client->asBinder();
-    if (binder.get() == nullptr || recipient == nullptr) return;
-    (void)AIBinder_unlinkToDeath(binder.get(), recipient, record);
+void DeathLink::unlink(const std::shared_ptr<ndk::ICInterface>& client) {
+    const ndk::SpAIBinder binder = linkable(client);
+    if (binder.get() == nullptr) return;
+    (void)AIBinder_unlinkToDeath(binder.get(), recipient.get(), this);
 }
 
-LiveRecord::LiveRecord(const void* record, const char* type) : mRecord(record) {
-    LiveRecords& records = liveRecords();
-    const std::lock_guard lock(records.lock);
-    records.types.emplace(mRecord, type);
+void DeathLink::onUnlinked(void* cookie) {
+    static_cast<DeathLink*>(cookie)->release();
 }
 
-LiveRecord::~LiveRecord() {
-    LiveRecords& records = liveRecords();
-    const std::lock_guard lock(records.lock);
-    records.types.erase(mRecord);
+/** The client's binder; null if that, the client or the recipient is missing. */
+ndk::SpAIBinder DeathLink::linkable(const std::shared_ptr<ndk::ICInterface>& client) const {
+    return client == nullptr || recipient.get() == nullptr ? ndk::SpAIBinder() : client->asBinder();
 }
 
-std::unique_lock<std::mutex> LiveRecord::lockIfLive(const void* cookie, const char* type) {
-    LiveRecords& records = liveRecords();
-    std::unique_lock lock(records.lock);
-    const auto found = records.types.find(cookie);
-    if (found == records.types.end() || found->second != type) lock.unlock();
-    return lock;
+void DeathLink::letGo() {
+    mIsHeld = false;
+    recipient.set(nullptr);
+    release();
+}
+
+void DeathLink::release() {
+    if (--mHolders == 0) delete this;
 }
 
 }  // namespace lmfg::support

@@ -1,67 +1,71 @@
 #pragma once
 
+#include <atomic>
 #include <memory>
-#include <mutex>
 
+#include <android/binder_auto_utils.h>
 #include <android/binder_ibinder.h>
 #include <android/binder_interface_utils.h>
 
 namespace lmfg::support {
 
 /**
- * Links and unlinks a death record: `recipient` is the record's own, `record` its address, which
- * is the cookie. Nothing happens for a null client, binder or recipient, and the platform's answer
- * is ignored: a local client cannot be linked, and one that is already dead stays registered.
+ * The death link of one registered client: the base of a record whose own address is the cookie.
+ *
+ * Two hold a record: its registration, by a pointer of type Held, and the platform's link, which
+ * gives it up when nothing can use the cookie any more. It is freed when both have let go, so its
+ * address names no other record as long as a notification may bring it. A record refers to its
+ * owner weakly.
+ *
+ * When the registration lets go, by destroying its pointer, the recipient is deleted, and a
+ * notification that is still under way does nothing. link(), unlink() and letting go are called
+ * under the owner's lock, or when nobody else can reach the owner; none of them waits for a
+ * notification.
  */
-void linkToDeath(const std::shared_ptr<ndk::ICInterface>& client,
-                 AIBinder_DeathRecipient* recipient, void* record);
-void unlinkToDeath(const std::shared_ptr<ndk::ICInterface>& client,
-                   AIBinder_DeathRecipient* recipient, void* record);
-
-/**
- * Tells a death notification whether its record still exists.
- *
- * The platform drops a notification that has not begun when its link or its recipient goes, but
- * unlinking does not wait for one that is running. Such a late notification may carry the address
- * of a record that another thread is destroying, so it reads the record only through read().
- *
- * The address is all that a notification brings: a record of the same type that has meanwhile been
- * made at the very address cannot be told apart, so whoever replaces a record makes the new one
- * before the old one goes. The lock is taken inside the objects' own locks, and none inside it.
- *
- * A record holds its LiveRecord as the last member, so that it is entered when the record is
- * complete and leaves before any other field goes. What read() copies must stay valid on its own:
- * a record refers to its owner by a weak reference, because the owner may go at any moment too.
- */
-class LiveRecord {
+class DeathLink {
   public:
+    struct LetGo {
+        void operator()(DeathLink* link) const { link->letGo(); }
+    };
     template <typename Record>
-    explicit LiveRecord(const Record* record) : LiveRecord(record, &kType<Record>) {}
-    ~LiveRecord();
-    LiveRecord(const LiveRecord&) = delete;
-    LiveRecord& operator=(const LiveRecord&) = delete;
+    using Held = std::unique_ptr<Record, LetGo>;
+
+    DeathLink(const DeathLink&) = delete;
+    DeathLink& operator=(const DeathLink&) = delete;
 
     /**
-     * Calls `copy` with the record that `cookie` names if it still exists; it stays until `copy`
-     * returns. `copy` takes no lock and calls nobody.
+     * Nothing happens for a null client, binder or recipient, and the platform's answer is ignored:
+     * a local client cannot be linked, and one that is already dead stays registered.
      */
-    template <typename Record, typename Copy>
-    static void read(void* cookie, Copy copy) {
-        const auto lock = lockIfLive(cookie, &kType<Record>);
-        if (lock.owns_lock()) copy(*static_cast<const Record*>(cookie));
+    void link(const std::shared_ptr<ndk::ICInterface>& client);
+    void unlink(const std::shared_ptr<ndk::ICInterface>& client);
+
+    /** Whether the registration has not let go. Certain only where letting go is excluded. */
+    [[nodiscard]] bool isHeld() const { return mIsHeld; }
+
+  protected:
+    explicit DeathLink(AIBinder_DeathRecipient_onBinderDied onBinderDied);
+    virtual ~DeathLink() = default;
+
+    /** The record that a notification's cookie names; null if its registration has let go. */
+    template <typename Record>
+    [[nodiscard]] static const Record* fromCookie(void* cookie) {
+        const auto* link = static_cast<const DeathLink*>(cookie);
+        return link != nullptr && link->isHeld() ? static_cast<const Record*>(link) : nullptr;
     }
 
+    /** Null once the registration has let go. */
+    ndk::ScopedAIBinder_DeathRecipient recipient;
+
   private:
-    /** Its address tells the types of records apart. */
-    template <typename Record>
-    static constexpr char kType = 0;
+    static void onUnlinked(void* cookie);
 
-    LiveRecord(const void* record, const char* type);
+    [[nodiscard]] ndk::SpAIBinder linkable(const std::shared_ptr<ndk::ICInterface>& client) const;
+    void letGo();
+    void release();
 
-    /** Holds the records' lock if `cookie` names one of that type, else nothing. */
-    static std::unique_lock<std::mutex> lockIfLive(const void* cookie, const char* type);
-
-    const void* const mRecord;
+    std::atomic<bool> mIsHeld = true;
+    std::atomic<int> mHolders = 1;
 };
 
 }  // namespace lmfg::support

@@ -3,10 +3,12 @@
 #include <fcntl.h>
 
 #include <algorithm>
-#include <utility>
-#include <vector>
+#include <cstddef>
+
+#include <android/binder_auto_utils.h>
 
 namespace android {
+
 namespace {
 
 using ::aidl::android::hardware::common::NativeHandle;
@@ -21,7 +23,7 @@ native_handle_t* fromAidl(const NativeHandle& record, bool doDup) {
     if (handle == nullptr) return nullptr;
     int* next = handle->data;
     for (const ndk::ScopedFileDescriptor& fd : record.fds) {
-        // A failed duplication is deliberately no failure: the receiver finds -1 in its place.
+        // A failed duplication is deliberately no failure: -1 takes its place.
         *next++ = doDup ? duplicate(fd.get()) : fd.get();
     }
     std::copy_n(record.ints.data(), record.ints.size(), next);
@@ -59,14 +61,6 @@ NativeHandle makeToAidl(const native_handle_t* handle) {
 
 NativeHandle dupToAidl(const native_handle_t* handle) {
     return toAidl(handle, true);
-}
-
-void release(NativeHandle* handle) {
-    std::vector<int32_t>().swap(handle->ints);
-    while (!handle->fds.empty()) {
-        handle->fds.pop_back();  // the platform's descriptor closes, and reports a failure itself
-    }
-    std::vector<ndk::ScopedFileDescriptor>().swap(handle->fds);
 }
 
 }  // namespace android

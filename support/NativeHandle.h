@@ -1,7 +1,8 @@
 #pragma once
 
-#include <aidl/android/hardware/common/NativeHandle.h>
 #include <cutils/native_handle.h>
+
+#include <aidl/android/hardware/common/NativeHandle.h>
 
 /** Conversions between the interface's handle record and the platform's native handle. */
 namespace android {
@@ -40,12 +41,5 @@ namespace android {
 /** toAidl() duplicating the descriptors. */
 [[nodiscard]] ::aidl::android::hardware::common::NativeHandle dupToAidl(
         const native_handle_t* handle);
-
-/**
- * Empties the record: the integers first, then the descriptors from the last to the first, an order
- * that the record's own destructor leaves to the standard library. Each is closed; a close that
- * fails is reported through syslog() and changes nothing else.
- */
-void release(::aidl::android::hardware::common::NativeHandle* handle);
 
 }  // namespace android

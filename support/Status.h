@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include <android/binder_auto_utils.h>
+#include <android/binder_status.h>
 
 namespace lmfg::support {
 
@@ -19,13 +20,19 @@ inline constexpr int32_t kComposerOnly = -2;
     return ndk::ScopedAStatus::fromStatus(STATUS_UNKNOWN_ERROR);
 }
 
+/** A service-specific error. */
 [[nodiscard]] inline ndk::ScopedAStatus serviceError(int32_t code) {
     return ndk::ScopedAStatus::fromServiceSpecificError(code);
 }
 
+/** Whether a status or result code of the library means that it refused. */
+[[nodiscard]] constexpr bool isRefusal(int32_t status) {
+    return status < 0;
+}
+
 /** Ok for a status of the library that is zero or positive, else that status as the error. */
 [[nodiscard]] inline ndk::ScopedAStatus fromLibrary(int32_t status) {
-    return status < 0 ? serviceError(status) : ok();
+    return isRefusal(status) ? serviceError(status) : ok();
 }
 
 }  // namespace lmfg::support

@@ -1,6 +1,8 @@
 #include "translate/AidlToHidl.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <vector>
 
 #include <hidl/HidlSupport.h>
@@ -9,9 +11,15 @@ namespace lmfg::a2h {
 
 namespace {
 
+/** Gives `out` the size of `in`. resize() would allocate even for a list that stays empty. */
+template <typename In, typename Out>
+void resizeLike(const std::vector<In>& in, ::android::hardware::hidl_vec<Out>* out) {
+    if (!in.empty() || out->size() != 0) out->resize(in.size());
+}
+
 template <typename T>
 void replace(const std::vector<T>& in, ::android::hardware::hidl_vec<T>* out) {
-    out->resize(in.size());
+    resizeLike(in, out);
     std::copy_n(in.data(), in.size(), out->data());
 }
 
@@ -79,19 +87,19 @@ bool translate(const display::LayerBuffer& in, V1_1::LayerBuffer* out) {
     out->value2 = in.value2;
     out->value3 = in.value3;
     out->value4 = in.value4;
-    translate(in.colorMetaData, &out->colorMetaData);
+    (void)translate(in.colorMetaData, &out->colorMetaData);
     out->value5 = in.value5;
     out->value6 = in.value6;
     out->value7 = in.value7;
-    translate(in.bufferInfo, &out->bufferInfo);
+    (void)translate(in.bufferInfo, &out->bufferInfo);
     return true;
 }
 
 bool translate(const display::Layer& in, V1_1::Layer* out) {
-    translate(in.layerBuffer, &out->layerBuffer);
+    (void)translate(in.layerBuffer, &out->layerBuffer);
     out->value1 = in.value1;
-    translate(in.layerRect, &out->layerRect);
-    translate(in.layerTransform, &out->layerTransform);
+    (void)translate(in.layerRect, &out->layerRect);
+    (void)translate(in.layerTransform, &out->layerTransform);
     out->value2 = static_cast<uint8_t>(in.value2);
     out->value3 = in.value3;
     replace(in.list1, &out->list1);
@@ -99,9 +107,9 @@ bool translate(const display::Layer& in, V1_1::Layer* out) {
 }
 
 bool translate(const display::LayerStack& in, V1_1::LayerStack* out) {
-    out->layers.resize(in.layers.size());
+    resizeLike(in.layers, &out->layers);
     for (size_t i = 0; i < in.layers.size(); ++i) {
-        translate(in.layers[i], &out->layers[i]);
+        (void)translate(in.layers[i], &out->layers[i]);
     }
     out->value1 = in.value1;
     replace(in.list1, &out->list1);

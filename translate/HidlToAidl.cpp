@@ -1,5 +1,7 @@
 #include "translate/HidlToAidl.h"
 
+#include <cstddef>
+#include <cstdint>
 #include <vector>
 
 #include <hidl/HidlSupport.h>
@@ -8,7 +10,7 @@ namespace lmfg::h2a {
 
 namespace {
 
-// What `out` holds stays in front, as callers that gather several records in one rely on.
+/** What `out` holds deliberately stays in front. */
 template <typename In, typename Out>
 void append(const ::android::hardware::hidl_vec<In>& in, std::vector<Out>* out) {
     static_assert(sizeof(In) <= sizeof(Out), "elements are widened, never cut");
@@ -84,22 +86,22 @@ bool translate(const V1_1::BufferInfo& in, display::BufferInfo* out) {
 
 bool translate(const V1_1::LayerBuffer& in, display::LayerBuffer* out) {
     out->value1 = in.value1;
-    // value2 deliberately stays behind: it is the holder of `out` who decides it.
+    // value2 is deliberately not copied, although the opposite direction copies it.
     out->value3 = in.value3;
     out->value4 = in.value4;
-    translate(in.colorMetaData, &out->colorMetaData);
+    (void)translate(in.colorMetaData, &out->colorMetaData);
     out->value5 = in.value5;
     out->value6 = in.value6;
     out->value7 = in.value7;
-    translate(in.bufferInfo, &out->bufferInfo);
+    (void)translate(in.bufferInfo, &out->bufferInfo);
     return true;
 }
 
 bool translate(const V1_1::Layer& in, display::Layer* out) {
-    translate(in.layerBuffer, &out->layerBuffer);
+    (void)translate(in.layerBuffer, &out->layerBuffer);
     out->value1 = in.value1;
-    translate(in.layerRect, &out->layerRect);
-    translate(in.layerTransform, &out->layerTransform);
+    (void)translate(in.layerRect, &out->layerRect);
+    (void)translate(in.layerTransform, &out->layerTransform);
     out->value2 = in.value2;
     out->value3 = in.value3;
     append(in.list1, &out->list1);
@@ -109,7 +111,7 @@ bool translate(const V1_1::Layer& in, display::Layer* out) {
 bool translate(const V1_1::LayerStack& in, display::LayerStack* out) {
     out->layers.resize(in.layers.size());
     for (size_t i = 0; i < out->layers.size(); ++i) {
-        translate(in.layers[i], &out->layers[i]);
+        (void)translate(in.layers[i], &out->layers[i]);
     }
     out->value1 = in.value1;
     append(in.list1, &out->list1);
@@ -149,14 +151,14 @@ bool translate(const V1_1::VelaFixedConfig& in, display::VelaFixedConfig* out) {
 
 bool translate(const V1_2::DisplayConfigVariableInfo_1_2& in,
                display::DisplayConfigVariableInfo* out) {
-    translate(in.base, out);
+    (void)translate(in.base, out);
     out->value5 = in.value5;
     append(in.list2, &out->list1);
     return true;
 }
 
 bool translate(const V1_2::BufferInfo_1_2& in, display::BufferInfo* out) {
-    translate(in.base, out);
+    (void)translate(in.base, out);
     out->value7 = in.value7;
     out->value8 = in.value8;
     append(in.list2, &out->list1);
@@ -164,7 +166,7 @@ bool translate(const V1_2::BufferInfo_1_2& in, display::BufferInfo* out) {
 }
 
 bool translate(const V1_2::VelaFixedConfig_1_2& in, display::VelaFixedConfig* out) {
-    translate(in.base, out);
+    (void)translate(in.base, out);
     out->value16 = in.value16;
     out->value17 = in.value17;
     out->value18 = in.value18;

@@ -15,12 +15,14 @@
 #include "records/V1_1/types.h"
 #include "records/V1_2/types.h"
 
-// From the service library's records to the interface's. Pure functions of their arguments: `out`
-// must not be null, the answer is always true, every value fits because conversions only widen.
-//
-// Lists are appended to what `out` already holds, and a field without a counterpart in `in` keeps
-// its value, so a caller that wants exactly the input passes a fresh record. Flags are carried as
-// raw bytes.
+/**
+ * From the service library's records to the interface's. Pure functions of their arguments: `out`
+ * must not be null, the answer is always true, every value fits because conversions only widen.
+ *
+ * Lists are appended to what `out` already holds, and a field without a counterpart in `in` keeps
+ * its value, so a caller that wants exactly the input passes a fresh record. Flags are carried as
+ * raw bytes.
+ */
 namespace lmfg::h2a {
 
 namespace display = ::aidl::vendor::lumenforge::hardware::display;
@@ -33,15 +35,15 @@ bool translate(const V1_1::LayerRect& in, display::LayerRect* out);
 bool translate(const V1_1::LayerTransform& in, display::LayerTransform* out);
 bool translate(const V1_1::ColorMetaData& in, display::ColorMetaData* out);
 bool translate(const V1_1::BufferInfo& in, display::BufferInfo* out);
-// value2 and the native handle do not cross in this direction.
+/** value2 and the native handle do not cross in this direction. */
 bool translate(const V1_1::LayerBuffer& in, display::LayerBuffer* out);
 bool translate(const V1_1::Layer& in, display::Layer* out);
-// Layers of `out` beyond the input's count are dropped; the others are translated in place.
+/** Layers of `out` beyond the input's count are dropped; the others are translated in place. */
 bool translate(const V1_1::LayerStack& in, display::LayerStack* out);
 bool translate(const V1_1::LutData& in, display::LutData* out);
 bool translate(const V1_1::VelaFixedConfig& in, display::VelaFixedConfig* out);
 
-// The extension's own list follows the base's in the one list that the interface record has.
+/** The extension's own list follows the base's in the one list that the interface record has. */
 bool translate(const V1_2::DisplayConfigVariableInfo_1_2& in,
                display::DisplayConfigVariableInfo* out);
 bool translate(const V1_2::BufferInfo_1_2& in, display::BufferInfo* out);

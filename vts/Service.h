@@ -1,16 +1,27 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
-#include <aidl/vendor/lumenforge/hardware/display/IVela.h>
 #include <android/binder_manager.h>
 #include <android/binder_process.h>
 #include <gtest/gtest.h>
 
+#include <aidl/vendor/lumenforge/hardware/display/IVela.h>
+
+#include "tests/support/Ask.h"
+
 namespace vts {
 
 namespace display = aidl::vendor::lumenforge::hardware::display;
+
+using ndk::ScopedAStatus;
+using ndk::SharedRefBase;
+using vela::test::ask;
+using vela::test::told;
+using Values = std::vector<int32_t>;
 
 /** The published service; every test needs it and has a thread pool for callbacks. */
 class ServiceTest : public ::testing::Test {
@@ -23,10 +34,11 @@ class ServiceTest : public ::testing::Test {
         ASSERT_NE(vela, nullptr) << name << " is not published";
     }
 
-    /** The service-specific code of a status; fails the test for any other kind of status. */
-    static int32_t serviceError(const ndk::ScopedAStatus& status) {
-        EXPECT_EQ(status.getExceptionCode(), EX_SERVICE_SPECIFIC) << status.getDescription();
-        return status.getServiceSpecificError();
+    template <typename Interface>
+    static void expectFrozenVersion(Interface& object) {
+        EXPECT_EQ("ok 2", ask(object, &Interface::getInterfaceVersion));
+        EXPECT_EQ("ok \"" + Interface::hash + '"', ask(object, &Interface::getInterfaceHash));
+        EXPECT_EQ(Interface::hash.size(), 40U);
     }
 
     std::shared_ptr<display::IVela> vela;

@@ -5,10 +5,11 @@
 
 #include <hidl/HidlSupport.h>
 
-// The service library's records, version 1.1. They cross a library boundary by reference, so member
-// order and widths are a contract; the assertions hold them to the layout that the HIDL compiler
-// gives them on a 64-bit machine. Flags are raw bytes: any value is carried, not only 0 and 1.
-
+/**
+ * The service library's records, version 1.1. They cross a library boundary by reference, so member
+ * order and widths are a contract; the assertions hold them to the layout that the HIDL compiler
+ * gives them on a 64-bit machine. Flags are raw bytes: any value is carried, not only 0 and 1.
+ */
 namespace vendor::lumenforge::hardware::display::V1_1 {
 
 using ::android::hardware::hidl_handle;
@@ -46,7 +47,7 @@ struct ColorMetaData {
     hidl_vec<uint8_t> list1;
 };
 
-/// `value7` and `value8` came with version 1.2.
+/** `value7` and `value8` came with version 1.2. */
 struct BufferInfo {
     int64_t value1 = 0;
     int32_t value2 = 0;

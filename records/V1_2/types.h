@@ -7,8 +7,7 @@
 
 #include "records/V1_1/types.h"
 
-// The records of version 1.2: each begins with the record it extends, followed by what was added.
-
+/** The records of version 1.2: each begins with the version 1.1 record that it extends. */
 namespace vendor::lumenforge::hardware::display::V1_2 {
 
 using ::android::hardware::hidl_vec;

@@ -25,6 +25,8 @@ namespace process_test {
 
 namespace display = aidl::vendor::lumenforge::hardware::display;
 
+using Values = std::vector<int32_t>;
+
 /** Long enough that only a fault reaches it. */
 constexpr std::chrono::seconds kPatience{60};
 

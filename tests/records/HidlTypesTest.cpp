@@ -15,102 +15,71 @@ using ::android::hardware::hidl_string;
 using ::android::hardware::Return;
 using ::android::hardware::Status;
 
-const std::string kWithZeros("a\0b\0", 4);
-
-TEST(HidlStringTest, KeepsEmbeddedZeros) {
-    const hidl_string text(kWithZeros);
+TEST(HidlStringTest, KeepsEmbeddedZerosButComparesUpToTheFirst) {
+    const std::string withZeros("a\0b\0", 4);
+    const hidl_string text(withZeros);
     EXPECT_EQ(text.size(), 4u);
-    EXPECT_EQ(std::string(text), kWithZeros);
     EXPECT_EQ(text.c_str()[4], '\0');
-    EXPECT_EQ(std::string(hidl_string(text)), kWithZeros);
-    EXPECT_EQ(hidl_string(kWithZeros.c_str()), "a");
+    EXPECT_EQ(std::string(hidl_string(text)), withZeros);
+    EXPECT_EQ(hidl_string(withZeros.c_str()), "a");
     EXPECT_NE(hidl_string("a"), text);
-}
-
-TEST(HidlStringTest, EmptyTextsAreTerminated) {
-    const hidl_string texts[] = {hidl_string(), hidl_string(""), hidl_string(nullptr),
-                                 hidl_string(std::string())};
-    for (const hidl_string& text : texts) {
-        EXPECT_TRUE(text.empty());
-        EXPECT_STREQ(text.c_str(), "");
+    for (const hidl_string& empty : {hidl_string(), hidl_string(nullptr), hidl_string("")}) {
+        EXPECT_TRUE(empty.empty());
+        EXPECT_STREQ(empty.c_str(), "");
     }
 }
 
-TEST(HidlStringTest, MovedFromIsEmpty) {
+TEST(HidlStringTest, MovesBorrowsAndAssignsFromItself) {
     hidl_string source("text");
     const char* buffer = source.c_str();
-    hidl_string target("other");
-    target = std::move(source);
-    EXPECT_EQ(target.c_str(), buffer);
+    hidl_string text("other");
+    text = std::move(source);
+    EXPECT_EQ(text.c_str(), buffer);
     EXPECT_TRUE(source.empty());
-}
+    text = text.c_str() + 1;
+    EXPECT_EQ(text, "ext");
 
-TEST(HidlStringTest, AssignsFromItself) {
-    hidl_string text("abcdef");
-    text = text.c_str() + 3;
-    EXPECT_EQ(text, "def");
-}
-
-TEST(HidlStringTest, BorrowsTerminatedText) {
     const char external[] = "borrowed";
-    hidl_string text("owned");
     text.setToExternal(external, 8);
     EXPECT_EQ(text.c_str(), external);
-    EXPECT_EQ(text, "borrowed");
     EXPECT_DEATH(text.setToExternal(external, 3), "not terminated");
 }
 
-class HidlHandleTest : public ::testing::Test {
-  protected:
-    HidlHandleTest() : mHandle(native_handle_create(1, 1)) {
-        mHandle->data[0] = open("/dev/null", O_RDONLY | O_CLOEXEC);
-        mHandle->data[1] = 77;
-    }
-
-    static bool isOpen(int fd) { return fcntl(fd, F_GETFD) >= 0; }
-
-    native_handle_t* mHandle;
-};
-
-TEST_F(HidlHandleTest, BorrowedHandlesStayOpen) {
-    {
-        hidl_handle handle(mHandle);
-        EXPECT_EQ(handle.getNativeHandle(), mHandle);
-        handle = mHandle;
-    }
-    EXPECT_TRUE(isOpen(mHandle->data[0]));
-    hidl_handle owner;
-    owner.setTo(mHandle, true);
+bool isOpen(int fd) {
+    return fcntl(fd, F_GETFD) >= 0;
 }
 
-TEST_F(HidlHandleTest, OwnedHandlesAreClosedOnce) {
-    const int fd = mHandle->data[0];
+TEST(HidlHandleTest, OwnsBorrowsAndClones) {
+    native_handle_t* const native = native_handle_create(1, 1);
+    const int fd = native->data[0] = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    native->data[1] = 77;
+    {
+        hidl_handle borrowed(native);
+        EXPECT_EQ(borrowed.getNativeHandle(), native);
+        borrowed = native;
+    }
+    EXPECT_TRUE(isOpen(fd));
+
     hidl_handle owner;
-    owner.setTo(mHandle, true);
+    owner.setTo(native, true);
+    hidl_handle copy(owner);
     hidl_handle next = std::move(owner);
     EXPECT_EQ(owner.getNativeHandle(), nullptr);
-    EXPECT_EQ(next.getNativeHandle(), mHandle);
+    EXPECT_EQ(next.getNativeHandle(), native);
     owner = hidl_handle();
     EXPECT_TRUE(isOpen(fd));
     next = hidl_handle();
     EXPECT_FALSE(isOpen(fd));
-}
 
-TEST_F(HidlHandleTest, CopiesAreOwnedClones) {
-    hidl_handle owner;
-    owner.setTo(mHandle, true);
-    hidl_handle copy(owner);
-    const int fd = copy->data[0];
-    EXPECT_NE(fd, owner->data[0]);
+    const int cloned = copy->data[0];
     EXPECT_EQ(copy->data[1], 77);
-    owner = hidl_handle();
-    EXPECT_TRUE(isOpen(fd));
-    copy = owner;
+    EXPECT_TRUE(isOpen(cloned));
+    copy = next;
     EXPECT_EQ(copy.getNativeHandle(), nullptr);
-    EXPECT_FALSE(isOpen(fd));
+    EXPECT_FALSE(isOpen(cloned));
 }
 
-TEST(ReturnTest, ValueOfFailedCallAborts) {
+TEST(ReturnTest, ValueOfAFailedCallAborts) {
     const Return<int32_t> good(-7);
     EXPECT_TRUE(good.isOk());
     EXPECT_EQ(static_cast<int32_t>(good), -7);

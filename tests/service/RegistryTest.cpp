@@ -1,18 +1,16 @@
-#include <cstdio>
+#include <future>
 #include <thread>
 
 #include "tests/service/ServiceTest.h"
 #include "tests/support/DeathSpy.h"
-#include "tests/support/LogCapture.h"
 
 namespace aidl::vendor::lumenforge::hardware::display {
 namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using vela::test::DeathLink;
 using vela::test::DeathSpy;
-using vela::test::LogCapture;
+using vela::test::debugLine;
 using vela::test::LogLine;
 
 /** What tells the two kinds of clients apart. */
@@ -22,11 +20,8 @@ struct CallbackKind {
     static constexpr int kNumber = 1;
     static constexpr char kRegisterText[] = "Register callback: 0x%lx,%p";
     static constexpr char kDeathText[] = "Noticed AIDL death of IVelaCallback 0x%lx";
+    static constexpr auto kAdd = &VelaDefault::registerCallback;
 
-    static ndk::ScopedAStatus add(VelaDefault& service, int64_t id,
-                                  const std::shared_ptr<Interface>& client) {
-        return service.registerCallback(id, client);
-    }
     static void expectEvents(Client& client, int count) {
         EXPECT_CALL(client, onFeatureChanged).Times(count);
     }
@@ -39,11 +34,8 @@ struct SoftClientKind {
     static constexpr int kNumber = 2;
     static constexpr char kRegisterText[] = "Register soft vela client: 0x%lx,%p";
     static constexpr char kDeathText[] = "Noticed AIDL death of ISoftVelaClient 0x%lx";
+    static constexpr auto kAdd = &VelaDefault::registerSoftVelaClient;
 
-    static ndk::ScopedAStatus add(VelaDefault& service, int64_t id,
-                                  const std::shared_ptr<Interface>& client) {
-        return service.registerSoftVelaClient(id, client);
-    }
     static void expectEvents(Client& client, int count) {
         EXPECT_CALL(client, setConfig).Times(count);
     }
@@ -52,17 +44,12 @@ struct SoftClientKind {
     }
 };
 
-template <typename... Arguments>
-LogLine line(const char* format, Arguments... arguments) {
-    char text[128];
-    std::snprintf(text, sizeof text, format, arguments...);
-    return {ANDROID_LOG_DEBUG, text};
-}
-
 template <typename Kind>
 class RegistryTest : public ServiceTest {
   protected:
     using Client = std::shared_ptr<testing::NiceMock<typename Kind::Client>>;
+
+    ~RegistryTest() override { mService.reset(); }
 
     /** A client whose binder lives, as one does whose client is another process. */
     Client make() {
@@ -72,46 +59,40 @@ class RegistryTest : public ServiceTest {
     }
     /** Whether only the test and the client's own binder hold it. */
     static bool isForgotten(const Client& client) { return client.use_count() == 2; }
-    ndk::ScopedAStatus add(int64_t id, const std::shared_ptr<typename Kind::Interface>& client) {
-        return Kind::add(*mService, id, client);
+    std::string add(int64_t id, const std::shared_ptr<typename Kind::Interface>& client) {
+        return told(((*mService).*Kind::kAdd)(id, client));
     }
-    LogLine registered(int64_t id, const typename Kind::Interface* client) {
-        return line(Kind::kRegisterText, static_cast<unsigned long>(id),
-                    static_cast<const void*>(client));
+    static LogLine registered(int64_t id, const typename Kind::Interface* client) {
+        return debugLine(Kind::kRegisterText, static_cast<unsigned long>(id),
+                         static_cast<const void*>(client));
     }
-    LogLine died(int64_t id) { return line(Kind::kDeathText, static_cast<unsigned long>(id)); }
+    static LogLine died(int64_t id) {
+        return debugLine(Kind::kDeathText, static_cast<unsigned long>(id));
+    }
     /** Raises an event, which is to reach the client as often as said. */
-    void expectEvents(const Client& client, int count) {
+    static void expectEvents(const Client& client, int count) {
         Kind::expectEvents(*client, count);
         Kind::raise(library());
         testing::Mock::VerifyAndClearExpectations(client.get());
     }
 
     std::vector<ndk::SpAIBinder> mBinders;
-    const DeathSpy mSpy;
-    LogCapture mLog;
+    DeathSpy mSpy;
+    vela::test::LogCapture mLog;
 };
 
 using Kinds = testing::Types<CallbackKind, SoftClientKind>;
 TYPED_TEST_SUITE(RegistryTest, Kinds);
 
-TYPED_TEST(RegistryTest, RegistersLinksAndLogs) {
-    const auto client = this->make();
-    ASSERT_TRUE(this->add(0x2a, client).isOk());
-    EXPECT_THAT(this->mLog.take(), ElementsAre(this->registered(0x2a, client.get())));
-    ASSERT_EQ(this->mSpy.links().size(), 1u);
-    EXPECT_EQ(this->mSpy.links()[0].binder, client->asBinder().get());
-    // The platform links no local client; it is registered all the same.
-    this->expectEvents(client, 1);
-}
-
-TYPED_TEST(RegistryTest, ReplacingUnlinksThePreviousClient) {
+TYPED_TEST(RegistryTest, ReplacesUnlinksLinksAndLogs) {
     const auto first = this->make();
     const auto second = this->make();
-    ASSERT_TRUE(this->add(-1, first).isOk());
+    EXPECT_EQ("ok", this->add(-1, first));
+    this->expectEvents(first, 1);
     ASSERT_EQ(this->mSpy.links().size(), 1u);
-    const DeathLink old = this->mSpy.links()[0];
-    ASSERT_TRUE(this->add(-1, second).isOk());
+    EXPECT_EQ(this->mSpy.links()[0].binder, first->asBinder().get());
+
+    EXPECT_EQ("ok", this->add(-1, second));
     EXPECT_EQ(this->mSpy.unlinked(), 1u);
     EXPECT_EQ(this->mSpy.recipients(), 1u);
     ASSERT_EQ(this->mSpy.links().size(), 1u);
@@ -120,30 +101,21 @@ TYPED_TEST(RegistryTest, ReplacingUnlinksThePreviousClient) {
     EXPECT_THAT(this->mLog.take(),
                 ElementsAre(this->registered(-1, first.get()), this->registered(-1, second.get())));
 
-    // A notification of the first that was under way finds its record gone.
-    this->mSpy.die(old);
-    EXPECT_THAT(this->mLog.take(), IsEmpty());
+    EXPECT_EQ("ok", this->add(-1, second));
+    EXPECT_EQ(this->mSpy.unlinked(), 2u);
+    EXPECT_EQ(this->mSpy.links().size(), 1u);
     this->expectEvents(first, 0);
     this->expectEvents(second, 1);
 }
 
-TYPED_TEST(RegistryTest, TheSameClientMayRegisterAgain) {
+TYPED_TEST(RegistryTest, UnregistersByNullWhichIsNoErrorForAnUnknownIdentifier) {
     const auto client = this->make();
-    ASSERT_TRUE(this->add(1, client).isOk());
-    ASSERT_TRUE(this->add(1, client).isOk());
-    EXPECT_EQ(this->mSpy.unlinked(), 1u);
-    EXPECT_EQ(this->mSpy.links().size(), 1u);
-    this->expectEvents(client, 1);
-}
-
-TYPED_TEST(RegistryTest, NullUnregistersAndIsNoErrorForAnUnknownIdentifier) {
-    const auto client = this->make();
-    ASSERT_TRUE(this->add(INT64_MIN, client).isOk());
-    EXPECT_TRUE(this->add(INT64_MAX, nullptr).isOk());
+    EXPECT_EQ("ok", this->add(INT64_MIN, client));
+    EXPECT_EQ("ok", this->add(INT64_MAX, nullptr));
     EXPECT_EQ(this->mSpy.unlinked(), 0u);
     this->expectEvents(client, 1);
 
-    EXPECT_TRUE(this->add(INT64_MIN, nullptr).isOk());
+    EXPECT_EQ("ok", this->add(INT64_MIN, nullptr));
     EXPECT_EQ(this->mSpy.unlinked(), 1u);
     EXPECT_EQ(this->mSpy.recipients(), 0u);
     EXPECT_TRUE(this->isForgotten(client));
@@ -155,93 +127,138 @@ TYPED_TEST(RegistryTest, NullUnregistersAndIsNoErrorForAnUnknownIdentifier) {
 
 TYPED_TEST(RegistryTest, DeathRemovesTheClientAndItsRecordWithinItsNotification) {
     const auto client = this->make();
-    ASSERT_TRUE(this->add(-16, client).isOk());
+    const auto other = this->make();
+    EXPECT_EQ("ok", this->add(-16, client));
+    EXPECT_EQ("ok", this->add(7, other));
     this->mLog.take();
-    this->mSpy.die(this->mSpy.links()[0]);
+    this->mSpy.die();
     EXPECT_THAT(this->mLog.take(), ElementsAre(this->died(-16)));
-    EXPECT_EQ(this->mSpy.recipients(), 0u);
+    EXPECT_EQ(this->mSpy.recipients(), 1u);
     EXPECT_TRUE(this->isForgotten(client));
     this->expectEvents(client, 0);
 
-    ASSERT_TRUE(this->add(-16, client).isOk());
+    // An unknown identifier is only logged, an unknown kind and a missing cookie not even that.
+    this->mService->handleAidlDeath(TypeParam::kNumber, 2);
+    EXPECT_THAT(this->mLog.take(), ElementsAre(this->died(2)));
+    for (const int32_t kind : {0, 3, -1})
+        this->mService->handleAidlDeath(kind, 7);
+    this->mSpy.dieWithoutCookie();
+    EXPECT_THAT(this->mLog.take(), IsEmpty());
+    EXPECT_FALSE(this->isForgotten(other));
+
+    EXPECT_EQ("ok", this->add(-16, client));
     this->expectEvents(client, 1);
 }
 
-TYPED_TEST(RegistryTest, DeathOfAnUnknownIdentifierIsOnlyLogged) {
+TYPED_TEST(RegistryTest, ANotificationUnderWayDoesNothingOnceItsRegistrationHasLetGo) {
     const auto client = this->make();
-    ASSERT_TRUE(this->add(1, client).isOk());
+    const auto next = this->make();
+    EXPECT_EQ("ok", this->add(1, client));
+    auto ofReplaced = this->mSpy.begin();
+    EXPECT_EQ("ok", this->add(1, client));
+    auto ofRemoved = this->mSpy.begin();
+    EXPECT_EQ("ok", this->add(1, nullptr));
+    // Where records were freed too early, this one would have the address of an earlier one.
+    EXPECT_EQ("ok", this->add(1, next));
     this->mLog.take();
-    this->mService->handleAidlDeath(TypeParam::kNumber, 2);
-    EXPECT_THAT(this->mLog.take(), ElementsAre(this->died(2)));
-    this->expectEvents(client, 1);
+    ofReplaced.deliver();
+    ofRemoved.deliver();
+    EXPECT_THAT(this->mLog.take(), IsEmpty());
+    this->expectEvents(next, 1);
+
+    auto ofDestroyed = this->mSpy.begin();
+    this->mService.reset();
+    ofDestroyed.deliver();
+    EXPECT_THAT(this->mLog.take(), IsEmpty());
+    EXPECT_EQ(this->mSpy.unlinked(), 3u);
+    EXPECT_EQ(this->mSpy.recipients(), 0u);
+}
+
+// The line is written before the lock is taken: there a notification can be held.
+TYPED_TEST(RegistryTest, ANotificationThatWaitsForTheLockRemovesNoLaterClient) {
+    const auto client = this->make();
+    const auto next = this->make();
+    EXPECT_EQ("ok", this->add(1, client));
+    this->mLog.onNextLine([&] { EXPECT_EQ("ok", this->add(1, next)); });
+    this->mSpy.die();
+    EXPECT_TRUE(this->isForgotten(client));
+    this->expectEvents(next, 1);
 }
 
 TYPED_TEST(RegistryTest, WithoutTheLibraryNothingIsRegisteredOrLogged) {
-    this->mService.reset();
-    this->mService = makeDegraded();
-    EXPECT_EQ(codesOf(this->add(1, this->make())), kUnknownError);
-    EXPECT_EQ(codesOf(this->add(1, nullptr)), kUnknownError);
+    EXPECT_EQ("unknown", told(((*this->mDegraded).*TypeParam::kAdd)(1, this->make())));
+    EXPECT_EQ("unknown", told(((*this->mDegraded).*TypeParam::kAdd)(1, nullptr)));
     EXPECT_EQ(this->mSpy.recipients(), 0u);
     EXPECT_THAT(this->mLog.take(), IsEmpty());
 }
 
-class BothKindsTest : public ServiceTest {};
+class BothKindsTest : public ServiceTest {
+  protected:
+    ~BothKindsTest() override { mService.reset(); }
+
+    DeathSpy mSpy;
+    vela::test::LogCapture mLog;
+};
 
 TEST_F(BothKindsTest, OneIdentifierMayNameOneOfEachAndEachDiesAlone) {
-    const DeathSpy spy;
-    LogCapture log;
     const auto callback = makeClient<MockCallback>();
     const auto client = makeClient<MockSoftClient>();
-    ASSERT_TRUE(mService->registerCallback(5, callback).isOk());
-    ASSERT_TRUE(mService->registerSoftVelaClient(5, client).isOk());
-    log.take();
-
-    for (const int32_t kind : {0, 3, -1})
-        mService->handleAidlDeath(kind, 5);
-    EXPECT_THAT(log.take(), IsEmpty());
-    ASSERT_EQ(spy.links().size(), 2u);
-
-    spy.die(spy.links()[1]);
+    const ndk::SpAIBinder binders[] = {callback->asBinder(), client->asBinder()};
+    EXPECT_EQ("ok", told(mService->registerCallback(5, callback)));
+    EXPECT_EQ("ok", told(mService->registerSoftVelaClient(5, client)));
+    auto ofCallback = mSpy.begin();
+    mSpy.die();
     EXPECT_CALL(*callback, onFeatureChanged);
     library().featureChanged(0, {});
     EXPECT_EQ(library().softSetConfig(0, 0, {}), -1);
-}
+    ofCallback.deliver();
+    library().featureChanged(0, {});
 
-TEST_F(BothKindsTest, ANotificationWithoutACookieIsIgnored) {
-    const DeathSpy spy;
-    LogCapture log;
-    ASSERT_TRUE(mService->registerCallback(5, makeClient<MockCallback>()).isOk());
-    log.take();
-    spy.die({});
-    EXPECT_THAT(log.take(), IsEmpty());
+    EXPECT_EQ("ok", told(mService->registerSoftVelaClient(5, client)));
+    mService.reset();
+    EXPECT_EQ(mSpy.unlinked(), 3u);
+    EXPECT_EQ(mSpy.recipients(), 0u);
 }
 
 // Meant for the sanitizers.
-TEST_F(BothKindsTest, RegistrationsDeathsAndEventsMayOverlap) {
-    const LogCapture log;
+TEST_F(BothKindsTest, RegistrationsNotificationsAndEventsMayOverlap) {
     const auto callback = makeClient<MockCallback>();
     const auto client = makeClient<MockSoftClient>();
     const auto source = library();
-    const auto repeat = [](auto action) {
-        return std::thread([action] {
+    std::vector<std::thread> threads;
+    const auto repeat = [&](auto action) {
+        threads.emplace_back([action] {
             for (int64_t round = 0; round < 200; ++round)
                 action(round % 3);
         });
     };
-    std::thread threads[] = {
-            repeat([&](int64_t id) {
-                EXPECT_TRUE(mService->registerCallback(id, callback).isOk());
-            }),
-            repeat([&](int64_t id) {
-                EXPECT_TRUE(mService->registerSoftVelaClient(id, client).isOk());
-            }),
-            repeat([&](int64_t id) { mService->handleAidlDeath(1, id); }),
-            repeat([&](int64_t id) { mService->handleAidlDeath(2, id); }),
-            repeat([&](int64_t id) { source.featureChanged(static_cast<int>(id), {}); }),
-            repeat([&](int64_t id) { (void)source.softSetConfig(id, 0, {}); }),
-    };
+    repeat([&](int64_t id) { (void)mService->registerCallback(id, callback); });
+    repeat([&](int64_t id) { (void)mService->registerSoftVelaClient(id, client); });
+    repeat([&](int64_t) {
+        if (auto notification = mSpy.beginAny()) notification->deliver();
+    });
+    repeat([&](int64_t id) { (void)mService->registerCallback(id, nullptr); });
+    repeat([&](int64_t id) { mService->handleAidlDeath(2, id); });
+    repeat([&](int64_t id) { source.featureChanged(static_cast<int>(id), {}); });
+    repeat([&](int64_t id) { (void)source.softSetConfig(id, 0, {}); });
     for (std::thread& thread : threads)
         thread.join();
+}
+
+// Meant for the sanitizers, too: the last owner goes while notifications run.
+TEST_F(BothKindsTest, NotificationsMayOverlapWithTheEndOfTheService) {
+    for (int round = 0; round < 100; ++round) {
+        std::promise<void> begun;
+        auto last = ndk::SharedRefBase::make<VelaDefault>();
+        EXPECT_EQ("ok", told(last->registerCallback(1, makeClient<MockCallback>())));
+        std::thread platform([&, notification = mSpy.beginAny()]() mutable {
+            begun.set_value();
+            notification->deliver();
+        });
+        begun.get_future().wait();
+        last.reset();
+        platform.join();
+    }
 }
 
 }  // namespace

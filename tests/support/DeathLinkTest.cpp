@@ -1,54 +1,82 @@
 #include "support/DeathLink.h"
 
-#include <atomic>
-#include <thread>
-
 #include <gtest/gtest.h>
+
+#include <aidl/vendor/lumenforge/hardware/display/BnVelaCallback.h>
+
+#include "tests/support/DeathSpy.h"
 
 namespace lmfg::support {
 namespace {
 
-struct Record {
-    explicit Record(int recordValue) : value(recordValue), live(this) {}
+namespace display = ::aidl::vendor::lumenforge::hardware::display;
 
-    const int value;
-    const LiveRecord live;
+int gRecords = 0;
+int gNotified = 0;
+
+struct Record : DeathLink {
+    Record() : DeathLink(onBinderDied) { ++gRecords; }
+    ~Record() override { --gRecords; }
+    static void onBinderDied(void* cookie) {
+        if (fromCookie<Record>(cookie) != nullptr) ++gNotified;
+    }
 };
 
-/** The record's value, or 0 if it is gone. */
-int read(void* cookie) {
-    int value = 0;
-    LiveRecord::read<Record>(cookie, [&](const Record& record) { value = record.value; });
-    return value;
-}
-
-TEST(DeathLinkTest, ARecordIsReadOnlyWhileItLives) {
-    EXPECT_EQ(read(nullptr), 0);
-    auto first = std::make_unique<Record>(1);
-    auto second = std::make_unique<Record>(2);
-    void* const cookie = first.get();
-    EXPECT_EQ(read(cookie), 1);
-    first.reset();
-    EXPECT_EQ(read(cookie), 0);
-    EXPECT_EQ(read(second.get()), 2);
-}
-
-// Meant for the sanitizers: a notification that runs while its record is destroyed.
-TEST(DeathLinkTest, ReadsRunAgainstDestruction) {
-    for (int round = 1; round <= 200; ++round) {
-        auto record = std::make_unique<Record>(round);
-        void* const cookie = record.get();
-        std::atomic<bool> running = false;
-        std::thread notification([&] {
-            running = true;
-            running.notify_one();
-            const int value = read(cookie);
-            EXPECT_TRUE(value == round || value == 0) << value;
-        });
-        running.wait(false);
-        record.reset();
-        notification.join();
+struct Client : display::BnVelaCallback {
+    ndk::ScopedAStatus onFeatureChanged(int32_t, const std::vector<int32_t>&) override {
+        return ndk::ScopedAStatus::ok();
     }
+};
+
+class DeathLinkTest : public testing::Test {
+  protected:
+    DeathLinkTest() { gNotified = 0; }
+
+    const std::shared_ptr<Client> mClient = ndk::SharedRefBase::make<Client>();
+    const ndk::SpAIBinder mBinder = mClient->asBinder();
+    DeathLink::Held<Record> mRecord{new Record};
+};
+
+TEST_F(DeathLinkTest, IsItsOwnCookieAndFreedWhenBothHaveLetGo) {
+    {
+        vela::test::DeathSpy spy;
+        mRecord->link(mClient);
+        ASSERT_EQ(spy.links().size(), 1u);
+        EXPECT_EQ(spy.links()[0].binder, mBinder.get());
+        EXPECT_EQ(spy.links()[0].cookie, mRecord.get());
+        auto notification = spy.begin();
+        mRecord->unlink(mClient);
+        EXPECT_EQ(spy.unlinked(), 1u);
+        mRecord.reset();
+        EXPECT_EQ(spy.recipients(), 0u);
+        EXPECT_EQ(gRecords, 1);
+        notification.deliver();
+        EXPECT_EQ(gRecords, 0);
+        EXPECT_EQ(gNotified, 0);
+
+        mRecord.reset(new Record);
+        mRecord->link(mClient);
+        spy.die();
+        EXPECT_EQ(gNotified, 1);
+        EXPECT_EQ(gRecords, 1);
+        mRecord->link(mClient);
+        mRecord.reset();
+        EXPECT_EQ(gRecords, 1) << "the link of a deleted recipient ends with its proxy";
+    }
+    EXPECT_EQ(gRecords, 0);
+}
+
+TEST_F(DeathLinkTest, IsFreedWhereNoLinkIsMade) {
+    // The platform refuses the first, the second has no binder, the third is none.
+    const std::shared_ptr<ndk::ICInterface> kClients[] = {
+            mClient, ndk::SharedRefBase::make<display::IVelaCallbackDefault>(), nullptr};
+    for (const auto& client : kClients) {
+        mRecord->link(client);
+        mRecord->unlink(client);
+    }
+    EXPECT_EQ(gRecords, 1);
+    mRecord.reset();
+    EXPECT_EQ(gRecords, 0);
 }
 
 }  // namespace

@@ -1,83 +1,163 @@
 #include "tests/support/DeathSpy.h"
 
-#include <dlfcn.h>
-
 #include <algorithm>
+#include <iterator>
+#include <list>
+#include <mutex>
 
 namespace vela::test {
 namespace {
 
-DeathSpy* gSpy = nullptr;
+struct Recipient {
+    AIBinder_DeathRecipient_onBinderDied onDied;
+    AIBinder_DeathRecipient_onBinderUnlinked onUnlinked = nullptr;
+};
 
-/** The platform's own function behind the one of this file. */
-template <typename Function>
-Function* platformFunction(const char* name) {
-    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+struct State : DeathLink {
+    Recipient functions;
+    bool isLinked = true;
+    bool isNotifying = false;
+};
+
+struct Platform {
+    std::mutex lock;
+    bool isSpied = false;
+    size_t recipients = 0;
+    size_t unlinked = 0;
+    std::list<State> links;
+};
+Platform gPlatform;
+
+Recipient* functionsOf(AIBinder_DeathRecipient* recipient) {
+    return reinterpret_cast<Recipient*>(recipient);
+}
+
+void endCookie(const State& link) {
+    if (link.functions.onUnlinked != nullptr) link.functions.onUnlinked(link.cookie);
+}
+
+/** Ends the cookies that nothing can use any more. */
+void endCookies(std::unique_lock<std::mutex> lock) {
+    std::list<State> ended;
+    for (auto link = gPlatform.links.begin(); link != gPlatform.links.end();) {
+        const auto next = std::next(link);
+        if (!link->isLinked && !link->isNotifying) {
+            ended.splice(ended.end(), gPlatform.links, link);
+        }
+        link = next;
+    }
+    lock.unlock();
+    for (const State& link : ended)
+        endCookie(link);
 }
 
 }  // namespace
 
-struct DeathSpyHooks {
-    static void created(AIBinder_DeathRecipient* recipient,
-                        AIBinder_DeathRecipient_onBinderDied onDied) {
-        if (gSpy == nullptr) return;
-        gSpy->mOnDied = onDied;
-        gSpy->mRecipients.push_back(recipient);
-    }
-    static void deleted(AIBinder_DeathRecipient* recipient) {
-        if (gSpy == nullptr) return;
-        std::erase(gSpy->mRecipients, recipient);
-        std::erase_if(gSpy->mLinks, [&](const auto& link) { return link.recipient == recipient; });
-    }
-    static void linked(const DeathLink& link) {
-        if (gSpy != nullptr) gSpy->mLinks.push_back(link);
-    }
-    static void unlinked(const DeathLink& link) {
-        if (gSpy == nullptr) return;
-        const auto found = std::find(gSpy->mLinks.begin(), gSpy->mLinks.end(), link);
-        if (found == gSpy->mLinks.end()) return;
-        gSpy->mLinks.erase(found);
-        ++gSpy->mUnlinked;
-    }
-};
-
 DeathSpy::DeathSpy() {
-    gSpy = this;
+    const std::lock_guard lock(gPlatform.lock);
+    gPlatform.isSpied = true;
+    gPlatform.unlinked = 0;
 }
 
 DeathSpy::~DeathSpy() {
-    gSpy = nullptr;
+    std::unique_lock lock(gPlatform.lock);
+    gPlatform.isSpied = false;
+    for (State& link : gPlatform.links)
+        link.isLinked = false;
+    endCookies(std::move(lock));
+}
+
+std::vector<DeathLink> DeathSpy::links() const {
+    const std::lock_guard lock(gPlatform.lock);
+    std::vector<DeathLink> links;
+    for (const State& link : gPlatform.links) {
+        if (link.isLinked && link.recipient != nullptr) links.push_back(link);
+    }
+    return links;
+}
+
+size_t DeathSpy::unlinked() const {
+    const std::lock_guard lock(gPlatform.lock);
+    return gPlatform.unlinked;
+}
+
+size_t DeathSpy::recipients() const {
+    const std::lock_guard lock(gPlatform.lock);
+    return gPlatform.recipients;
+}
+
+std::optional<DeathSpy::Notification> DeathSpy::beginAny() {
+    const std::lock_guard lock(gPlatform.lock);
+    for (State& link : gPlatform.links) {
+        if (!link.isLinked || link.isNotifying || link.recipient == nullptr) continue;
+        link.isNotifying = true;
+        return Notification(&link);
+    }
+    return std::nullopt;
+}
+
+void DeathSpy::dieWithoutCookie() {
+    gPlatform.links.back().functions.onDied(nullptr);
+}
+
+void DeathSpy::Notification::deliver() {
+    auto& link = *static_cast<State*>(mState);
+    link.functions.onDied(link.cookie);
+    std::unique_lock lock(gPlatform.lock);
+    link.isLinked = link.isNotifying = false;
+    endCookies(std::move(lock));
 }
 
 }  // namespace vela::test
 
 // The test program's own definitions of these functions come before the platform's library.
 
+using vela::test::gPlatform;
+
 AIBinder_DeathRecipient* AIBinder_DeathRecipient_new(
         AIBinder_DeathRecipient_onBinderDied onBinderDied) {
-    const auto next = vela::test::platformFunction<decltype(AIBinder_DeathRecipient_new)>(
-            "AIBinder_DeathRecipient_new");
-    AIBinder_DeathRecipient* recipient = next(onBinderDied);
-    vela::test::DeathSpyHooks::created(recipient, onBinderDied);
-    return recipient;
+    const std::lock_guard lock(gPlatform.lock);
+    ++gPlatform.recipients;
+    return reinterpret_cast<AIBinder_DeathRecipient*>(new vela::test::Recipient{onBinderDied});
+}
+
+void AIBinder_DeathRecipient_setOnUnlinked(AIBinder_DeathRecipient* recipient,
+                                           AIBinder_DeathRecipient_onBinderUnlinked onUnlinked) {
+    vela::test::functionsOf(recipient)->onUnlinked = onUnlinked;
 }
 
 void AIBinder_DeathRecipient_delete(AIBinder_DeathRecipient* recipient) {
-    vela::test::DeathSpyHooks::deleted(recipient);
-    vela::test::platformFunction<decltype(AIBinder_DeathRecipient_delete)>(
-            "AIBinder_DeathRecipient_delete")(recipient);
+    const std::lock_guard lock(gPlatform.lock);
+    --gPlatform.recipients;
+    // Its links notify no more, and end when their proxies go: with the spy.
+    for (auto& link : gPlatform.links) {
+        if (link.recipient == recipient) link.recipient = nullptr;
+    }
+    delete vela::test::functionsOf(recipient);
 }
 
 binder_status_t AIBinder_linkToDeath(AIBinder* binder, AIBinder_DeathRecipient* recipient,
                                      void* cookie) {
-    vela::test::DeathSpyHooks::linked({binder, recipient, cookie});
-    return vela::test::platformFunction<decltype(AIBinder_linkToDeath)>("AIBinder_linkToDeath")(
-            binder, recipient, cookie);
+    const vela::test::State link{{binder, recipient, cookie}, *vela::test::functionsOf(recipient)};
+    {
+        const std::lock_guard lock(gPlatform.lock);
+        if (gPlatform.isSpied) {
+            gPlatform.links.push_back(link);
+            return STATUS_OK;
+        }
+    }
+    vela::test::endCookie(link);
+    return STATUS_INVALID_OPERATION;
 }
 
 binder_status_t AIBinder_unlinkToDeath(AIBinder* binder, AIBinder_DeathRecipient* recipient,
                                        void* cookie) {
-    vela::test::DeathSpyHooks::unlinked({binder, recipient, cookie});
-    return vela::test::platformFunction<decltype(AIBinder_unlinkToDeath)>("AIBinder_unlinkToDeath")(
-            binder, recipient, cookie);
+    std::unique_lock lock(gPlatform.lock);
+    const auto found = std::find(gPlatform.links.begin(), gPlatform.links.end(),
+                                 vela::test::DeathLink{binder, recipient, cookie});
+    if (found == gPlatform.links.end() || !found->isLinked) return STATUS_NAME_NOT_FOUND;
+    found->isLinked = false;
+    ++gPlatform.unlinked;
+    vela::test::endCookies(std::move(lock));
+    return STATUS_OK;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <vector>
 
 #include <android/binder_ibinder.h>
@@ -17,33 +18,42 @@ struct DeathLink {
 };
 
 /**
- * Sees the death links that code of the test program asks for, whatever the platform answers (it
- * refuses local binders), and delivers their notifications. One at a time, used by one thread.
+ * Stands in for the platform's death links in the test program: it links every binder, as if it
+ * were another process's, and delivers notifications when it is told to. A cookie ends as the
+ * platform ends it: once for each link, when the link was removed and no notification runs. Without
+ * a spy no link is made, as for a local binder. One at a time, for any thread.
  */
 class DeathSpy {
   public:
+    /** A notification that has begun: it reaches the product at some time, whatever happens. */
+    class Notification {
+      public:
+        explicit Notification(void* state) : mState(state) {}
+        /** Calls the product and returns when it has. To be called once. */
+        void deliver();
+
+      private:
+        void* const mState;
+    };
+
     DeathSpy();
     ~DeathSpy();
     DeathSpy(const DeathSpy&) = delete;
     DeathSpy& operator=(const DeathSpy&) = delete;
 
     /** The links that are neither unlinked nor gone with their recipient, in order of making. */
-    [[nodiscard]] const std::vector<DeathLink>& links() const { return mLinks; }
+    [[nodiscard]] std::vector<DeathLink> links() const;
     /** How many links were unlinked before their recipient went. */
-    [[nodiscard]] size_t unlinked() const { return mUnlinked; }
+    [[nodiscard]] size_t unlinked() const;
     /** How many recipients exist. */
-    [[nodiscard]] size_t recipients() const { return mRecipients.size(); }
+    [[nodiscard]] size_t recipients() const;
 
-    /** Delivers the notification of a link, which need not exist any more. */
-    void die(const DeathLink& link) const { mOnDied(link.cookie); }
-
-  private:
-    friend struct DeathSpyHooks;
-
-    AIBinder_DeathRecipient_onBinderDied mOnDied = nullptr;
-    std::vector<DeathLink> mLinks;
-    size_t mUnlinked = 0;
-    std::vector<AIBinder_DeathRecipient*> mRecipients;
+    /** Begins the notification of the first of links() that has none yet, if there is any. */
+    [[nodiscard]] std::optional<Notification> beginAny();
+    [[nodiscard]] Notification begin() { return beginAny().value(); }
+    void die() { begin().deliver(); }
+    /** Calls the function of the latest link without a cookie. */
+    void dieWithoutCookie();
 };
 
 }  // namespace vela::test

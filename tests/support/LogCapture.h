@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <mutex>
 #include <ostream>
 #include <string>
@@ -44,16 +45,28 @@ class LogCapture {
         return std::exchange(sLines, {});
     }
 
+    /** Calls `action` once, while the writer of the next line is held. */
+    static void onNextLine(std::function<void()> action) {
+        const std::lock_guard lock(sLock);
+        sOnNextLine = std::move(action);
+    }
+
   private:
     static void collect(const __android_logger_data* data, const char* text) {
         if (data->tag == nullptr || std::string_view(data->tag) != "VELA_LOG_SERV") return;
-        const std::lock_guard lock(sLock);
-        sLines.push_back({data->priority, text});
+        std::function<void()> action;
+        {
+            const std::lock_guard lock(sLock);
+            sLines.push_back({data->priority, text});
+            action = std::exchange(sOnNextLine, nullptr);
+        }
+        if (action) action();
     }
 
     int32_t mPriority;
     static inline std::mutex sLock;
     static inline std::vector<LogLine> sLines;
+    static inline std::function<void()> sOnNextLine;
 };
 
 }  // namespace vela::test

@@ -4,58 +4,42 @@
 #include <dlfcn.h>
 #include <syslog.h>
 
-#include <array>
 #include <cstdarg>
 #include <cstdio>
 
-namespace vela::test {
 namespace {
 
-SystemSpy* gSpy = nullptr;
+vela::test::SystemSpy::Seen* gSeen = nullptr;
 
 }  // namespace
 
-struct SystemSpyHooks {
-    static void logged(int priority, const char* text) {
-        if (gSpy != nullptr) gSpy->mLines.push_back({priority, text});
-    }
-    static void made() {
-        if (gSpy != nullptr) ++gSpy->mMade;
-    }
-    static void deleted() {
-        if (gSpy != nullptr) ++gSpy->mDeleted;
-    }
-};
-
-SystemSpy::SystemSpy() {
-    gSpy = this;
+vela::test::SystemSpy::SystemSpy() {
+    gSeen = &mSeen;
 }
 
-SystemSpy::~SystemSpy() {
-    gSpy = nullptr;
+vela::test::SystemSpy::~SystemSpy() {
+    gSeen = nullptr;
 }
-
-}  // namespace vela::test
 
 // The test program's own definitions of these functions come before the libraries'.
 
 void syslog(int priority, const char* format, ...) {
-    std::array<char, 512> text{};
+    char text[512];
     va_list arguments;
     va_start(arguments, format);
-    std::vsnprintf(text.data(), text.size(), format, arguments);
+    std::vsnprintf(text, sizeof text, format, arguments);
     va_end(arguments);
-    vela::test::SystemSpyHooks::logged(priority, text.data());
+    if (gSeen != nullptr) gSeen->lines.push_back({priority, text});
 }
 
 native_handle_t* native_handle_create(int numFds, int numInts) {
-    vela::test::SystemSpyHooks::made();
+    if (gSeen != nullptr) ++gSeen->made;
     return reinterpret_cast<decltype(&native_handle_create)>(
             dlsym(RTLD_NEXT, "native_handle_create"))(numFds, numInts);
 }
 
 int native_handle_delete(native_handle_t* handle) {
-    vela::test::SystemSpyHooks::deleted();
+    if (gSeen != nullptr) ++gSeen->deleted;
     return reinterpret_cast<decltype(&native_handle_delete)>(
             dlsym(RTLD_NEXT, "native_handle_delete"))(handle);
 }

@@ -12,28 +12,29 @@ namespace vela::test {
  */
 class SystemSpy {
   public:
-    SystemSpy();
-    ~SystemSpy();
-    SystemSpy(const SystemSpy&) = delete;
-    SystemSpy& operator=(const SystemSpy&) = delete;
-
     struct Line {
         int priority;
         std::string text;
 
         friend bool operator==(const Line&, const Line&) = default;
     };
+    struct Seen {
+        std::vector<Line> lines;
+        int made = 0;
+        int deleted = 0;
+    };
 
-    [[nodiscard]] const std::vector<Line>& syslogLines() const { return mLines; }
-    [[nodiscard]] int handlesMade() const { return mMade; }
-    [[nodiscard]] int handlesDeleted() const { return mDeleted; }
+    SystemSpy();
+    ~SystemSpy();
+    SystemSpy(const SystemSpy&) = delete;
+    SystemSpy& operator=(const SystemSpy&) = delete;
+
+    [[nodiscard]] const std::vector<Line>& syslogLines() const { return mSeen.lines; }
+    [[nodiscard]] int handlesMade() const { return mSeen.made; }
+    [[nodiscard]] int handlesDeleted() const { return mSeen.deleted; }
 
   private:
-    friend struct SystemSpyHooks;
-
-    std::vector<Line> mLines;
-    int mMade = 0;
-    int mDeleted = 0;
+    Seen mSeen;
 };
 
 }  // namespace vela::test

@@ -219,21 +219,4 @@ R randomRecord(std::mt19937& generator) {
     return record;
 }
 
-// Changes one field so that the difference survives any narrowing: the lowest bit of a number, the
-// length of a list.
-template <typename R>
-void perturb(R* record, const std::string& target) {
-    forEachLeaf(*record, [&target](const std::string& path, auto& field) {
-        if (path != target) return;
-        using Field = std::remove_cvref_t<decltype(field)>;
-        if constexpr (std::same_as<Field, float>) {
-            field = std::bit_cast<float>(std::bit_cast<uint32_t>(field) ^ 1u);
-        } else if constexpr (std::is_arithmetic_v<Field>) {
-            field = static_cast<Field>(field ^ 1);
-        } else {
-            field.resize(field.size() + 1);
-        }
-    });
-}
-
 }  // namespace fields

@@ -1,9 +1,7 @@
 package vendor.lumenforge.hardware.display;
 
 /**
- * Geometry and identity of a layer's buffer.
- * 
- * value7 and value8 do not reach chips of the first service library generation.
+ * Describes a buffer of a layer. value7 and value8 do not reach the service library.
  */
 @VintfStability
 parcelable BufferInfo {

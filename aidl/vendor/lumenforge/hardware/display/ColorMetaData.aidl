@@ -1,7 +1,7 @@
 package vendor.lumenforge.hardware.display;
 
 /**
- * Colour description of a layer's content. Flags are bytes: every value survives.
+ * Colour metadata of a layer's buffer. Flags are bytes: every value survives.
  */
 @VintfStability
 parcelable ColorMetaData {

@@ -2,9 +2,8 @@ package vendor.lumenforge.hardware.display;
 
 /**
  * A display configuration. Flags are bytes: every value survives.
- * 
- * Of value4 only the low 32 bits reach the chip; value5 does not reach chips of the first
- * service library generation.
+ *
+ * Of value4 only the low 32 bits reach the service library; value5 does not reach it.
  */
 @VintfStability
 parcelable DisplayConfigVariableInfo {

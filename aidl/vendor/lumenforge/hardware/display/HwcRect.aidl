@@ -1,7 +1,7 @@
 package vendor.lumenforge.hardware.display;
 
 /**
- * Rectangle in whole pixels; right and bottom are exclusive.
+ * A rectangle of integers.
  */
 @VintfStability
 parcelable HwcRect {

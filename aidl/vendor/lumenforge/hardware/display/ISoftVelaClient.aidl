@@ -1,23 +1,26 @@
 package vendor.lumenforge.hardware.display;
 
 /**
- * Implemented by software processing clients. Both operations hold up the chip's thread until they
- * return.
+ * Implemented by software processing clients. Of those registered, the one with the lowest
+ * identifier is asked. Both operations hold up a thread of the service library until they return.
  */
 @VintfStability
 interface ISoftVelaClient {
     /**
-     * Applies a configuration.
+     * Passes a configuration to the client.
      *
-     * @param id the client that the chip means, which need not be the one that is asked.
-     * @return the chip's result code.
+     * @param id as the service library gave it, whichever client is asked.
+     * @return handed to the service library; -1 if the call fails.
      */
     int setConfig(in long id, in int config, in int[] values);
 
     /**
-     * Reads a configuration. A service-specific error is handed to the chip as its status.
+     * Asks the client for a configuration.
      *
-     * @param id the client that the chip means, which need not be the one that is asked.
+     * The service library is told a status beside the values: the code of a service-specific error,
+     * 0 otherwise.
+     *
+     * @param id as the service library gave it, whichever client is asked.
      */
     int[] getConfig(in long id, in int config, in int[] values);
 }

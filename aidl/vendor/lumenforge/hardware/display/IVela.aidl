@@ -13,8 +13,8 @@ import vendor.lumenforge.hardware.display.VelaFixedConfig;
 /**
  * The main service of the display co-processor.
  *
- * Service-specific error codes: -1, the chip's service library is absent; -2, the operation is
- * served only by a composer client; any other negative code is the chip's own. Registrations,
+ * Service-specific error codes: -1, the service library is absent; -2, the operation is served only
+ * by a composer client; any negative code may be the service library's own. Registrations,
  * initialize and createComposerClient report the library's absence by STATUS_UNKNOWN_ERROR instead.
  */
 @VintfStability
@@ -25,10 +25,16 @@ interface IVela {
     /** Reads configuration values. */
     int[] velaConfigureGet(in int type, in int[] params);
 
-    /** Runs a batch of configuration requests and returns the chip's reply. */
+    /**
+     * Passes on a batch of configuration and returns the reply. Fails without the service library,
+     * but a batch of VendorConfig.STARTUP_BATCH is kept.
+     */
     String velaConfigureBatch(in int type, in String request);
 
-    /** Hands a buffer of the given size in bytes to the chip; returns the chip's result code. */
+    /**
+     * Hands a buffer to the service library, which may use it until this returns; returns the
+     * result code, which is no error if negative.
+     */
     int velaConfigureBuffer(in int type, in long param, in ParcelFileDescriptor fd, in int size);
 
     /** Registers a callback under an identifier, replacing an earlier one; null unregisters. */
@@ -37,10 +43,10 @@ interface IVela {
     /** Registers a soft client under an identifier, replacing an earlier one; null unregisters. */
     void registerSoftVelaClient(in long id, in @nullable ISoftVelaClient client);
 
-    /** Starts the chip with value4 (its low 32 bits), value1 and value2 of the configuration. */
+    /** Starts the service library with value4 (its low 32 bits), value1 and value2. */
     void initialize(in DisplayConfigVariableInfo info);
 
-    /** Accesses panel registers. Of second, third and sixth only the low eight bits are used. */
+    /** Reads or writes the panel. Of second, third and sixth only the low eight bits are used. */
     byte[] panelReadWrite(in boolean first, in int second, in int third, in boolean fourth,
             in byte[] data, in int sixth);
 

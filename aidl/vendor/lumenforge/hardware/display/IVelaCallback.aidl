@@ -5,6 +5,6 @@ package vendor.lumenforge.hardware.display;
  */
 @VintfStability
 interface IVelaCallback {
-    /** A feature of the chip changed; the meaning of the values depends on the feature. */
+    /** A feature changed. What feature and values mean is the service library's. */
     void onFeatureChanged(in int feature, in int[] values);
 }

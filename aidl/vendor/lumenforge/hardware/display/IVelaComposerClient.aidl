@@ -12,8 +12,8 @@ import vendor.lumenforge.hardware.display.VendorConfig;
 /**
  * The display operations of one compositor, made by IVela.createComposerClient.
  *
- * Service-specific error -1: the chip's service library is absent. Any other negative code is the
- * chip's own. Operations without a result, but for the last two and the configuration requests,
+ * Service-specific error -1: the service library is absent. Any negative code may be the service
+ * library's own. Operations without a result, but for the last two and the configuration requests,
  * report the library's absence by STATUS_UNKNOWN_ERROR instead; present then answers 1 and
  * updateDisplayBrightness {-1}, both with an ok status.
  */
@@ -22,10 +22,10 @@ interface IVelaComposerClient {
     /** Reads configuration values when none are given, else writes them and returns the result. */
     int[] configureValues(in VendorConfig type, in int[] values);
 
-    /** Runs a batch of configuration requests and returns the chip's reply. */
+    /** Passes on a batch of configuration and returns the reply. */
     String configureBatch(in VendorConfig type, in String request);
 
-    /** Hands a buffer of the given size in bytes to the chip. */
+    /** Hands a buffer to the service library, which may use it until this returns. */
     void configureBuffer(in VendorConfig type, in long param, in ParcelFileDescriptor fd,
             in int size);
 

@@ -5,7 +5,7 @@ import vendor.lumenforge.hardware.display.LayerRect;
 import vendor.lumenforge.hardware.display.LayerTransform;
 
 /**
- * One layer of a stack. Of value2 only the low eight bits reach the chip.
+ * One layer of a stack. Of value2 only the low eight bits reach the service library.
  */
 @VintfStability
 parcelable Layer {

@@ -4,7 +4,7 @@ import vendor.lumenforge.hardware.display.BufferInfo;
 import vendor.lumenforge.hardware.display.ColorMetaData;
 
 /**
- * A layer's buffer with its colour description. It carries no descriptor.
+ * A layer's buffer with its colour metadata. It carries no descriptor.
  */
 @VintfStability
 parcelable LayerBuffer {

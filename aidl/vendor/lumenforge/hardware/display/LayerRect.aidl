@@ -1,7 +1,7 @@
 package vendor.lumenforge.hardware.display;
 
 /**
- * Rectangle in fractions of a pixel; right and bottom are exclusive.
+ * A rectangle of floating-point numbers.
  */
 @VintfStability
 parcelable LayerRect {

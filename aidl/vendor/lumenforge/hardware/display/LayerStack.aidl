@@ -3,7 +3,7 @@ package vendor.lumenforge.hardware.display;
 import vendor.lumenforge.hardware.display.Layer;
 
 /**
- * The layers of a display, bottom first.
+ * The layers of a display.
  */
 @VintfStability
 parcelable LayerStack {

@@ -1,7 +1,7 @@
 package vendor.lumenforge.hardware.display;
 
 /**
- * Rotation and flips of a layer. Flags are bytes: every value survives.
+ * The transform of a layer. Flags are bytes: every value survives.
  */
 @VintfStability
 parcelable LayerTransform {

@@ -1,8 +1,8 @@
 package vendor.lumenforge.hardware.display;
 
 /**
- * What the chip was built with. value16 to value24 stay zero on chips of the first service
- * library generation.
+ * The configuration that getCurrentConfig answers. value16 to value24 stay zero: the service
+ * library's answer has no counterpart of them.
  */
 @VintfStability
 parcelable VelaFixedConfig {

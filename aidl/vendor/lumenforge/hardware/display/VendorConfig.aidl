@@ -1,11 +1,11 @@
 package vendor.lumenforge.hardware.display;
 
 /**
- * Configuration types that clients name. The chip knows more; any value is passed on to it.
+ * Configuration types. Any value, named here or not, is passed on to the service library.
  */
 @VintfStability
 @Backing(type="int")
 enum VendorConfig {
-    /** IVela keeps a batch of this type when there is no chip; a composer client keeps none. */
+    /** A batch that survives start-up: IVela keeps it while the service library is absent. */
     STARTUP_BATCH = 1024,
 }

@@ -1,0 +1,81 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <tuple>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include <android/binder_auto_utils.h>
+#include <gtest/gtest.h>
+
+namespace vela::test {
+
+/** "ok", "unknown" for the unknown error, or the service-specific code; else the description. */
+inline std::string told(const ndk::ScopedAStatus& status) {
+    if (status.isOk()) return "ok";
+    if (status.getExceptionCode() == EX_SERVICE_SPECIFIC) {
+        return std::to_string(status.getServiceSpecificError());
+    }
+    return status.getStatus() == STATUS_UNKNOWN_ERROR ? "unknown" : status.getDescription();
+}
+
+template <typename T>
+std::string shown(const T& value) {
+    if constexpr (requires { value.toString(); }) {
+        return value.toString();
+    } else {
+        return testing::PrintToString(value);
+    }
+}
+
+/** What ask() puts into an out-parameter beforehand. */
+template <typename T>
+T untouched() {
+    T value{};
+    if constexpr (std::is_arithmetic_v<T>) {
+        value = 77;
+    } else if constexpr (requires { value.list1; }) {
+        value.value1 = 77;
+        value.list1 = {77};
+    } else {
+        value.assign(1, 'M');  // 77, too
+    }
+    return value;
+}
+
+/**
+ * Calls an operation and tells its status, followed by what is in its out-parameter, the last one,
+ * if it has one: "ok", "-1 77". Arguments that are left out are default-constructed.
+ */
+template <typename Object, typename Interface, typename... Parameters, typename... Arguments>
+std::string ask(Object& object, ndk::ScopedAStatus (Interface::*operation)(Parameters...),
+                const Arguments&... arguments) {
+    using Last = std::tuple_element_t<sizeof...(Parameters) - 1, std::tuple<Parameters...>>;
+    std::tuple<std::remove_pointer_t<std::remove_cvref_t<Parameters>>...> values;
+    auto& last = std::get<sizeof...(Parameters) - 1>(values);
+    if constexpr (std::is_pointer_v<Last>) last = untouched<std::remove_pointer_t<Last>>();
+    [&]<size_t... I>(std::index_sequence<I...>) {
+        ((std::get<I>(values) = arguments), ...);
+    }
+    (std::index_sequence_for<Arguments...>());
+
+    const auto pass = []<typename Parameter>(std::type_identity<Parameter>,
+                                             auto& value) -> decltype(auto) {
+        if constexpr (std::is_pointer_v<Parameter>) {
+            return &value;
+        } else {
+            return (value);
+        }
+    };
+    const std::string status = std::apply(
+            [&](auto&... all) {
+                return told((object.*operation)(pass(std::type_identity<Parameters>(), all)...));
+            },
+            values);
+    if constexpr (std::is_pointer_v<Last>) return status + ' ' + shown(last);
+    return status;
+}
+
+}  // namespace vela::test
