@@ -1,12 +1,16 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "servicelib/VelaService.h"
 
 namespace lmfg {
+
+struct ChipCall;
 
 /// The events of a service object, as the library raises them. Each function calls the registered
 /// one on the caller's thread and waits for it; where none is registered it gives the answer named
@@ -29,6 +33,9 @@ class [[gnu::visibility("default")]] VelaServiceCallbacks {
 
     [[nodiscard]] bool isSet(Member member) const;
 
+    /// A copy whose events count as caused by the request that this thread is making of the chip.
+    [[nodiscard]] VelaServiceCallbacks causedByRequest() const;
+
     void featureChanged(int feature, const std::vector<int>& values) const;
     /// Nobody registered: empty.
     std::vector<int> configChanged(int64_t display, int config, const std::vector<int>& values)
@@ -46,7 +53,12 @@ class [[gnu::visibility("default")]] VelaServiceCallbacks {
     std::string stringQuery(int type, const std::string& request) const;
 
   private:
+    /// Raises the event that `call` is, seen by the observers.
+    template <typename Call, typename... A>
+    std::invoke_result_t<Call> raise(const char* name, Call call, const A&... arguments) const;
+
     const VelaService* mService;
+    std::shared_ptr<const ChipCall> mCause;
 };
 
 }  // namespace lmfg

@@ -11,6 +11,7 @@
 #include "Exports.h"
 #include "Log.h"
 #include "Marshal.h"
+#include "Observe.h"
 #include "Status.h"
 #include "ThreadPool.h"
 
@@ -127,7 +128,9 @@ binder_status_t serveLocally(LocalObject& object, transaction_code_t code, const
         if (clazz.hasTokenHeader && in.checkInterfaceToken(clazz.descriptor.c_str()) != STATUS_OK) {
             return STATUS_BAD_TYPE;
         }
-        status = clazz.onTransact(&object, code, &in, out);
+        status = observed(
+                true, object, code, in, [out] { return out; },
+                [&] { return clazz.onTransact(&object, code, &in, out); });
     } else if (code == kPing) {
         status = STATUS_OK;
     } else if (code == kInterface) {

@@ -9,6 +9,7 @@
 #include "Endpoint.h"
 #include "Log.h"
 #include "Marshal.h"
+#include "Observe.h"
 #include "Serve.h"
 #include "Status.h"
 
@@ -154,7 +155,10 @@ binder_status_t AIBinder_transact(AIBinder* binder, transaction_code_t code, APa
     if (parcel->target() != binder) return STATUS_BAD_VALUE;
 
     std::unique_ptr<AParcel> reply;
-    const binder_status_t status = binder::call(*binder, code, *parcel, flags, &reply);
+    const binder_status_t status = binder::observed(
+            false, *binder, code, *parcel,
+            [&] { return (flags & FLAG_ONEWAY) != 0 ? nullptr : reply.get(); },
+            [&] { return binder::call(*binder, code, *parcel, flags, &reply); });
     if (status == STATUS_OK) *out = reply.release();
     return status;
 }
