@@ -109,11 +109,11 @@ sigset_t blockStopSignals() {
  */
 bool stopChip(const std::shared_ptr<lmfg::SimulatedChip>& chip) {
     constexpr std::chrono::seconds kPatience{2};
-    std::promise<void> stopped;
-    auto done = stopped.get_future();
-    std::thread stopper([&chip, &stopped] {
+    const auto stopped = std::make_shared<std::promise<void>>();
+    auto done = stopped->get_future();
+    std::thread stopper([chip, stopped] {
         chip->stop();
-        stopped.set_value();
+        stopped->set_value();
     });
     if (done.wait_for(kPatience) == std::future_status::ready) {
         stopper.join();
