@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdio>
 #include <sstream>
+#include <utility>
 #include <vector>
 
 namespace lmfg {
@@ -18,28 +19,58 @@ constexpr double kListWidth = 470;
 constexpr double kRowHeight = 64;
 constexpr size_t kColors = 6;
 
-constexpr const char* kStyle = R"(<style>
-svg { --paper: #ffffff; --panel: #f1f3f6; --ink: #1b1f24; --soft: #5b6470; --mark: #c2410c;
-      --c0: #2563eb; --c1: #15803d; --c2: #9333ea; --c3: #b45309; --c4: #0e7490; --c5: #be185d; }
-@media (prefers-color-scheme: dark) {
-  svg { --paper: #14171b; --panel: #1f242b; --ink: #e8ebef; --soft: #a3adb8; --mark: #fb923c;
-        --c0: #60a5fa; --c1: #4ade80; --c2: #c084fc; --c3: #fbbf24; --c4: #22d3ee; --c5: #f472b6; }
-}
-text { font-family: "DejaVu Sans", "Noto Sans", sans-serif; font-size: 13px; fill: var(--ink); }
-.title { font-size: 18px; font-weight: bold; }
-.soft { fill: var(--soft); font-size: 12px; }
-.mark { fill: var(--mark); font-size: 12px; font-weight: bold; }
-.id { font-size: 14px; font-weight: bold; }
-.paper { fill: var(--paper); }
-.panel { fill: var(--panel); stroke: var(--soft); }
-.changed { fill: none; stroke: var(--mark); stroke-width: 3; stroke-dasharray: 7 4; }
-.stack { fill: none; stroke: var(--soft); stroke-dasharray: 2 3; }
-.c0 { fill: var(--c0); stroke: var(--c0); } .c1 { fill: var(--c1); stroke: var(--c1); }
-.c2 { fill: var(--c2); stroke: var(--c2); } .c3 { fill: var(--c3); stroke: var(--c3); }
-.c4 { fill: var(--c4); stroke: var(--c4); } .c5 { fill: var(--c5); stroke: var(--c5); }
+struct Palette {
+    const char* paper;
+    const char* panel;
+    const char* ink;
+    const char* soft;
+    const char* mark;
+    std::array<const char*, kColors> layers;
+};
+
+constexpr Palette kLight{"#ffffff",
+                         "#f1f3f6",
+                         "#1b1f24",
+                         "#5b6470",
+                         "#c2410c",
+                         {"#2563eb", "#15803d", "#9333ea", "#b45309", "#0e7490", "#be185d"}};
+constexpr Palette kDark{"#14171b",
+                        "#1f242b",
+                        "#e8ebef",
+                        "#a3adb8",
+                        "#fb923c",
+                        {"#60a5fa", "#4ade80", "#c084fc", "#fbbf24", "#22d3ee", "#f472b6"}};
+
+constexpr const char* kShapes = R"(text { font-family: "DejaVu Sans", "Noto Sans", sans-serif; }
+text { font-size: 13px; } .title { font-size: 18px; font-weight: bold; }
+.soft, .mark { font-size: 12px; } .id { font-size: 14px; } .id, .mark { font-weight: bold; }
+.changed { fill: none; stroke-width: 3; stroke-dasharray: 7 4; }
+.stack { fill: none; stroke-dasharray: 2 3; }
 .layer { fill-opacity: 0.22; stroke-width: 1.5; }
-</style>
 )";
+
+/// The rules that differ between light and dark; plain ones, since few programs know variables.
+std::string colorRules(const Palette& palette) {
+    const auto rule = [](const std::string& name, const char* property, const char* color) {
+        return name + " { " + property + ": " + color + "; } ";
+    };
+    std::string rules = rule("text", "fill", palette.ink) + rule(".soft", "fill", palette.soft) +
+                        rule(".mark", "fill", palette.mark) +
+                        rule(".paper", "fill", palette.paper) +
+                        rule(".panel", "fill", palette.panel) +
+                        rule(".panel, .stack", "stroke", palette.soft) +
+                        rule(".changed", "stroke", palette.mark) + "\n";
+    for (size_t i = 0; i < kColors; ++i) {
+        const std::string name = ".c" + std::to_string(i);
+        rules += rule(name, "fill", palette.layers[i]) + rule(name, "stroke", palette.layers[i]);
+    }
+    return rules + "\n";
+}
+
+std::string styleSheet() {
+    return std::string("<style>\n") + kShapes + colorRules(kLight) +
+           "@media (prefers-color-scheme: dark) {\n" + colorRules(kDark) + "}\n</style>\n";
+}
 
 std::string decimal(double value) {
     char text[32];
@@ -123,6 +154,27 @@ std::string removedText(const ChipFrame& frame, const ChipFrame* before) {
     return text.empty() ? text : "gone since the frame before: layer" + text;
 }
 
+/// Where a layer's label stands on the panel: in the first of its corners that no layer above it
+/// covers.
+std::pair<double, double> labelPlace(const ChipLayer& layer, const std::vector<Shown>& above,
+                                     const ChipFrame& frame, double scale) {
+    const double left = std::max(layer.frame.left, 0) * scale + 7;
+    const double top = std::max(layer.frame.top, 0) * scale + 19;
+    const double right = std::min<double>(layer.frame.right, frame.width) * scale - 30;
+    const double bottom = std::min<double>(layer.frame.bottom, frame.height) * scale - 8;
+    const std::pair<double, double> corners[] = {
+            {left, top}, {left, bottom}, {right, top}, {right, bottom}};
+    for (const auto& corner : corners) {
+        const bool covered = std::any_of(above.begin(), above.end(), [&](const Shown& it) {
+            const hwc_rect& rect = it.layer->frame;
+            return corner.first >= rect.left * scale && corner.first <= rect.right * scale &&
+                   corner.second >= rect.top * scale && corner.second - 12 <= rect.bottom * scale;
+        });
+        if (!covered) return corner;
+    }
+    return corners[0];
+}
+
 /// The display with its layers; the part that lies outside is cut off.
 void drawPanel(std::ostream& out, const ChipFrame& frame, const std::vector<Shown>& layers,
                double scale) {
@@ -146,8 +198,10 @@ void drawPanel(std::ostream& out, const ChipFrame& frame, const std::vector<Show
         if (!it.change.empty()) {
             out << area(rect.left, rect.top, rect.right, rect.bottom, "changed", 2);
         }
-        out << label(kMargin + std::max(rect.left, 0) * scale + 7,
-                     kTop + std::max(rect.top, 0) * scale + 19, "id", std::to_string(it.id));
+    }
+    for (auto it = layers.begin(); it != layers.end(); ++it) {
+        const auto [x, y] = labelPlace(*it->layer, {it + 1, layers.end()}, frame, scale);
+        out << label(kMargin + x, kTop + y, "id", std::to_string(it->id));
     }
     out << "</g>\n";
 }
@@ -188,7 +242,7 @@ std::string pictureOf(const ChipFrame& frame, const ChipFrame* before) {
     std::ostringstream out;
     out << "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" << decimal(total) << "\" height=\""
         << decimal(end) << "\" viewBox=\"0 0 " << decimal(total) << " " << decimal(end) << "\">\n"
-        << kStyle << box(0, 0, total, end, "paper")
+        << styleSheet() << box(0, 0, total, end, "paper")
         << label(kMargin, 34, "title",
                  "Frame " + std::to_string(frame.number) + " on display " +
                          std::to_string(frame.display) + " (" +

@@ -77,14 +77,21 @@ std::string objectIn(const Json& json) {
     return json.begin().key() + " " + json.begin()->dump();
 }
 
-/** Checks that each object appears before it is used. */
+/** Checks that no line is missing and that each object appears before it is used. */
 Failure checkObjects(const Recording& recording) {
     std::set<std::string> known{"vela"};
-    std::set<int64_t> orders;
+    std::set<int64_t> orders(recording.open.begin(), recording.open.end());
+    int64_t expected = 1;
     for (const RecordedCall& call : recording.calls) {
         const std::string where = recording.file + ":" + std::to_string(call.line) + ": ";
         if (!orders.insert(call.order).second) {
             return usageError(where + "a second line of the number " + std::to_string(call.order));
+        }
+        while (!recording.cut && expected < call.order && orders.contains(expected))
+            ++expected;
+        if (!recording.cut && expected < call.order) {
+            return usageError(where + "the line of number " + std::to_string(expected) +
+                              " is missing before this one");
         }
         if (!known.contains(call.target)) {
             return usageError(where + call.target + " appears nowhere before; a line is missing");
@@ -92,6 +99,11 @@ Failure checkObjects(const Recording& recording) {
         for (const Json& argument : call.arguments)
             known.insert(objectIn(argument));
         known.insert(objectIn(call.answer));
+    }
+    if (!recording.cut && static_cast<int64_t>(orders.size()) != recording.end) {
+        return usageError(recording.file + ":" + std::to_string(recording.text.size()) + ": " +
+                          std::to_string(recording.end) + " calls are announced, " +
+                          std::to_string(orders.size()) + " are there");
     }
     return {};
 }
@@ -118,7 +130,6 @@ Failure readRecording(const std::string& file, Recording* out) {
     out->file = file;
     for (std::string line; std::getline(in, line);) {
         // Only a line that was being written when its writer died has no end.
-        if (in.eof()) out->cut = true;
         if (!in.eof()) out->text.push_back(std::move(line));
     }
     const auto at = [&file](size_t line) { return file + ":" + std::to_string(line) + ": "; };
@@ -126,8 +137,17 @@ Failure readRecording(const std::string& file, Recording* out) {
     if (!header.is_object() || header.value("recording", Json()) != 1) {
         return usageError(at(1) + "not a recording of velahost --record");
     }
+    out->cut = true;
     for (size_t i = 1; i < out->text.size(); ++i) {
         const Json json = Json::parse(out->text[i], nullptr, false);
+        if (json.is_object() && json.contains("end") && i + 1 == out->text.size()) {
+            std::string why;
+            if (!take(json, "end", &out->end, &why) || !take(json, "open", &out->open, &why)) {
+                return usageError(at(i + 1) + why);
+            }
+            out->cut = false;
+            break;
+        }
         RecordedCall call;
         std::string why = "not JSON; was it cut or edited?";
         if (json.is_discarded() || !parseCall(json, &call, &why)) {

@@ -28,7 +28,9 @@ struct Recording {
     std::string file;
     std::vector<std::string> text;    // the lines, for writing the file again
     std::vector<RecordedCall> calls;  // in the order in which they began
-    bool cut = false;                 // the last line was not whole, and was left out
+    bool cut = false;                 // its host died: it ends with the last whole line
+    int64_t end = 0;                  // how many calls there were, unless it is cut
+    std::vector<int64_t> open;        // those that had not ended
 };
 
 /** Reads the file. A failure names the line that is wrong. */

@@ -284,7 +284,8 @@ Failure replay(const std::string& file, bool update, bool* equal) {
     if (auto failure = readRecording(file, &recording)) return failure;
     if (recording.cut) {
         std::cerr << "velactl: " << printable(file)
-                  << ": the last line is not whole and is left out\n";
+                  << ":" << recording.text.size()
+                  << ": the recording ends here, without its last line; velahost was killed\n";
     }
     // The events are asked by binder threads to the end.
     auto& replay = *new Replay(&recording);

@@ -28,7 +28,7 @@ constexpr const char* kFooter =
         "  velactl session sessions/compositor\n\n"
         "Arguments are JSON values in declared order; strings need their quotes. Exit codes: 0 ok, "
         "1 an error status, an unmet expectation or a difference, 2 wrong usage, 3 no service "
-        "answers.";
+        "answers.\n";
 
 std::optional<std::string> nextLine(std::istream& lines) {
     std::string line;
@@ -80,7 +80,7 @@ Failure readOption(const CLI::Option* option, T* out) {
 CLI::App* addCommand(CLI::App* app, const std::string& name, const std::string& what,
                      const std::string& examples) {
     CLI::App* command = app->add_subcommand(name, what);
-    command->footer("Examples:\n" + examples);
+    command->footer("Examples:\n" + examples + "\n");
     return command;
 }
 
@@ -89,6 +89,7 @@ CLI::App* addOperationCommand(CLI::App* app, const std::string& name, const std:
                               const std::string& examples) {
     CLI::App* command = addCommand(app, name, "Call OPERATION [JSON...] of " + target, examples);
     command->prefix_command();
+    command->fallthrough(false);
     return command;
 }
 

@@ -113,6 +113,7 @@ std::unique_ptr<binder::CallWatch> Recorder::observe(const binder::ObservedCall&
     Json line = commonFields("interface", target, client);
     line[interface->isCallback ? "event" : "operation"] = operation.name;
     line["arguments"] = std::move(list);
+    mOpen.insert(mNumber);
     return std::make_unique<Watch>(this, std::move(line), operation, client);
 }
 
@@ -132,9 +133,12 @@ void Recorder::ended(Json line, const codec::Operation& operation, binder_status
     if (reply != nullptr && answer.isOk()) (void)operation.readResult(reply, name, &value);
     line["answer"] = std::move(value);
     mFile.write(line);
+    mOpen.erase(line["n"].get<int64_t>());
 }
 
 bool Recorder::finish() {
     const std::lock_guard guard(mLock);
-    return std::exchange(mFinished, true) || mFile.close();
+    if (std::exchange(mFinished, true)) return true;
+    mFile.write({{"end", mNumber}, {"open", mOpen}});
+    return mFile.close();
 }

@@ -7,6 +7,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -33,7 +34,10 @@ class Recorder {
     std::unique_ptr<binder::CallWatch> observe(const binder::ObservedCall& call,
                                                const AParcel* arguments);
 
-    /** Completes the file; false when some of it could not be written. Later calls are dropped. */
+    /**
+     * Completes the file with a line that tells how many calls there were, and which of them had not
+     * ended; false when some of it could not be written. Later calls are dropped.
+     */
     bool finish();
 
   private:
@@ -62,6 +66,7 @@ class Recorder {
     bool mFinished GUARDED_BY(mLock) = false;
     const std::chrono::steady_clock::time_point mStart = std::chrono::steady_clock::now();
     int64_t mNumber GUARDED_BY(mLock) = 0;
+    std::set<int64_t> mOpen GUARDED_BY(mLock);  // numbers of calls that have not ended
     std::map<pid_t, int64_t> mClients GUARDED_BY(mLock);
     // The weak references keep the addresses from being used again.
     std::map<AIBinder*, Named> mObjects GUARDED_BY(mLock);
