@@ -21,16 +21,15 @@ std::string sizeText(const ChipDisplay& display) {
 }
 
 void dumpDisplays(std::ostream& out, const ChipState& state, size_t first, size_t last) {
-    Table table("Displays", {"ID", "NAME", "STATE", "SIZE", "BRIGHTNESS", "STACK", "FRAMES",
-                             "PANEL"});
+    Table table("Displays", {"ID", "NAME", "STATE", "SIZE", "BRIGHTNESS", "LAYERS", "VALUE",
+                             "FRAMES", "PANEL"});
     for (size_t index = first; index <= last; ++index) {
         const ChipDisplay& it = state.displays[index];
         table.add({number(index), displayName(index),
                    std::string(it.connected ? "connected" : "disconnected") +
                            (it.empty ? ", empty" : ""),
                    sizeText(it), std::to_string(it.brightness),
-                   number(it.stack.layers.size()) + " layers, value " +
-                           std::to_string(it.stack.value1),
+                   number(it.stack.layers.size()), std::to_string(it.stack.value1),
                    "built " + number(it.builds) + ", committed " + number(it.commits) +
                            ", presented " + number(it.presents),
                    '"' + it.panelName + '"'});

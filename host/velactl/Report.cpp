@@ -111,7 +111,10 @@ std::string printable(const std::string& text) {
         const auto byte = static_cast<unsigned char>(c);
         char code[8];
         std::snprintf(code, sizeof(code), "\\x%02x", byte);
-        safe += c == '\n' || (byte >= ' ' && byte != 0x7f) ? std::string(1, c) : code;
+        // 0x80 to 0x9f behind 0xc2 are control characters too.
+        const bool high = !safe.empty() && safe.back() == '\xc2' && byte >= 0x80 && byte < 0xa0;
+        if (high) safe.pop_back();
+        safe += high ? code : c == '\n' || (byte >= ' ' && byte != 0x7f) ? std::string(1, c) : code;
     }
     return text.size() > kLongestText ? safe + "..." : safe;
 }
@@ -123,7 +126,7 @@ Progress::~Progress() {
 }
 
 void Progress::reached(size_t done, size_t of) {
-    if (isatty(STDERR_FILENO) == 0) return;
+    if (mWhat.empty() || isatty(STDERR_FILENO) == 0) return;
     static int64_t last = 0;
     const int64_t now = nowMs();
     if (now - mStart < kPatienceMs || now - last < kStepMs) return;

@@ -254,7 +254,9 @@ int main(int argc, char** argv) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? 0 : kUsage;
+        if (error.get_exit_code() == 0) return app.exit(error);
+        fail(std::string(error.what()) + "; see velahost --help");
+        return kUsage;
     }
     return serve(options);
 }
