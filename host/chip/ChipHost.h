@@ -15,6 +15,6 @@ namespace lmfg {
 /// that object any more. Each installation gives a fresh one without registered functions. What is
 /// installed last stays until the process ends, past the destruction of static objects.
 [[gnu::visibility("default")]] void installChip(std::shared_ptr<Chip> chip,
-                                               ChipObservers observers = {});
+                                                ChipObservers observers = {});
 
 }  // namespace lmfg

@@ -28,7 +28,7 @@ template <>
 inline constexpr ChipAnswer kAnswerOf<Chip::DumpResult> = ChipAnswer::kTextFunction;
 
 template <typename R, typename... P>
-ChipOperation operation(const char* name, R (Chip::*/*method*/)(P...)) {
+ChipOperation operation(const char* name, R (Chip::* /*method*/)(P...)) {
     ChipAnswer answer = kAnswerOf<R>;
     ((answer = kIsFunction<P> ? kAnswerOf<P> : answer), ...);
     return {name, answer};

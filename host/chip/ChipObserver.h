@@ -37,7 +37,9 @@ class [[gnu::visibility("default")]] ChipObserver {
     virtual ~ChipObserver();
 
     /// Asked once before a request; the first observer that wants a fault decides.
-    virtual std::optional<ChipFault> fault(const ChipCall& /*call*/) { return std::nullopt; }
+    virtual std::optional<ChipFault> fault(const ChipCall& /*call*/) {
+        return std::nullopt;
+    }
     virtual void began(const ChipCall& /*call*/) {}
     /// `answer` is null for none. A result function's arguments are an array; that it was not
     /// called once is told by an object, {"answers": [...]}.

@@ -74,7 +74,9 @@ struct ChipEvent {
     std::string what;
     std::string answer;  // empty where the event takes none
 
-    [[nodiscard]] std::string text() const { return answer.empty() ? what : what + " -> " + answer; }
+    [[nodiscard]] std::string text() const {
+        return answer.empty() ? what : what + " -> " + answer;
+    }
 };
 
 struct ChipBatch {

@@ -28,8 +28,8 @@ void dumpDisplays(std::ostream& out, const ChipState& state, size_t first, size_
         table.add({number(index), displayName(index),
                    std::string(it.connected ? "connected" : "disconnected") +
                            (it.empty ? ", empty" : ""),
-                   sizeText(it), std::to_string(it.brightness),
-                   number(it.stack.layers.size()), std::to_string(it.stack.value1),
+                   sizeText(it), std::to_string(it.brightness), number(it.stack.layers.size()),
+                   std::to_string(it.stack.value1),
                    "built " + number(it.builds) + ", committed " + number(it.commits) +
                            ", presented " + number(it.presents),
                    '"' + it.panelName + '"'});
@@ -44,9 +44,9 @@ void dumpLayers(std::ostream& out, const ChipState& state, size_t display) {
     for (const auto& [id, it] : state.layers) {
         if (static_cast<size_t>(it.display) != display) continue;
         table.add({number(id), number(it.z), std::to_string(it.type),
-                   compositionName(it.composition), transformName(it.transform),
-                   rectText(it.frame), rectText(it.crop),
-                   it.buffer ? std::to_string(*it.buffer) : "-", number(it.bufferUpdates),
+                   compositionName(it.composition), transformName(it.transform), rectText(it.frame),
+                   rectText(it.crop), it.buffer ? std::to_string(*it.buffer) : "-",
+                   number(it.bufferUpdates),
                    it.toneMapping.empty() ? "-" : number(it.toneMapping.size()) + " entries"});
     }
     table.print(out);
@@ -101,8 +101,8 @@ void dumpHistory(std::ostream& out, const ChipState& state) {
     Table refusals("Recent refusals", {"REFUSED", "ERROR", "MEANING"});
     for (const ChipRefusal& refusal : state.refusals) {
         const char* const meaning = strerrordesc_np(refusal.error);
-        refusals.add({refusal.operation, errnoName(refusal.error),
-                      meaning == nullptr ? "-" : meaning});
+        refusals.add(
+                {refusal.operation, errnoName(refusal.error), meaning == nullptr ? "-" : meaning});
     }
     refusals.print(out);
 }
@@ -124,7 +124,8 @@ std::string dumpText(const ChipState& state, uint64_t display) {
         dumpConfiguration(out, state);
         dumpHistory(out, state);
     }
-    return out.str();
+    const std::string text = out.str();
+    return text.substr(text.find_first_not_of('\n'));
 }
 
 }  // namespace lmfg

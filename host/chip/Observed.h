@@ -70,8 +70,8 @@ codec::Json argumentsOf(const A&... arguments) {
     return list;
 }
 
-/// Makes a result function one that tells the observers and calls the caller's as often as the fault
-/// wants it; leaves other arguments alone.
+/// Makes a result function one that tells the observers and calls the caller's as often as the
+/// fault wants it; leaves other arguments alone.
 template <typename T>
 void watchResult(ObservedCall& /*call*/, const ChipFault& /*fault*/, T& /*argument*/) {}
 template <typename... P>

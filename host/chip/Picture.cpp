@@ -28,18 +28,12 @@ struct Palette {
     std::array<const char*, kColors> layers;
 };
 
-constexpr Palette kLight{"#ffffff",
-                         "#f1f3f6",
-                         "#1b1f24",
-                         "#5b6470",
-                         "#c2410c",
-                         {"#2563eb", "#15803d", "#9333ea", "#b45309", "#0e7490", "#be185d"}};
-constexpr Palette kDark{"#14171b",
-                        "#1f242b",
-                        "#e8ebef",
-                        "#a3adb8",
-                        "#fb923c",
-                        {"#60a5fa", "#4ade80", "#c084fc", "#fbbf24", "#22d3ee", "#f472b6"}};
+constexpr Palette kLight{
+        "#ffffff", "#f1f3f6", "#1b1f24",
+        "#5b6470", "#c2410c", {"#2563eb", "#15803d", "#9333ea", "#b45309", "#0e7490", "#be185d"}};
+constexpr Palette kDark{
+        "#14171b", "#1f242b", "#e8ebef",
+        "#a3adb8", "#fb923c", {"#60a5fa", "#4ade80", "#c084fc", "#fbbf24", "#22d3ee", "#f472b6"}};
 
 constexpr const char* kShapes = R"(text { font-family: "DejaVu Sans", "Noto Sans", sans-serif; }
 text { font-size: 13px; } .title { font-size: 18px; font-weight: bold; }
@@ -54,12 +48,11 @@ std::string colorRules(const Palette& palette) {
     const auto rule = [](const std::string& name, const char* property, const char* color) {
         return name + " { " + property + ": " + color + "; } ";
     };
-    std::string rules = rule("text", "fill", palette.ink) + rule(".soft", "fill", palette.soft) +
-                        rule(".mark", "fill", palette.mark) +
-                        rule(".paper", "fill", palette.paper) +
-                        rule(".panel", "fill", palette.panel) +
-                        rule(".panel, .stack", "stroke", palette.soft) +
-                        rule(".changed", "stroke", palette.mark) + "\n";
+    std::string rules =
+            rule("text", "fill", palette.ink) + rule(".soft", "fill", palette.soft) +
+            rule(".mark", "fill", palette.mark) + rule(".paper", "fill", palette.paper) +
+            rule(".panel", "fill", palette.panel) + rule(".panel, .stack", "stroke", palette.soft) +
+            rule(".changed", "stroke", palette.mark) + "\n";
     for (size_t i = 0; i < kColors; ++i) {
         const std::string name = ".c" + std::to_string(i);
         rules += rule(name, "fill", palette.layers[i]) + rule(name, "stroke", palette.layers[i]);
@@ -233,9 +226,8 @@ std::string pictureOf(const ChipFrame& frame, const ChipFrame* before) {
     const std::vector<Shown> layers = shownLayers(frame, before);
     const double listX = kMargin + width * scale + kMargin;
     const double total = listX + kListWidth + kMargin;
-    const double content = std::max(height * scale,
-                                    kRowHeight * static_cast<double>(std::max<size_t>(
-                                                         layers.size(), 1)));
+    const double content = std::max(
+            height * scale, kRowHeight * static_cast<double>(std::max<size_t>(layers.size(), 1)));
     const std::string removed = removedText(frame, before);
     const double end = kTop + content + (removed.empty() ? 0 : kMargin) + kMargin;
 

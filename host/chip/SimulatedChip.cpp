@@ -60,8 +60,8 @@ std::vector<uint16_t> tableFrom(const std::vector<uint8_t>& bytes) {
     return table;
 }
 
-std::string shortened(const std::string& text) {
-    return text.size() > kMaxLine ? cutText(text, kMaxLine) + "..." : text;
+std::string shortened(const std::string& text, size_t limit) {
+    return text.size() > limit ? cutText(text, limit) + "..." : text;
 }
 
 std::vector<uint16_t> identityTable() {
@@ -113,9 +113,10 @@ int64_t SimulatedChip::raise(std::string what, Delivery deliver) {
     if (!mEvents) return -ESHUTDOWN;
     const uint64_t number = mState.eventsRaised + 1;
     const int status = mQueue.post([this, number, what = std::move(what),
-                                    deliver = std::move(deliver), events = mEvents->causedByRequest()] {
-        ChipEvent event{.number = number, .what = shortened(what), .answer = {}};
-        event.answer = shortened(deliver(events));
+                                    deliver = std::move(deliver),
+                                    events = mEvents->causedByRequest()] {
+        ChipEvent event{.number = number, .what = shortened(what, kMaxLine), .answer = {}};
+        event.answer = shortened(deliver(events), kMaxLine - std::min(what.size(), kMaxLine));
         const std::lock_guard<std::mutex> guard(mLock);
         mState.events.push_back(std::move(event));
         if (mState.events.size() > kMaxRemembered) mState.events.pop_front();

@@ -73,7 +73,8 @@ void VelaService::initSoftVela() {
 
 VelaService::Return<void> VelaService::velaConfigureGet(int type, const hidl_vec<int>& params,
                                                         ValuesResult result) {
-    return forward(stateOf(mState), "velaConfigureGet", &Chip::velaConfigureGet, type, params, std::move(result));
+    return forward(stateOf(mState), "velaConfigureGet", &Chip::velaConfigureGet, type, params,
+                   std::move(result));
 }
 
 VelaService::Return<int32_t> VelaService::velaConfigureSet(int type, const hidl_vec<int>& values) {
@@ -82,18 +83,21 @@ VelaService::Return<int32_t> VelaService::velaConfigureSet(int type, const hidl_
 
 VelaService::Return<void> VelaService::velaConfigureBatch(int type, const hidl_string& request,
                                                           StringResult result) {
-    return forward(stateOf(mState), "velaConfigureBatch", &Chip::velaConfigureBatch, type, request, std::move(result));
+    return forward(stateOf(mState), "velaConfigureBatch", &Chip::velaConfigureBatch, type, request,
+                   std::move(result));
 }
 
 int VelaService::velaConfigureBuffer(int type, uint64_t param, const hidl_handle& buffer,
                                      uint32_t size) {
-    return forward(stateOf(mState), "velaConfigureBuffer", &Chip::velaConfigureBuffer, type, param, buffer, size);
+    return forward(stateOf(mState), "velaConfigureBuffer", &Chip::velaConfigureBuffer, type, param,
+                   buffer, size);
 }
 
 VelaService::Return<void> VelaService::panelReadWrite(bool arg1, uint8_t arg2, uint8_t arg3,
                                                       bool arg4, const hidl_vec<uint8_t>& data,
                                                       uint8_t arg6, BytesResult result) {
-    return forward(stateOf(mState), "panelReadWrite", &Chip::panelReadWrite, arg1, arg2, arg3, arg4, data, arg6, std::move(result));
+    return forward(stateOf(mState), "panelReadWrite", &Chip::panelReadWrite, arg1, arg2, arg3, arg4,
+                   data, arg6, std::move(result));
 }
 
 void VelaService::getDumpString(uint64_t display, DumpResult result) {
@@ -105,12 +109,14 @@ void VelaService::getCurrentConfig(FixedConfigResult result) {
 }
 
 void VelaService::getLayerToneMappingLut(uint64_t layer, uint32_t arg2, LutResult result) {
-    forward(stateOf(mState), "getLayerToneMappingLut", &Chip::getLayerToneMappingLut, layer, arg2, std::move(result));
+    forward(stateOf(mState), "getLayerToneMappingLut", &Chip::getLayerToneMappingLut, layer, arg2,
+            std::move(result));
 }
 
 void VelaService::updateDisplayBrightness(uint64_t display, int arg2, const hidl_vec<int>& values,
                                           ValuesResult result) {
-    forward(stateOf(mState), "updateDisplayBrightness", &Chip::updateDisplayBrightness, display, arg2, values, std::move(result));
+    forward(stateOf(mState), "updateDisplayBrightness", &Chip::updateDisplayBrightness, display,
+            arg2, values, std::move(result));
 }
 
 int VelaService::GetOsdState() {
@@ -154,7 +160,8 @@ void VelaService::ChangeLayerType(uint64_t layer, int type) {
 }
 
 void VelaService::SetLayerCompositionType(uint64_t layer, int type) {
-    forward(stateOf(mState), "SetLayerCompositionType", &Chip::SetLayerCompositionType, layer, type);
+    forward(stateOf(mState), "SetLayerCompositionType", &Chip::SetLayerCompositionType, layer,
+            type);
 }
 
 void VelaService::SetLayerTransform(uint64_t layer, int transform) {
@@ -194,7 +201,8 @@ void VelaService::SetPowerMode(int mode) {
 }
 
 int VelaService::SetColorModeWithRenderIntent(int mode, int intent) {
-    return forward(stateOf(mState), "SetColorModeWithRenderIntent", &Chip::SetColorModeWithRenderIntent, mode, intent);
+    return forward(stateOf(mState), "SetColorModeWithRenderIntent",
+                   &Chip::SetColorModeWithRenderIntent, mode, intent);
 }
 
 int VelaService::SetColorTransform(const std::vector<float>& matrix) {
@@ -206,7 +214,8 @@ int VelaService::configureVelaMaxcll(int value) {
 }
 
 int VelaService::handleDisplayEvent(uint64_t display, int event, int arg3) {
-    return forward(stateOf(mState), "handleDisplayEvent", &Chip::handleDisplayEvent, display, event, arg3);
+    return forward(stateOf(mState), "handleDisplayEvent", &Chip::handleDisplayEvent, display, event,
+                   arg3);
 }
 
 int VelaService::setOsdAutoRefresh(int arg1) {
@@ -226,15 +235,18 @@ void VelaService::enableSecondaryDisplay(bool enabled) {
 }
 
 void VelaService::SetPluggableDisplayConnected(bool connected) {
-    forward(stateOf(mState), "SetPluggableDisplayConnected", &Chip::SetPluggableDisplayConnected, connected);
+    forward(stateOf(mState), "SetPluggableDisplayConnected", &Chip::SetPluggableDisplayConnected,
+            connected);
 }
 
 void VelaService::SetVirtualDisplayConnected(bool connected) {
-    forward(stateOf(mState), "SetVirtualDisplayConnected", &Chip::SetVirtualDisplayConnected, connected);
+    forward(stateOf(mState), "SetVirtualDisplayConnected", &Chip::SetVirtualDisplayConnected,
+            connected);
 }
 
 void VelaService::setFrameBufferResolution(int display, uint32_t width, uint32_t height) {
-    forward(stateOf(mState), "setFrameBufferResolution", &Chip::setFrameBufferResolution, display, width, height);
+    forward(stateOf(mState), "setFrameBufferResolution", &Chip::setFrameBufferResolution, display,
+            width, height);
 }
 
 void VelaService::setPanelName(int display, const std::string& name) {

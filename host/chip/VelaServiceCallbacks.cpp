@@ -17,9 +17,8 @@ struct SoftAnswer {
 }  // namespace lmfg
 
 template <>
-inline constexpr auto codec::kFields<lmfg::SoftAnswer> =
-        std::tuple{Field{"status", &lmfg::SoftAnswer::status},
-                   Field{"values", &lmfg::SoftAnswer::values}};
+inline constexpr auto codec::kFields<lmfg::SoftAnswer> = std::tuple{
+        Field{"status", &lmfg::SoftAnswer::status}, Field{"values", &lmfg::SoftAnswer::values}};
 
 namespace lmfg {
 

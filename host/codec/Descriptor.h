@@ -10,8 +10,8 @@ namespace codec {
 Json describeDescriptor(int fd);
 
 /**
- * Opens what the JSON names: "path", {"path": ...}, or {"size": ...} for a file in memory of so many
- * zero bytes. The caller's; negative, with the reason in *error, when that cannot be done.
+ * Opens what the JSON names: "path", {"path": ...}, or {"size": ...} for a file in memory of so
+ * many zero bytes. The caller's; negative, with the reason in *error, when that cannot be done.
  */
 int openDescriptor(const Json& json, std::string* error);
 

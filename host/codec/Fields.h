@@ -40,11 +40,10 @@ constexpr auto layerTransformFields() {
 
 template <typename R>
 constexpr auto colorMetaDataFields() {
-    return std::tuple{Field{"value1", &R::value1}, Field{"value2", &R::value2},
-                      Field{"value3", &R::value3}, Field{"flag1", &R::flag1},
-                      Field{"value4", &R::value4}, Field{"value5", &R::value5},
-                      Field{"flag2", &R::flag2},   Field{"value6", &R::value6},
-                      Field{"list1", &R::list1}};
+    return std::tuple{
+            Field{"value1", &R::value1}, Field{"value2", &R::value2}, Field{"value3", &R::value3},
+            Field{"flag1", &R::flag1},   Field{"value4", &R::value4}, Field{"value5", &R::value5},
+            Field{"flag2", &R::flag2},   Field{"value6", &R::value6}, Field{"list1", &R::list1}};
 }
 
 template <typename R>
@@ -95,11 +94,10 @@ constexpr auto layerStackFields() {
 
 template <typename R>
 constexpr auto variableInfoFields() {
-    const std::tuple first{Field{"flag1", &R::flag1},   Field{"value1", &R::value1},
-                           Field{"value2", &R::value2}, Field{"real1", &R::real1},
-                           Field{"real2", &R::real2},   Field{"value3", &R::value3},
-                           Field{"value4", &R::value4}, Field{"flag2", &R::flag2},
-                           Field{"flag3", &R::flag3}};
+    const std::tuple first{
+            Field{"flag1", &R::flag1},   Field{"value1", &R::value1}, Field{"value2", &R::value2},
+            Field{"real1", &R::real1},   Field{"real2", &R::real2},   Field{"value3", &R::value3},
+            Field{"value4", &R::value4}, Field{"flag2", &R::flag2},   Field{"flag3", &R::flag3}};
     const std::tuple last{Field{"list1", &R::list1}};
     if constexpr (requires { &R::value5; }) {
         return std::tuple_cat(first, std::tuple{Field{"value5", &R::value5}}, last);

@@ -33,9 +33,11 @@ inline constexpr auto kFields<display::HwcRect> = rectFields<display::HwcRect>()
 template <>
 inline constexpr auto kFields<display::LayerRect> = rectFields<display::LayerRect>();
 template <>
-inline constexpr auto kFields<display::LayerTransform> = layerTransformFields<display::LayerTransform>();
+inline constexpr auto kFields<display::LayerTransform> =
+        layerTransformFields<display::LayerTransform>();
 template <>
-inline constexpr auto kFields<display::ColorMetaData> = colorMetaDataFields<display::ColorMetaData>();
+inline constexpr auto kFields<display::ColorMetaData> =
+        colorMetaDataFields<display::ColorMetaData>();
 template <>
 inline constexpr auto kFields<display::BufferInfo> = bufferInfoFields<display::BufferInfo>();
 template <>
@@ -45,9 +47,11 @@ inline constexpr auto kFields<display::Layer> = layerFields<display::Layer>();
 template <>
 inline constexpr auto kFields<display::LayerStack> = layerStackFields<display::LayerStack>();
 template <>
-inline constexpr auto kFields<display::DisplayConfigVariableInfo> = variableInfoFields<display::DisplayConfigVariableInfo>();
+inline constexpr auto kFields<display::DisplayConfigVariableInfo> =
+        variableInfoFields<display::DisplayConfigVariableInfo>();
 template <>
-inline constexpr auto kFields<display::VelaFixedConfig> = fixedConfigFields<display::VelaFixedConfig>();
+inline constexpr auto kFields<display::VelaFixedConfig> =
+        fixedConfigFields<display::VelaFixedConfig>();
 template <>
 inline constexpr auto kFields<display::LutData> = lutFields<display::LutData>();
 template <>
@@ -80,8 +84,8 @@ struct Codec<T> {
 
 /**
  * A descriptor is read from a file to open, "path" or {"path": ...} (for reading and writing where
- * that is allowed), or from {"size": ...}, which gives a file in memory of so many zero bytes. It is
- * written as {"kind", "size"}, which stands for it when it is read again.
+ * that is allowed), or from {"size": ...}, which gives a file in memory of so many zero bytes. It
+ * is written as {"kind", "size"}, which stands for it when it is read again.
  */
 template <>
 struct Codec<ndk::ScopedFileDescriptor> {

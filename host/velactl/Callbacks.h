@@ -12,8 +12,8 @@
 namespace velactl {
 
 /**
- * Answers a call of a callback: its operation and its arguments in declared order. Leaves the answer
- * in *answer where the operation has one. Runs on binder threads, several at a time.
+ * Answers a call of a callback: its operation and its arguments in declared order. Leaves the
+ * answer in *answer where the operation has one. Runs on binder threads, several at a time.
  */
 using CallbackHandler = std::function<ndk::ScopedAStatus(
         const std::string& operation, const codec::Json& arguments, codec::Json* answer)>;

@@ -5,7 +5,7 @@ namespace velactl {
 using codec::Json;
 
 std::string differenceAt(const Json& expected, const Json& actual, bool namedFieldsOnly,
-                     const std::string& root) {
+                         const std::string& root) {
     if (expected.is_object() && actual.is_object()) {
         for (const auto& [name, value] : expected.items()) {
             const std::string field = root + "." + name;
@@ -22,7 +22,8 @@ std::string differenceAt(const Json& expected, const Json& actual, bool namedFie
     if (expected.is_array() && actual.is_array() && expected.size() == actual.size()) {
         for (size_t i = 0; i < expected.size(); ++i) {
             const std::string element = root + "[" + std::to_string(i) + "]";
-            if (auto at = differenceAt(expected[i], actual[i], namedFieldsOnly, element); !at.empty()) {
+            if (auto at = differenceAt(expected[i], actual[i], namedFieldsOnly, element);
+                !at.empty()) {
                 return at;
             }
         }

@@ -24,8 +24,8 @@ namespace velactl {
 namespace {
 
 namespace display = codec::display;
-using display::IVela;
 using display::ISoftVelaClient;
+using display::IVela;
 using display::IVelaCallback;
 using display::IVelaComposerCallback;
 using display::IVelaComposerClient;
@@ -109,14 +109,13 @@ class Registration {
   private:
     template <typename T>
     std::shared_ptr<T> make() {
-        return std::static_pointer_cast<T>(
-                makeCallback(codec::Codec<std::shared_ptr<T>>::type(),
-                             printingHandler(T::descriptor, mOptions)));
+        return std::static_pointer_cast<T>(makeCallback(codec::Codec<std::shared_ptr<T>>::type(),
+                                                        printingHandler(T::descriptor, mOptions)));
     }
 
     Failure registerComposer() {
-        if (auto failure = statusError("createComposerClient",
-                                       mVela->createComposerClient(&mComposer))) {
+        if (auto failure =
+                    statusError("createComposerClient", mVela->createComposerClient(&mComposer))) {
             return failure;
         }
         mComposerCallback = make<IVelaComposerCallback>();

@@ -51,9 +51,8 @@ bool parseCall(const Json& json, RecordedCall* out, std::string* error) {
     const char* const key = interface->isCallback ? "event" : "operation";
     if (interface->isCallback) out->kind = RecordedCall::Kind::kEvent;
     if (!take(json, key, &out->operation, error)) return false;
-    const auto operation =
-            std::find_if(interface->operations.begin(), interface->operations.end(),
-                         [&](const auto* it) { return it->name == out->operation; });
+    const auto operation = std::find_if(interface->operations.begin(), interface->operations.end(),
+                                        [&](const auto* it) { return it->name == out->operation; });
     if (operation == interface->operations.end()) {
         return codec::refuse(error, interface->name + " has no operation " + out->operation);
     }

@@ -13,7 +13,7 @@ struct RecordedCall {
     enum class Kind { kRequest, kEvent, kGone };
 
     Kind kind = Kind::kRequest;
-    size_t line = 0;   // in the file, from 1
+    size_t line = 0;  // in the file, from 1
     int64_t order = 0;
     int64_t client = 0;
     std::string target;  // "vela", "composer 1", "callback 2"

@@ -219,11 +219,11 @@ class Replay {
         const std::string name = json.begin().key() + " " + json.begin()->dump();
         auto& callback = mCallbacks[name];
         if (callback == nullptr) {
-            callback = makeCallback(type, [events = mEvents, name](const std::string& operation,
-                                                                   const Json& arguments,
-                                                                   Json* answer) {
-                return events->answer(name, operation, arguments, answer);
-            });
+            callback = makeCallback(type,
+                                    [events = mEvents, name](const std::string& operation,
+                                                             const Json& arguments, Json* answer) {
+                                        return events->answer(name, operation, arguments, answer);
+                                    });
         }
         return callback;
     }
@@ -283,8 +283,7 @@ Failure replay(const std::string& file, bool update, bool* equal) {
     Recording recording;
     if (auto failure = readRecording(file, &recording)) return failure;
     if (recording.cut) {
-        std::cerr << "velactl: " << printable(file)
-                  << ":" << recording.text.size()
+        std::cerr << "velactl: " << printable(file) << ":" << recording.text.size()
                   << ": the recording ends here, without its last line; velahost was killed\n";
     }
     // The events are asked by binder threads to the end.

@@ -144,8 +144,8 @@ Failure Script::expect(const std::vector<std::string>& words) {
     if (words.size() == 4 && words[1] == "error") {
         const Json code = Json::parse(words[3], nullptr, false);
         if (!code.is_number_integer()) return usageError("not a code: " + words[3]);
-        const bool met = mStatus.is_object() && mStatus["kind"] == words[2] &&
-                         mStatus["code"] == code;
+        const bool met =
+                mStatus.is_object() && mStatus["kind"] == words[2] && mStatus["code"] == code;
         return met ? Failure{} : unmet(words[2] + " error " + words[3]);
     }
     if (words.size() != 2) return usageError("usage: expect ok | error KIND CODE | JSON");

@@ -23,7 +23,7 @@ namespace velactl {
 class Script {
   public:
     struct Options {
-        std::string name;         // of the file, for messages; empty for a prompt
+        std::string name;  // of the file, for messages; empty for a prompt
         bool keepGoing = false;
     };
     using NextLine = std::function<std::optional<std::string>()>;

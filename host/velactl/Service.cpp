@@ -10,7 +10,6 @@
 #include <android/binder_ibinder.h>
 #include <android/binder_manager.h>
 
-
 namespace velactl {
 
 using aidl::velahost::IHost;

@@ -3,8 +3,8 @@
 #include <memory>
 #include <string>
 
-#include <aidl/vendor/lumenforge/hardware/display/IVela.h>
 #include <aidl/velahost/IHost.h>
+#include <aidl/vendor/lumenforge/hardware/display/IVela.h>
 
 #include "host/codec/Operations.h"
 #include "host/velactl/Report.h"

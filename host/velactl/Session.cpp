@@ -81,11 +81,12 @@ Failure Session::run(const std::string& interface, const std::vector<std::string
         return usageError(interface + " needs an operation; velactl list shows all");
     }
     if (interface == "vela") {
-        return runOperation(codec::velaOperations(), words, mVela, [this] { return needVela(); },
-                            answer);
+        return runOperation(
+                codec::velaOperations(), words, mVela, [this] { return needVela(); }, answer);
     }
-    return runOperation(codec::composerOperations(), words, mComposer,
-                        [this] { return needComposer(); }, answer);
+    return runOperation(
+            codec::composerOperations(), words, mComposer, [this] { return needComposer(); },
+            answer);
 }
 
 }  // namespace velactl

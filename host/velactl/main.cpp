@@ -111,8 +111,9 @@ int run(int argc, char** argv) {
     app.set_version_flag("--version", "velactl " VELA_VERSION);
     app.require_subcommand(1);
     app.fallthrough();
-    app.add_flag_function("--json", [](int64_t) { reportAsJson(); },
-                          "Errors as JSON, and answers even where they would be text");
+    app.add_flag_function(
+            "--json", [](int64_t) { reportAsJson(); },
+            "Errors as JSON, and answers even where they would be text");
     CLI::App* infoCommand = addCommand(&app, "info", "Print what is known of the service",
                                        "  velactl info\n"
                                        "  BINDER_RUNTIME_DIR=/tmp/mine velactl info");
@@ -131,10 +132,9 @@ int run(int argc, char** argv) {
                                        "  watch -n 1 velactl dump");
 
     MonitorOptions options{.id = getpid()};
-    CLI::App* monitorCommand = addCommand(
-            &app, "monitor", "Print events until interrupted",
-            "  velactl monitor --composer\n"
-            "  velactl monitor --soft --soft-values '[1,2]'");
+    CLI::App* monitorCommand = addCommand(&app, "monitor", "Print events until interrupted",
+                                          "  velactl monitor --composer\n"
+                                          "  velactl monitor --soft --soft-values '[1,2]'");
     monitorCommand->add_option("--id", options.id, "Register under this number, not the own pid");
     monitorCommand->add_flag("--soft", options.soft, "Register a soft client too");
     monitorCommand->add_flag("--composer", options.composer, "Make and watch a composer client");

@@ -49,8 +49,7 @@ std::optional<ChipFault> parseFault(const std::string& what, ChipAnswer answer) 
         return ChipFault{.status = {}, .answers = what == "silent" ? 0 : 2};
     }
     const auto status = parseStatus(what);
-    return status && hasStatus(answer) ? std::optional(ChipFault{.status = status})
-                                       : std::nullopt;
+    return status && hasStatus(answer) ? std::optional(ChipFault{.status = status}) : std::nullopt;
 }
 
 std::string faultsOf(ChipAnswer answer) {
@@ -76,8 +75,8 @@ std::string Faults::add(const std::string& text) {
     const auto operation = std::find_if(operations.begin(), operations.end(),
                                         [&name](const auto& it) { return it.name == name; });
     if (equals == std::string::npos || operation == operations.end()) {
-        return "'" + text + "' names no operation of the chip; OPERATION=WHAT[@EVERY] takes:" +
-               operationList();
+        return "'" + text +
+               "' names no operation of the chip; OPERATION=WHAT[@EVERY] takes:" + operationList();
     }
     Rule rule;
     if (at != std::string::npos) {
@@ -85,7 +84,8 @@ std::string Faults::add(const std::string& text) {
         if (!every || *every == 0) return "'" + text + "': @EVERY is a number from 1";
         rule.every = *every;
     }
-    const std::string what = text.substr(equals + 1, at == std::string::npos ? at : at - equals - 1);
+    const std::string what =
+            text.substr(equals + 1, at == std::string::npos ? at : at - equals - 1);
     const auto fault = parseFault(what, operation->answer);
     if (!fault) return "'" + text + "': " + name + " takes " + faultsOf(operation->answer);
     rule.fault = *fault;

@@ -12,10 +12,10 @@
 #include "host/velahost/LineFile.h"
 
 /**
- * Writes a line for each request that the product makes of the chip and for each event that the chip
- * raises. A request's line is followed by those of its events, and the requests stand in the order
- * in which they began, whatever the threads did: two runs that do the same write the same. So a line
- * waits until all before it are complete. Thread-safe.
+ * Writes a line for each request that the product makes of the chip and for each event that the
+ * chip raises. A request's line is followed by those of its events, and the requests stand in the
+ * order in which they began, whatever the threads did: two runs that do the same write the same. So
+ * a line waits until all before it are complete. Thread-safe.
  */
 class Journal : public lmfg::ChipObserver {
   public:

@@ -92,23 +92,21 @@ std::unique_ptr<binder::CallWatch> Recorder::observe(const binder::ObservedCall&
         call.code > interface->operations.size()) {
         return nullptr;
     }
-    const codec::Operation& operation =
-            *interface->operations[call.code - FIRST_CALL_TRANSACTION];
+    const codec::Operation& operation = *interface->operations[call.code - FIRST_CALL_TRANSACTION];
     // Given up after the lock: the last reference's end runs foreign code.
     std::vector<ndk::SpAIBinder> alive;
     const std::lock_guard guard(mLock);
     if (mFinished) return nullptr;
     noticeEnds(&alive);
-    const int64_t client = clientOf(call.served ? AIBinder_getCallingPid()
-                                                : binder::servingProcess(call.object));
+    const int64_t client =
+            clientOf(call.served ? AIBinder_getCallingPid() : binder::servingProcess(call.object));
     std::string target = interface->name;
     if (call.descriptor != std::string(codec::display::IVela::descriptor)) {
         target = nameText(target, nameOf(target, call.object, client).begin()->get<int64_t>());
     }
     Json list;
-    const auto name = [&](const std::string& type, AIBinder* object) REQUIRES(mLock) {
-        return nameOf(kindOf(type), object, client);
-    };
+    const auto name = [&](const std::string& type, AIBinder* object)
+                              REQUIRES(mLock) { return nameOf(kindOf(type), object, client); };
     if (!operation.readArguments(arguments, name, &list)) return nullptr;
     Json line = commonFields("interface", target, client);
     line[interface->isCallback ? "event" : "operation"] = operation.name;
@@ -127,9 +125,8 @@ void Recorder::ended(Json line, const codec::Operation& operation, binder_status
     if (mFinished) return;
     line["status"] = codec::statusToJson(answer.get());
     Json value;
-    const auto name = [&](const std::string& type, AIBinder* object) REQUIRES(mLock) {
-        return nameOf(kindOf(type), object, client);
-    };
+    const auto name = [&](const std::string& type, AIBinder* object)
+                              REQUIRES(mLock) { return nameOf(kindOf(type), object, client); };
     if (reply != nullptr && answer.isOk()) (void)operation.readResult(reply, name, &value);
     line["answer"] = std::move(value);
     mFile.write(line);

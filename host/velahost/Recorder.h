@@ -18,8 +18,8 @@
 #include "host/velahost/LineFile.h"
 
 /**
- * Writes a line of JSON for each request of each client and for each call of a client's callback, as
- * they end; "n" numbers them in the order in which they began. Clients and their objects are
+ * Writes a line of JSON for each request of each client and for each call of a client's callback,
+ * as they end; "n" numbers them in the order in which they began. Clients and their objects are
  * numbered as they appear. A request that the interface cannot read does not reach the service and
  * is left out. Thread-safe.
  */
@@ -35,8 +35,8 @@ class Recorder {
                                                const AParcel* arguments);
 
     /**
-     * Completes the file with a line that tells how many calls there were, and which of them had not
-     * ended; false when some of it could not be written. Later calls are dropped.
+     * Completes the file with a line that tells how many calls there were, and which of them had
+     * not ended; false when some of it could not be written. Later calls are dropped.
      */
     bool finish();
 

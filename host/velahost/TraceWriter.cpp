@@ -41,10 +41,7 @@ std::string threadName() {
 class TraceWriter::ClientSlice : public binder::CallWatch {
   public:
     ClientSlice(TraceWriter* writer, pid_t client, std::string name)
-        : mWriter(writer),
-          mFrom(here()),
-          mTo{client, client, mFrom.time},
-          mName(std::move(name)) {}
+        : mWriter(writer), mFrom(here()), mTo{client, client, mFrom.time}, mName(std::move(name)) {}
 
     void ended(binder_status_t /*status*/, const AParcel* /*reply*/) override {
         mWriter->writeSlice(mTo, mName, "client", Json::object());

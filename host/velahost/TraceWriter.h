@@ -18,11 +18,11 @@
 #include "host/chip/ChipObserver.h"
 
 /**
- * Writes a trace of the Chrome trace event format, which Perfetto and chrome://tracing read: a slice
- * for each request that is served, the chip's calls within it, the chip's events, the calls of the
- * clients' callbacks, and flows that lead from a request over the event that it caused to the client
- * that is told. Everything is flushed as it ends, so that the file is readable while the host runs
- * and after it was killed: readers do not insist on the bracket at its end. Any thread.
+ * Writes a trace of the Chrome trace event format, which Perfetto and chrome://tracing read: a
+ * slice for each request that is served, the chip's calls within it, the chip's events, the calls
+ * of the clients' callbacks, and flows that lead from a request over the event that it caused to
+ * the client that is told. Everything is flushed as it ends, so that the file is readable while the
+ * host runs and after it was killed: readers do not insist on the bracket at its end. Any thread.
  */
 class TraceWriter : public binder::TraceSink, public lmfg::ChipObserver {
   public:
@@ -36,7 +36,8 @@ class TraceWriter : public binder::TraceSink, public lmfg::ChipObserver {
 
     [[nodiscard]] bool isOpen() const { return mOpen; }
 
-    /** Completes the file; false when some of it could not be written. What ends later is dropped. */
+    /** Completes the file; false when some of it could not be written. What ends later is dropped.
+     */
     bool finish();
 
     void beginSection(const char* name) override;

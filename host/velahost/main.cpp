@@ -44,7 +44,8 @@ constexpr const char* kFooter =
         "Examples:\n"
         "  velahost --frames /tmp/frames --record session.jsonl\n"
         "  velahost --fault velaConfigureGet=EIO@3 --fault velaConfigureBatch=silent\n\n"
-        "A fault is OPERATION=WHAT[@EVERY]; --fault help lists the operations and what each takes.\n"
+        "A fault is OPERATION=WHAT[@EVERY]; --fault help lists the operations and what each "
+        "takes.\n"
         "Exit codes: 0 ended by a signal, 1 could not serve, 2 wrong usage.\n";
 
 struct Options {
