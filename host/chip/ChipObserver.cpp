@@ -9,6 +9,7 @@ namespace lmfg {
 namespace {
 
 thread_local std::shared_ptr<const ChipCall> gRequest;
+thread_local std::shared_ptr<const ChipCall> gCause;
 
 std::shared_ptr<const ChipCall> share(const ChipObservers& observers, ChipCall call) {
     return {new ChipCall(std::move(call)), [observers](const ChipCall* it) {
@@ -38,6 +39,22 @@ ChipOperation operation(const char* name, R (Chip::* /*method*/)(P...)) {
 
 ChipObserver::~ChipObserver() = default;
 
+CausedBy::CausedBy(std::shared_ptr<const ChipCall> request) {
+    gCause = std::move(request);
+}
+
+CausedBy::~CausedBy() {
+    gCause = nullptr;
+}
+
+const std::shared_ptr<const ChipCall>& CausedBy::current() {
+    return gCause;
+}
+
+const std::shared_ptr<const ChipCall>& CausedBy::currentRequest() {
+    return gRequest;
+}
+
 ObservedCall::ObservedCall(const ChipObservers& observers, ChipCall call)
     : mObservers(observers), mCall(share(observers, std::move(call))) {
     if (!mCall->isEvent) mOuter = std::exchange(gRequest, mCall);
@@ -52,10 +69,6 @@ ObservedCall::~ObservedCall() {
     for (const auto& observer : mObservers)
         observer->ended(*mCall, mAnswer);
     if (!mCall->isEvent) gRequest = std::move(mOuter);
-}
-
-const std::shared_ptr<const ChipCall>& ObservedCall::currentRequest() {
-    return gRequest;
 }
 
 ChipFault ObservedCall::fault() {

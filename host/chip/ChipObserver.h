@@ -21,6 +21,22 @@ struct ChipCall {
     std::shared_ptr<const ChipCall> cause;
 };
 
+/// Events that this thread raises while the object lives name the request as their cause. A chip
+/// that raises them elsewhere than in the request keeps currentRequest() for that.
+class [[gnu::visibility("default")]] CausedBy {
+  public:
+    explicit CausedBy(std::shared_ptr<const ChipCall> request);
+    ~CausedBy();
+    CausedBy(const CausedBy&) = delete;
+    CausedBy& operator=(const CausedBy&) = delete;
+
+    /// The cause of this thread's events; null for none.
+    static const std::shared_ptr<const ChipCall>& current();
+    /// The request that this thread is making of the chip; null when there is none or when nobody
+    /// observes.
+    static const std::shared_ptr<const ChipCall>& currentRequest();
+};
+
 /// How a request is to go wrong.
 struct ChipFault {
     /// Answered in the chip's place, which is not called.

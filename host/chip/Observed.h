@@ -27,9 +27,6 @@ class ObservedCall {
     ObservedCall(const ObservedCall&) = delete;
     ObservedCall& operator=(const ObservedCall&) = delete;
 
-    /// The request that this thread is making of the chip; null when there is none.
-    static const std::shared_ptr<const ChipCall>& currentRequest();
-
     /// The fault that the call is to have.
     ChipFault fault();
     template <typename T>

@@ -113,8 +113,9 @@ int64_t SimulatedChip::raise(std::string what, Delivery deliver) {
     if (!mEvents) return -ESHUTDOWN;
     const uint64_t number = mState.eventsRaised + 1;
     const int status = mQueue.post([this, number, what = std::move(what),
-                                    deliver = std::move(deliver),
-                                    events = mEvents->causedByRequest()] {
+                                    deliver = std::move(deliver), events = *mEvents,
+                                    cause = CausedBy::currentRequest()] {
+        const CausedBy scope(cause);
         ChipEvent event{.number = number, .what = shortened(what, kMaxLine), .answer = {}};
         event.answer = shortened(deliver(events), kMaxLine - std::min(what.size(), kMaxLine));
         const std::lock_guard<std::mutex> guard(mLock);

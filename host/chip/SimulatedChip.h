@@ -10,6 +10,7 @@
 
 #include "host/chip/BatchLanguage.h"
 #include "host/chip/Chip.h"
+#include "host/chip/ChipObserver.h"
 #include "host/chip/ChipState.h"
 #include "host/chip/EventQueue.h"
 

@@ -44,12 +44,6 @@ bool VelaServiceCallbacks::isSet(Member member) const {
     return false;
 }
 
-VelaServiceCallbacks VelaServiceCallbacks::causedByRequest() const {
-    VelaServiceCallbacks copy = *this;
-    copy.mCause = ObservedCall::currentRequest();
-    return copy;
-}
-
 template <typename Call, typename... A>
 std::invoke_result_t<Call> VelaServiceCallbacks::raise(const char* name, Call call,
                                                        const A&... arguments) const {
@@ -58,7 +52,7 @@ std::invoke_result_t<Call> VelaServiceCallbacks::raise(const char* name, Call ca
     ObservedCall observed(state->observers, {.isEvent = true,
                                              .operation = name,
                                              .arguments = argumentsOf(arguments...),
-                                             .cause = mCause});
+                                             .cause = CausedBy::current()});
     if constexpr (std::is_void_v<std::invoke_result_t<Call>>) {
         call();
     } else {

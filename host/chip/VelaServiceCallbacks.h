@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -9,8 +8,6 @@
 #include "servicelib/VelaService.h"
 
 namespace lmfg {
-
-struct ChipCall;
 
 /// The events of a service object, as the library raises them. Each function calls the registered
 /// one on the caller's thread and waits for it; where none is registered it gives the answer named
@@ -32,9 +29,6 @@ class [[gnu::visibility("default")]] VelaServiceCallbacks {
     explicit VelaServiceCallbacks(const VelaService& service) : mService(&service) {}
 
     [[nodiscard]] bool isSet(Member member) const;
-
-    /// A copy whose events count as caused by the request that this thread is making of the chip.
-    [[nodiscard]] VelaServiceCallbacks causedByRequest() const;
 
     void featureChanged(int feature, const std::vector<int>& values) const;
     /// Nobody registered: empty.
@@ -58,7 +52,6 @@ class [[gnu::visibility("default")]] VelaServiceCallbacks {
     std::invoke_result_t<Call> raise(const char* name, Call call, const A&... arguments) const;
 
     const VelaService* mService;
-    std::shared_ptr<const ChipCall> mCause;
 };
 
 }  // namespace lmfg

@@ -4,18 +4,26 @@ namespace velactl {
 
 using codec::Json;
 
+namespace {
+
+std::string fieldOf(const std::string& record, const std::string& name) {
+    return std::string(record).append(".").append(name);
+}
+
+}  // namespace
+
 std::string differenceAt(const Json& expected, const Json& actual, bool namedFieldsOnly,
                          const std::string& root) {
     if (expected.is_object() && actual.is_object()) {
         for (const auto& [name, value] : expected.items()) {
-            const std::string field = root + "." + name;
+            std::string field = fieldOf(root, name);
             if (!actual.contains(name)) return field;
             if (auto at = differenceAt(value, actual[name], namedFieldsOnly, field); !at.empty()) {
                 return at;
             }
         }
         for (const auto& [name, value] : actual.items()) {
-            if (!namedFieldsOnly && !expected.contains(name)) return root + "." + name;
+            if (!namedFieldsOnly && !expected.contains(name)) return fieldOf(root, name);
         }
         return {};
     }

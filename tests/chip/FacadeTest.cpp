@@ -173,20 +173,21 @@ TEST_F(FacadeTest, ObserversSeeRequestsAndTheEventsTheyCause) {
     mService = VelaService::init();
     mService->registerComposerCallback(
             [](int64_t, int, const auto&) { return std::vector<int>{9}; }, {}, {}, {});
-    std::optional<VelaServiceCallbacks> later;
+    std::shared_ptr<const ChipCall> request;
     EXPECT_CALL(*mChip, velaConfigureSet).WillOnce([&](int, const Chip::hidl_vec<int>&) {
-        later = events().causedByRequest();
+        request = CausedBy::currentRequest();
         return Chip::Return<int32_t>(-8);
     });
     EXPECT_EQ(mService->velaConfigureSet(1, {2}), -8);
     EXPECT_EQ(observer->takeLog(), "begin velaConfigureSet[1,[2]] end velaConfigureSet[1,[2]] -8 ");
-    later->configChanged(1, 2, {3});
+    {
+        const CausedBy cause(std::exchange(request, nullptr));
+        events().configChanged(1, 2, {3});
+    }
     EXPECT_EQ(observer->takeLog(),
               "begin configChanged[1,2,[3]]<velaConfigureSet "
               "end configChanged[1,2,[3]]<velaConfigureSet [9] "
-              "settled configChanged[1,2,[3]]<velaConfigureSet ");
-    later.reset();
-    EXPECT_EQ(observer->takeLog(), "settled velaConfigureSet[1,[2]] ");
+              "settled configChanged[1,2,[3]]<velaConfigureSet settled velaConfigureSet[1,[2]] ");
     installChip(nullptr);
 }
 
