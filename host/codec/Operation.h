@@ -136,14 +136,13 @@ CallableOperation<Interface> op(const char* name, ndk::ScopedAStatus (Interface:
          ...);
         operation.readArguments = [](const AParcel* in, const NameObject& nameObject, Json* out) {
             *out = Json::array();
-            const auto append = [&](bool ok, Json&& value) {
-                if (ok) out->push_back(std::move(value));
-                return ok;
+            const auto take = [&]<typename T>(std::type_identity<T>) {
+                Json value;
+                if (!parcelToJson<T>(in, nameObject, &value)) return false;
+                out->push_back(std::move(value));
+                return true;
             };
-            Json value;
-            return (append(parcelToJson<std::tuple_element_t<I, Values>>(in, nameObject, &value),
-                           std::move(value)) &&
-                    ...);
+            return (take(std::type_identity<std::tuple_element_t<I, Values>>()) && ...);
         };
     }
     (std::make_index_sequence<kInputs>());

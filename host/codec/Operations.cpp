@@ -129,6 +129,7 @@ const std::vector<CallableOperation<IVelaComposerCallback>>& composerCallbackOpe
 const Interface* findInterface(const std::string& descriptor) {
     const auto table = [](const char* name, bool isClient, const auto& operations) {
         std::vector<const Operation*> list;
+        list.reserve(operations.size());
         for (const auto& operation : operations)
             list.push_back(&operation);
         return Interface{.name = name, .isCallback = isClient, .operations = std::move(list)};

@@ -45,7 +45,10 @@ std::string callText(const RecordedCall& call) {
 /** The events that were recorded, as they come again. Thread-safe. */
 class Events {
   public:
-    explicit Events(std::vector<RecordedCall>* calls) : mCalls(*calls), mCame(calls->size()) {}
+    explicit Events(std::shared_ptr<const Recording> recording)
+        : mRecording(std::move(recording)),
+          mCalls(mRecording->calls),
+          mCame(mRecording->calls.size()) {}
 
     /** Answers an event as it was answered. */
     ndk::ScopedAStatus answer(const std::string& target, const std::string& operation,
@@ -81,7 +84,11 @@ class Events {
     /** Waits for the event of that index; false when it does not come. */
     bool await(size_t index) NO_THREAD_SAFETY_ANALYSIS {  // which does not follow unique_lock
         std::unique_lock lock(mLock);
-        return mChanged.wait_for(lock, kPatience, [&] { return mCame[index]; });
+        const auto deadline = std::chrono::steady_clock::now() + kPatience;
+        while (!mCame[index]) {
+            if (mChanged.wait_until(lock, deadline) == std::cv_status::timeout) break;
+        }
+        return mCame[index];
     }
 
     std::vector<Difference> takeDifferences() {
@@ -94,6 +101,7 @@ class Events {
     }
 
   private:
+    const std::shared_ptr<const Recording> mRecording;
     // What is read here of the calls does not change meanwhile.
     const std::vector<RecordedCall>& mCalls;
     std::mutex mLock;
@@ -106,8 +114,8 @@ class Events {
 /** One thread; only the callbacks are called from others. */
 class Replay {
   public:
-    explicit Replay(Recording* recording)
-        : mRecording(*recording), mEvents(std::make_shared<Events>(&recording->calls)) {}
+    explicit Replay(const std::shared_ptr<Recording>& recording)
+        : mRecording(*recording), mEvents(std::make_shared<Events>(recording)) {}
 
     Failure run() {
         if (auto failure = connect(&mVela)) return failure;
@@ -280,19 +288,18 @@ void printOutcome(const Recording& recording, const Replay& replay) {
 }  // namespace
 
 Failure replay(const std::string& file, bool update, bool* equal) {
-    Recording recording;
-    if (auto failure = readRecording(file, &recording)) return failure;
-    if (recording.cut) {
-        std::cerr << "velactl: " << printable(file) << ":" << recording.text.size()
+    // Shared with callbacks, which may be called to the end.
+    const auto recording = std::make_shared<Recording>();
+    if (auto failure = readRecording(file, recording.get())) return failure;
+    if (recording->cut) {
+        std::cerr << "velactl: " << printable(file) << ":" << recording->text.size()
                   << ": the recording ends here, without its last line; velahost was killed\n";
     }
-    // The events are asked by binder threads to the end.
-    auto& replay = *new Replay(&recording);
-    const Failure failure = replay.run();
-    if (failure) return failure;
-    printOutcome(recording, replay);
+    Replay replay(recording);
+    if (auto failure = replay.run()) return failure;
+    printOutcome(*recording, replay);
     *equal = replay.differences().empty() || update;
-    return update ? writeRecording(recording) : Failure{};
+    return update ? writeRecording(*recording) : Failure{};
 }
 
 }  // namespace velactl

@@ -196,7 +196,7 @@ int serve(const Options& options) {
     }
 
     // Never destroyed: calls may be under way when the process ends.
-    auto& watchers = *new Watchers;
+    static auto& watchers = *new Watchers;
     if (const int code = watch(options, &watchers); code != 0) return code;
     if (!options.frames.empty()) {
         std::error_code error;
