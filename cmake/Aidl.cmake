@@ -12,11 +12,12 @@ if(NOT EXISTS ${AIDL})
         "or name one with AIDL=/path/to/aidl")
 endif()
 
-# aidl_library(NAME ROOT <dir> [IMPORTS <dir>...] [VERSION <n> HASH <hash>] [LIBS <lib>...] FILES <file>...)
+# aidl_library(NAME ROOT <dir> [TRACE] [IMPORTS <dir>...] [VERSION <n> HASH <hash>] [LIBS <lib>...]
+#     FILES <file>...)
 #
-# NAME is a static library of the NDK back end's code, its headers system headers to whoever links it.
+# TRACE: the code marks each call for traces (android/trace.h), as a platform build's does. NAME is a static library of the NDK back end's code, its headers system headers to whoever links it.
 function(aidl_library name)
-    cmake_parse_arguments(ARG "" "ROOT;VERSION;HASH" "IMPORTS;LIBS;FILES" ${ARGN})
+    cmake_parse_arguments(ARG "TRACE" "ROOT;VERSION;HASH" "IMPORTS;LIBS;FILES" ${ARGN})
     set(out ${CMAKE_CURRENT_BINARY_DIR}/${name})
     set(sources)
     set(headers)
@@ -32,6 +33,9 @@ function(aidl_library name)
     foreach(import ${ARG_IMPORTS})
         list(APPEND flags -I ${import})
     endforeach()
+    if(ARG_TRACE)
+        list(APPEND flags --trace)
+    endif()
     if(ARG_VERSION)
         list(APPEND flags --version ${ARG_VERSION} --hash ${ARG_HASH})
     endif()

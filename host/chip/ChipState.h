@@ -37,6 +37,16 @@ struct ChipLayer {
     std::vector<uint16_t> toneMapping;
 };
 
+/// What one presentation put on a display.
+struct ChipFrame {
+    uint64_t number = 0;
+    int display = 0;
+    uint32_t width = 0;
+    uint32_t height = 0;
+    VelaService::LayerStack stack;
+    std::map<uint64_t, ChipLayer> layers;  // those of this display
+};
+
 struct ChipDisplay {
     bool connected = false;
     bool empty = false;
@@ -49,6 +59,8 @@ struct ChipDisplay {
     uint32_t commits = 0;
     uint32_t presents = 0;
     std::array<uint8_t, 256> panel{};
+    std::optional<ChipFrame> frame;   // the present one
+    std::optional<ChipFrame> before;  // the one that it replaced
 };
 
 struct ChipBlob {
@@ -59,7 +71,23 @@ struct ChipBlob {
 
 struct ChipEvent {
     uint64_t number = 0;
+    std::string what;
+    std::string answer;  // empty where the event takes none
+
+    [[nodiscard]] std::string text() const {
+        return answer.empty() ? what : what + " -> " + answer;
+    }
+};
+
+struct ChipBatch {
+    uint64_t number = 0;
+    size_t commands = 0;
     std::string text;
+};
+
+struct ChipRefusal {
+    std::string operation;
+    int error = 0;  // positive
 };
 
 /// Everything the simulated chip knows.
@@ -84,12 +112,13 @@ struct ChipState {
     std::map<int, std::vector<int>> registers;
     std::map<int, ChipBlob> blobs;
 
-    uint64_t batches = 0;
+    uint64_t batchCount = 0;
+    std::deque<ChipBatch> batches;
     uint64_t eventsRaised = 0;
     uint64_t frames = 0;
     std::deque<ChipEvent> events;
     uint64_t refusalCount = 0;
-    std::deque<std::string> refusals;
+    std::deque<ChipRefusal> refusals;
 };
 
 /// "[1,2,3]".
@@ -109,11 +138,16 @@ std::string cutText(const std::string& text, size_t limit);
 /// "EINVAL" for EINVAL.
 std::string errnoName(int error);
 
+/// The platform's names of a layer's composition and transform; the number for what has none.
+std::string compositionName(int composition);
+std::string transformName(int transform);
+/// "primary" for 0.
+const char* displayName(size_t display);
+
 /// The state for people to read; display 0 gives all of it, another display only that display and
-/// its layers. The format is stable.
+/// its layers.
 std::string dumpText(const ChipState& state, uint64_t display);
 
-/// What a presentation of `display` puts on the panel.
-nlohmann::json frameJson(const ChipState& state, int display, uint64_t number);
+nlohmann::json frameJson(const ChipFrame& frame);
 
 }  // namespace lmfg

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <utility>
@@ -10,9 +11,18 @@ namespace {
 
 constexpr size_t kMaxBatch = 64 * 1024;
 constexpr size_t kMaxCommands = 1024;
+constexpr size_t kMaxBatchesKept = 16;
+constexpr size_t kMaxBatchText = 72;
 // Longer than any client should take, short enough that a stalled one does not hold the asker for
 // ever.
 constexpr std::chrono::milliseconds kWaitLimit{10'000};
+
+/// The beginning of a batch, for a table.
+std::string oneLine(std::string text) {
+    const auto isControl = [](char c) { return static_cast<unsigned char>(c) < ' '; };
+    std::replace_if(text.begin(), text.end(), isControl, ' ');
+    return text.size() > kMaxBatchText ? cutText(text, kMaxBatchText) + "..." : text;
+}
 
 std::string samplesText(const VelaContentSamples& samples) {
     return std::to_string(samples.value1) + " " + listText(samples.list1) + " " +
@@ -20,6 +30,10 @@ std::string samplesText(const VelaContentSamples& samples) {
 }
 
 }  // namespace
+
+void SimulatedChip::settle() {
+    (void)mQueue.drain(kWaitLimit);
+}
 
 SimulatedChip::Outcome SimulatedChip::runBatch(const std::string& text) {
     {
@@ -31,7 +45,10 @@ SimulatedChip::Outcome SimulatedChip::runBatch(const std::string& text) {
         const std::lock_guard<std::mutex> guard(mLock);
         if (!parse.error.empty()) return {refuse("batch " + parse.error, -EINVAL), parse.error};
         if (parse.commands.size() > kMaxCommands) return {refuse("batch", -E2BIG), {}};
-        ++mState.batches;
+        mState.batches.push_back({.number = ++mState.batchCount,
+                                  .commands = parse.commands.size(),
+                                  .text = oneLine(text)});
+        if (mState.batches.size() > kMaxBatchesKept) mState.batches.pop_front();
     }
     std::string reply;
     for (const BatchCommand& command : parse.commands) {
@@ -67,7 +84,7 @@ SimulatedChip::Outcome SimulatedChip::runCommand(const BatchCommand& command) {
             mState.osdOverflow = static_cast<int>(command.numbers[1]);
             return {0, "ok"};
         case Verb::kLast:
-            return {0, mState.events.empty() ? "none" : mState.events.back().text};
+            return {0, mState.events.empty() ? "none" : mState.events.back().text()};
         case Verb::kEvents:
             return {0, eventsText()};
         case Verb::kClear:
@@ -142,7 +159,7 @@ SimulatedChip::Outcome SimulatedChip::queueEvent(const BatchCommand& command) {
 std::string SimulatedChip::eventsText() const {
     std::string text = std::to_string(mState.events.size());
     for (const ChipEvent& event : mState.events) {
-        text += "\n" + std::to_string(event.number) + ": " + event.text;
+        text += "\n" + std::to_string(event.number) + ": " + event.text();
     }
     return text;
 }

@@ -60,6 +60,10 @@ std::vector<uint16_t> tableFrom(const std::vector<uint8_t>& bytes) {
     return table;
 }
 
+std::string shortened(const std::string& text, size_t limit) {
+    return text.size() > limit ? cutText(text, limit) + "..." : text;
+}
+
 std::vector<uint16_t> identityTable() {
     std::vector<uint16_t> table(16);
     for (size_t i = 0; i < table.size(); ++i)
@@ -96,10 +100,11 @@ void SimulatedChip::stop() {
 }
 
 int SimulatedChip::refuse(const std::string& operation, int status) {
-    std::string text = cutText(operation, kMaxLine) + ": " + errnoName(-status);
+    ChipRefusal refusal{.operation = cutText(operation, kMaxLine), .error = -status};
+    const std::string text = refusal.operation + ": " + errnoName(refusal.error);
     __android_log_print(ANDROID_LOG_INFO, "VelaChip", "refused %s", text.c_str());
     ++mState.refusalCount;
-    mState.refusals.push_back(std::move(text));
+    mState.refusals.push_back(std::move(refusal));
     if (mState.refusals.size() > kMaxRemembered) mState.refusals.pop_front();
     return status;
 }
@@ -108,13 +113,13 @@ int64_t SimulatedChip::raise(std::string what, Delivery deliver) {
     if (!mEvents) return -ESHUTDOWN;
     const uint64_t number = mState.eventsRaised + 1;
     const int status = mQueue.post([this, number, what = std::move(what),
-                                    deliver = std::move(deliver), events = *mEvents] {
-        std::string text = what;
-        const std::string answer = deliver(events);
-        if (!answer.empty()) text += " -> " + answer;
-        if (text.size() > kMaxLine) text = cutText(text, kMaxLine) + "...";
+                                    deliver = std::move(deliver), events = *mEvents,
+                                    cause = CausedBy::currentRequest()] {
+        const CausedBy scope(cause);
+        ChipEvent event{.number = number, .what = shortened(what, kMaxLine), .answer = {}};
+        event.answer = shortened(deliver(events), kMaxLine - std::min(what.size(), kMaxLine));
         const std::lock_guard<std::mutex> guard(mLock);
-        mState.events.push_back({number, std::move(text)});
+        mState.events.push_back(std::move(event));
         if (mState.events.size() > kMaxRemembered) mState.events.pop_front();
     });
     if (status < 0) return status;

@@ -10,6 +10,7 @@
 
 #include "host/chip/BatchLanguage.h"
 #include "host/chip/Chip.h"
+#include "host/chip/ChipObserver.h"
 #include "host/chip/ChipState.h"
 #include "host/chip/EventQueue.h"
 
@@ -23,10 +24,15 @@ namespace lmfg {
 /// Thread-safe. Events run on one thread of the chip's own, one after the other, without its lock.
 class [[gnu::visibility("default")]] SimulatedChip : public Chip {
   public:
-    /// Each presentation writes a description of the frame to `framesDir`, an existing directory,
-    /// as frame-000001.json and so on; nothing is written when it is empty.
+    /// Each presentation describes its frame in `framesDir`, an existing directory, as
+    /// frame-000001.json and frame-000001.svg and so on; nothing is written when it is empty.
     explicit SimulatedChip(std::string framesDir = {});
     ~SimulatedChip() override;
+
+    /// The frame that a display shows, as SVG; empty when it has not presented any.
+    std::string picture(int display);
+    /// Waits until the events raised so far have been answered, at most 10 seconds.
+    void settle();
 
     void start(VelaServiceCallbacks events) override;
     void stop() override;
@@ -119,7 +125,7 @@ class [[gnu::visibility("default")]] SimulatedChip : public Chip {
     void changeLayer(const char* operation, uint64_t layer, Change change);
     void connect(int display, bool connected);
     int present(const char* operation, int display);
-    void writeFrame(const nlohmann::json& frame, uint64_t number);
+    void writeFile(const std::string& path, const std::string& text);
 
     const std::string mFramesDir;
     std::mutex mLock;

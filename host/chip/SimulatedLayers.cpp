@@ -1,9 +1,11 @@
 #include <cerrno>
 #include <cstdio>
 #include <fstream>
+#include <utility>
 
 #include <nlohmann/json.hpp>
 
+#include "host/chip/Picture.h"
 #include "host/chip/SimulatedChip.h"
 
 namespace lmfg {
@@ -140,7 +142,8 @@ int SimulatedChip::CommitLayerStack(int display, bool) {
 }
 
 int SimulatedChip::present(const char* operation, int display) {
-    nlohmann::json frame;
+    std::string json;
+    std::string picture;
     uint64_t number = 0;
     {
         const std::lock_guard<std::mutex> guard(mLock);
@@ -149,22 +152,40 @@ int SimulatedChip::present(const char* operation, int display) {
         if (it.commits == 0) return refuse(operation, -ENODATA);
         ++it.presents;
         number = ++mState.frames;
-        if (!mFramesDir.empty()) frame = frameJson(mState, display, number);
+        it.before = std::exchange(it.frame, ChipFrame{.number = number,
+                                                      .display = display,
+                                                      .width = it.width,
+                                                      .height = it.height,
+                                                      .stack = it.stack,
+                                                      .layers = {}});
+        for (const auto& [id, layer] : mState.layers) {
+            if (layer.display == display) it.frame->layers.emplace(id, layer);
+        }
+        if (mFramesDir.empty()) return 0;
+        json = frameJson(*it.frame).dump(2) + "\n";
+        picture = pictureOf(*it.frame, it.before ? &*it.before : nullptr);
     }
-    if (!mFramesDir.empty()) writeFrame(frame, number);
+    char name[40];
+    std::snprintf(name, sizeof(name), "/frame-%06llu", static_cast<unsigned long long>(number));
+    writeFile(mFramesDir + name + ".json", json);
+    writeFile(mFramesDir + name + ".svg", picture);
     return 0;
 }
 
-void SimulatedChip::writeFrame(const nlohmann::json& frame, uint64_t number) {
-    char name[40];
-    std::snprintf(name, sizeof(name), "/frame-%06llu.json",
-                  static_cast<unsigned long long>(number));
-    std::ofstream file(mFramesDir + name);
-    file << frame.dump(2) << "\n";
+void SimulatedChip::writeFile(const std::string& path, const std::string& text) {
+    std::ofstream file(path);
+    file << text;
     file.flush();
     if (file.good()) return;
     const std::lock_guard<std::mutex> guard(mLock);
-    refuse("to write " + mFramesDir + name, -EIO);
+    refuse("to write " + path, -EIO);
+}
+
+std::string SimulatedChip::picture(int display) {
+    const std::lock_guard<std::mutex> guard(mLock);
+    const ChipDisplay* const it = find(static_cast<uint64_t>(display));
+    if (it == nullptr || !it->frame) return {};
+    return pictureOf(*it->frame, it->before ? &*it->before : nullptr);
 }
 
 bool SimulatedChip::Present() {

@@ -7,6 +7,7 @@
 #include <android-base/thread_annotations.h>
 
 #include "host/chip/ChipHost.h"
+#include "host/chip/Observed.h"
 
 namespace lmfg {
 
@@ -16,7 +17,7 @@ namespace {
 
 struct Host {
     std::mutex lock;
-    std::shared_ptr<Chip> chip GUARDED_BY(lock);
+    ServiceState state GUARDED_BY(lock);
     std::unique_ptr<VelaService> service GUARDED_BY(lock);
 };
 
@@ -26,30 +27,30 @@ Host& host() {
     return *instance;
 }
 
-Chip& chipOf(void* state) {
+const ServiceState& stateOf(void* state) {
     if (state == nullptr) ::android::hardware::details::logAlwaysFatal("no chip is installed");
-    return **static_cast<std::shared_ptr<Chip>*>(state);
+    return *static_cast<const ServiceState*>(state);
 }
 
 }  // namespace
 
-void installChip(std::shared_ptr<Chip> chip) {
+void installChip(std::shared_ptr<Chip> chip, ChipObservers observers) {
     Host& it = host();
     // Goes after the lock: stopping the old chip waits for its events, which may call init().
     std::unique_ptr<VelaService> old;
     const std::lock_guard<std::mutex> guard(it.lock);
     old = std::move(it.service);
-    it.chip = std::move(chip);
+    it.state = {.chip = std::move(chip), .observers = std::move(observers)};
 }
 
 VelaService* VelaService::init() {
     Host& it = host();
     const std::lock_guard<std::mutex> guard(it.lock);
-    if (it.chip == nullptr) return nullptr;
+    if (it.state.chip == nullptr) return nullptr;
     if (it.service == nullptr) {
         it.service = std::make_unique<VelaService>();
-        it.service->mState = new std::shared_ptr<Chip>(it.chip);
-        it.chip->start(VelaServiceCallbacks(*it.service));
+        it.service->mState = new ServiceState(it.state);
+        it.state.chip->start(VelaServiceCallbacks(*it.service));
     }
     return it.service.get();
 }
@@ -58,186 +59,198 @@ VelaService::VelaService() = default;
 
 VelaService::~VelaService() {
     if (mState == nullptr) return;
-    chipOf(mState).stop();
-    delete static_cast<std::shared_ptr<Chip>*>(mState);
+    stateOf(mState).chip->stop();
+    delete static_cast<ServiceState*>(mState);
 }
 
 void VelaService::initialize(uint32_t value4, uint32_t value1, uint32_t value2) {
-    chipOf(mState).initialize(value4, value1, value2);
+    forward(stateOf(mState), "initialize", &Chip::initialize, value4, value1, value2);
 }
 
 void VelaService::initSoftVela() {
-    chipOf(mState).initSoftVela();
+    forward(stateOf(mState), "initSoftVela", &Chip::initSoftVela);
 }
 
 VelaService::Return<void> VelaService::velaConfigureGet(int type, const hidl_vec<int>& params,
                                                         ValuesResult result) {
-    return chipOf(mState).velaConfigureGet(type, params, std::move(result));
+    return forward(stateOf(mState), "velaConfigureGet", &Chip::velaConfigureGet, type, params,
+                   std::move(result));
 }
 
 VelaService::Return<int32_t> VelaService::velaConfigureSet(int type, const hidl_vec<int>& values) {
-    return chipOf(mState).velaConfigureSet(type, values);
+    return forward(stateOf(mState), "velaConfigureSet", &Chip::velaConfigureSet, type, values);
 }
 
 VelaService::Return<void> VelaService::velaConfigureBatch(int type, const hidl_string& request,
                                                           StringResult result) {
-    return chipOf(mState).velaConfigureBatch(type, request, std::move(result));
+    return forward(stateOf(mState), "velaConfigureBatch", &Chip::velaConfigureBatch, type, request,
+                   std::move(result));
 }
 
 int VelaService::velaConfigureBuffer(int type, uint64_t param, const hidl_handle& buffer,
                                      uint32_t size) {
-    return chipOf(mState).velaConfigureBuffer(type, param, buffer, size);
+    return forward(stateOf(mState), "velaConfigureBuffer", &Chip::velaConfigureBuffer, type, param,
+                   buffer, size);
 }
 
 VelaService::Return<void> VelaService::panelReadWrite(bool arg1, uint8_t arg2, uint8_t arg3,
                                                       bool arg4, const hidl_vec<uint8_t>& data,
                                                       uint8_t arg6, BytesResult result) {
-    return chipOf(mState).panelReadWrite(arg1, arg2, arg3, arg4, data, arg6, std::move(result));
+    return forward(stateOf(mState), "panelReadWrite", &Chip::panelReadWrite, arg1, arg2, arg3, arg4,
+                   data, arg6, std::move(result));
 }
 
 void VelaService::getDumpString(uint64_t display, DumpResult result) {
-    chipOf(mState).getDumpString(display, std::move(result));
+    forward(stateOf(mState), "getDumpString", &Chip::getDumpString, display, std::move(result));
 }
 
 void VelaService::getCurrentConfig(FixedConfigResult result) {
-    chipOf(mState).getCurrentConfig(std::move(result));
+    forward(stateOf(mState), "getCurrentConfig", &Chip::getCurrentConfig, std::move(result));
 }
 
 void VelaService::getLayerToneMappingLut(uint64_t layer, uint32_t arg2, LutResult result) {
-    chipOf(mState).getLayerToneMappingLut(layer, arg2, std::move(result));
+    forward(stateOf(mState), "getLayerToneMappingLut", &Chip::getLayerToneMappingLut, layer, arg2,
+            std::move(result));
 }
 
 void VelaService::updateDisplayBrightness(uint64_t display, int arg2, const hidl_vec<int>& values,
                                           ValuesResult result) {
-    chipOf(mState).updateDisplayBrightness(display, arg2, values, std::move(result));
+    forward(stateOf(mState), "updateDisplayBrightness", &Chip::updateDisplayBrightness, display,
+            arg2, values, std::move(result));
 }
 
 int VelaService::GetOsdState() {
-    return chipOf(mState).GetOsdState();
+    return forward(stateOf(mState), "GetOsdState", &Chip::GetOsdState);
 }
 
 int VelaService::GetOsdOverFlow() {
-    return chipOf(mState).GetOsdOverFlow();
+    return forward(stateOf(mState), "GetOsdOverFlow", &Chip::GetOsdOverFlow);
 }
 
 void VelaService::buildLayerStack(int display, const LayerStack& stack) {
-    chipOf(mState).buildLayerStack(display, stack);
+    forward(stateOf(mState), "buildLayerStack", &Chip::buildLayerStack, display, stack);
 }
 
 int VelaService::CommitLayerStack(int display, bool arg2) {
-    return chipOf(mState).CommitLayerStack(display, arg2);
+    return forward(stateOf(mState), "CommitLayerStack", &Chip::CommitLayerStack, display, arg2);
 }
 
 bool VelaService::Present() {
-    return chipOf(mState).Present();
+    return forward(stateOf(mState), "Present", &Chip::Present);
 }
 
 bool VelaService::Present2nd() {
-    return chipOf(mState).Present2nd();
+    return forward(stateOf(mState), "Present2nd", &Chip::Present2nd);
 }
 
 int VelaService::PresentDisplay() {
-    return chipOf(mState).PresentDisplay();
+    return forward(stateOf(mState), "PresentDisplay", &Chip::PresentDisplay);
 }
 
 void VelaService::CreateLayer(uint64_t layer, int display) {
-    chipOf(mState).CreateLayer(layer, display);
+    forward(stateOf(mState), "CreateLayer", &Chip::CreateLayer, layer, display);
 }
 
 void VelaService::DestroyLayer(uint64_t layer) {
-    chipOf(mState).DestroyLayer(layer);
+    forward(stateOf(mState), "DestroyLayer", &Chip::DestroyLayer, layer);
 }
 
 void VelaService::ChangeLayerType(uint64_t layer, int type) {
-    chipOf(mState).ChangeLayerType(layer, type);
+    forward(stateOf(mState), "ChangeLayerType", &Chip::ChangeLayerType, layer, type);
 }
 
 void VelaService::SetLayerCompositionType(uint64_t layer, int type) {
-    chipOf(mState).SetLayerCompositionType(layer, type);
+    forward(stateOf(mState), "SetLayerCompositionType", &Chip::SetLayerCompositionType, layer,
+            type);
 }
 
 void VelaService::SetLayerTransform(uint64_t layer, int transform) {
-    chipOf(mState).SetLayerTransform(layer, transform);
+    forward(stateOf(mState), "SetLayerTransform", &Chip::SetLayerTransform, layer, transform);
 }
 
 void VelaService::SetLayerZOrder(uint64_t layer, uint32_t z) {
-    chipOf(mState).SetLayerZOrder(layer, z);
+    forward(stateOf(mState), "SetLayerZOrder", &Chip::SetLayerZOrder, layer, z);
 }
 
 void VelaService::SetLayerDisplayFrame(uint64_t layer, hwc_rect frame) {
-    chipOf(mState).SetLayerDisplayFrame(layer, frame);
+    forward(stateOf(mState), "SetLayerDisplayFrame", &Chip::SetLayerDisplayFrame, layer, frame);
 }
 
 void VelaService::SetLayerSourceCrop(uint64_t layer, hwc_rect crop) {
-    chipOf(mState).SetLayerSourceCrop(layer, crop);
+    forward(stateOf(mState), "SetLayerSourceCrop", &Chip::SetLayerSourceCrop, layer, crop);
 }
 
 void VelaService::setLayerBuffer(uint64_t display, uint64_t layer, const BufferInfo& info) {
-    chipOf(mState).setLayerBuffer(display, layer, info);
+    forward(stateOf(mState), "setLayerBuffer", &Chip::setLayerBuffer, display, layer, info);
 }
 
 void VelaService::setLayerProperty(uint32_t property, uint64_t value) {
-    chipOf(mState).setLayerProperty(property, value);
+    forward(stateOf(mState), "setLayerProperty", &Chip::setLayerProperty, property, value);
 }
 
 void VelaService::SetLayerSetEmpty(int display, bool empty) {
-    chipOf(mState).SetLayerSetEmpty(display, empty);
+    forward(stateOf(mState), "SetLayerSetEmpty", &Chip::SetLayerSetEmpty, display, empty);
 }
 
 void VelaService::setActiveConfig(const DisplayConfigVariableInfo& info) {
-    chipOf(mState).setActiveConfig(info);
+    forward(stateOf(mState), "setActiveConfig", &Chip::setActiveConfig, info);
 }
 
 void VelaService::SetPowerMode(int mode) {
-    chipOf(mState).SetPowerMode(mode);
+    forward(stateOf(mState), "SetPowerMode", &Chip::SetPowerMode, mode);
 }
 
 int VelaService::SetColorModeWithRenderIntent(int mode, int intent) {
-    return chipOf(mState).SetColorModeWithRenderIntent(mode, intent);
+    return forward(stateOf(mState), "SetColorModeWithRenderIntent",
+                   &Chip::SetColorModeWithRenderIntent, mode, intent);
 }
 
 int VelaService::SetColorTransform(const std::vector<float>& matrix) {
-    return chipOf(mState).SetColorTransform(matrix);
+    return forward(stateOf(mState), "SetColorTransform", &Chip::SetColorTransform, matrix);
 }
 
 int VelaService::configureVelaMaxcll(int value) {
-    return chipOf(mState).configureVelaMaxcll(value);
+    return forward(stateOf(mState), "configureVelaMaxcll", &Chip::configureVelaMaxcll, value);
 }
 
 int VelaService::handleDisplayEvent(uint64_t display, int event, int arg3) {
-    return chipOf(mState).handleDisplayEvent(display, event, arg3);
+    return forward(stateOf(mState), "handleDisplayEvent", &Chip::handleDisplayEvent, display, event,
+                   arg3);
 }
 
 int VelaService::setOsdAutoRefresh(int arg1) {
-    return chipOf(mState).setOsdAutoRefresh(arg1);
+    return forward(stateOf(mState), "setOsdAutoRefresh", &Chip::setOsdAutoRefresh, arg1);
 }
 
 void VelaService::SetClientTarget(int target) {
-    chipOf(mState).SetClientTarget(target);
+    forward(stateOf(mState), "SetClientTarget", &Chip::SetClientTarget, target);
 }
 
 void VelaService::reportDualChannelStatus(int status) {
-    chipOf(mState).reportDualChannelStatus(status);
+    forward(stateOf(mState), "reportDualChannelStatus", &Chip::reportDualChannelStatus, status);
 }
 
 void VelaService::enableSecondaryDisplay(bool enabled) {
-    chipOf(mState).enableSecondaryDisplay(enabled);
+    forward(stateOf(mState), "enableSecondaryDisplay", &Chip::enableSecondaryDisplay, enabled);
 }
 
 void VelaService::SetPluggableDisplayConnected(bool connected) {
-    chipOf(mState).SetPluggableDisplayConnected(connected);
+    forward(stateOf(mState), "SetPluggableDisplayConnected", &Chip::SetPluggableDisplayConnected,
+            connected);
 }
 
 void VelaService::SetVirtualDisplayConnected(bool connected) {
-    chipOf(mState).SetVirtualDisplayConnected(connected);
+    forward(stateOf(mState), "SetVirtualDisplayConnected", &Chip::SetVirtualDisplayConnected,
+            connected);
 }
 
 void VelaService::setFrameBufferResolution(int display, uint32_t width, uint32_t height) {
-    chipOf(mState).setFrameBufferResolution(display, width, height);
+    forward(stateOf(mState), "setFrameBufferResolution", &Chip::setFrameBufferResolution, display,
+            width, height);
 }
 
 void VelaService::setPanelName(int display, const std::string& name) {
-    chipOf(mState).setPanelName(display, name);
+    forward(stateOf(mState), "setPanelName", &Chip::setPanelName, display, name);
 }
 
 }  // namespace lmfg

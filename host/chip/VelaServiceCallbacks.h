@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "servicelib/VelaService.h"
@@ -46,6 +47,10 @@ class [[gnu::visibility("default")]] VelaServiceCallbacks {
     std::string stringQuery(int type, const std::string& request) const;
 
   private:
+    /// Raises the event that `call` is, seen by the observers.
+    template <typename Call, typename... A>
+    std::invoke_result_t<Call> raise(const char* name, Call call, const A&... arguments) const;
+
     const VelaService* mService;
 };
 

@@ -5,14 +5,17 @@
 #include <sys/eventfd.h>
 #include <sys/signalfd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <memory>
+#include <string>
+#include <utility>
+#include <vector>
 
-#include <aidl/vendor/lumenforge/hardware/display/IVela.h>
-#include <aidl/vendor/lumenforge/hardware/display/IVelaComposerClient.h>
 #include <android/binder_process.h>
 
+#include "host/codec/Operations.h"
 #include "host/velactl/Callbacks.h"
 #include "host/velactl/Report.h"
 #include "host/velactl/Service.h"
@@ -20,8 +23,54 @@
 namespace velactl {
 namespace {
 
+namespace display = codec::display;
+using display::ISoftVelaClient;
 using display::IVela;
+using display::IVelaCallback;
+using display::IVelaComposerCallback;
 using display::IVelaComposerClient;
+
+/** How the lines name the callbacks' operations, and the answer that the options give. */
+struct EventKind {
+    const char* operation;
+    const char* event;
+    Json answer;  // null for none
+};
+
+std::vector<EventKind> eventKinds(const MonitorOptions& options) {
+    return {{"onFeatureChanged", "feature", nullptr},
+            {"setConfig", "soft-set", options.softResult},
+            {"getConfig", "soft-get", options.softValues},
+            {"onConfigChanged", "config", options.configResult},
+            {"onRefreshRequested", "refresh", nullptr},
+            {"onDisplayPowerChanged", "power", nullptr},
+            {"onContentSamplingRequested", "sampling",
+             codec::Codec<display::ContentSamples>::write(options.samples)}};
+}
+
+/** Prints each event as a line of JSON, and answers as the options say. */
+CallbackHandler printingHandler(const std::string& descriptor, const MonitorOptions& options) {
+    return [operations = codec::findInterface(descriptor)->operations, kinds = eventKinds(options),
+            softError = options.softError](const std::string& operation, const Json& arguments,
+                                           Json* answer) {
+        const auto kind = std::find_if(kinds.begin(), kinds.end(), [&](const EventKind& it) {
+            return it.operation == operation;
+        });
+        const auto named = std::find_if(operations.begin(), operations.end(),
+                                        [&](const auto* it) { return it->name == operation; });
+        Json line{{"event", kind->event}};
+        for (size_t i = 0; i < arguments.size(); ++i)
+            line[(*named)->parameters[i].name] = arguments[i];
+        if (operation == "getConfig" && softError != 0) {
+            line["error"] = softError;
+            printLine(line);
+            return ndk::ScopedAStatus::fromServiceSpecificError(softError);
+        }
+        if (!kind->answer.is_null()) line["answer"] = *answer = kind->answer;
+        printLine(line);
+        return ndk::ScopedAStatus::ok();
+    };
+}
 
 /** Everything that one monitor has registered; its destructor takes it back. */
 class Registration {
@@ -38,42 +87,48 @@ class Registration {
     Registration(const Registration&) = delete;
     Registration& operator=(const Registration&) = delete;
 
-    /** Registers what the options ask for; returns an exit code, having reported a failure. */
-    int run() {
-        auto callback = ndk::SharedRefBase::make<PrintingCallback>();
-        if (auto status = mVela->registerCallback(mOptions.id, callback); !status.isOk()) {
-            return reportStatus("registerCallback", status);
+    /** Registers what the options ask for. */
+    Failure run() {
+        auto callback = make<IVelaCallback>();
+        if (auto failure = statusError("registerCallback",
+                                       mVela->registerCallback(mOptions.id, callback))) {
+            return failure;
         }
         mCallback = callback;
         if (mOptions.soft) {
-            auto client = ndk::SharedRefBase::make<PrintingSoftClient>(mOptions);
-            if (auto status = mVela->registerSoftVelaClient(mOptions.id, client); !status.isOk()) {
-                return reportStatus("registerSoftVelaClient", status);
+            auto client = make<ISoftVelaClient>();
+            if (auto failure = statusError("registerSoftVelaClient",
+                                           mVela->registerSoftVelaClient(mOptions.id, client))) {
+                return failure;
             }
             mSoftClient = client;
         }
-        return mOptions.composer ? registerComposer() : static_cast<int>(kOk);
+        return mOptions.composer ? registerComposer() : Failure{};
     }
 
   private:
-    int registerComposer() {
-        if (auto status = mVela->createComposerClient(&mComposer); !status.isOk()) {
-            return reportStatus("createComposerClient", status);
+    template <typename T>
+    std::shared_ptr<T> make() {
+        return std::static_pointer_cast<T>(makeCallback(codec::Codec<std::shared_ptr<T>>::type(),
+                                                        printingHandler(T::descriptor, mOptions)));
+    }
+
+    Failure registerComposer() {
+        if (auto failure =
+                    statusError("createComposerClient", mVela->createComposerClient(&mComposer))) {
+            return failure;
         }
-        auto callback = ndk::SharedRefBase::make<PrintingComposerCallback>(mOptions);
-        if (auto status = mComposer->registerCallback(callback); !status.isOk()) {
-            return reportStatus("registerCallback of the composer client", status);
-        }
-        mComposerCallback = callback;
-        return kOk;
+        mComposerCallback = make<IVelaComposerCallback>();
+        return statusError("registerCallback of the composer client",
+                           mComposer->registerCallback(mComposerCallback));
     }
 
     const std::shared_ptr<IVela> mVela;
     const MonitorOptions mOptions;
-    std::shared_ptr<PrintingCallback> mCallback;
-    std::shared_ptr<PrintingSoftClient> mSoftClient;
+    std::shared_ptr<IVelaCallback> mCallback;
+    std::shared_ptr<ISoftVelaClient> mSoftClient;
     std::shared_ptr<IVelaComposerClient> mComposer;
-    std::shared_ptr<PrintingComposerCallback> mComposerCallback;
+    std::shared_ptr<IVelaComposerCallback> mComposerCallback;
 };
 
 /** Turns SIGINT and SIGTERM of every thread started from now on into a readable descriptor. */
@@ -90,6 +145,10 @@ void onServiceDied(void* cookie) {
     eventfd_write(*static_cast<const int*>(cookie), 1);
 }
 
+Failure died() {
+    return noService(instanceName() + " died; start velahost again");
+}
+
 /** Returns whether the service died; otherwise a signal asked to stop. */
 bool waitForEnd(int signalFd, int deathFd) {
     std::array<pollfd, 2> fds{pollfd{.fd = signalFd, .events = POLLIN, .revents = 0},
@@ -101,11 +160,10 @@ bool waitForEnd(int signalFd, int deathFd) {
 
 }  // namespace
 
-int monitor(const MonitorOptions& options) {
+Failure monitor(const MonitorOptions& options) {
     const ndk::ScopedFileDescriptor signals = stopSignals();
-    std::string error;
-    const auto vela = connect(&error);
-    if (vela == nullptr) return fail(kNoService, error);
+    std::shared_ptr<IVela> vela;
+    if (auto failure = connect(&vela)) return failure;
     ABinderProcess_startThreadPool();
 
     // A late notification may still be running when this returns, hence static.
@@ -114,17 +172,16 @@ int monitor(const MonitorOptions& options) {
     const ndk::SpAIBinder binder = vela->asBinder();
     if (AIBinder_linkToDeath(binder.get(), recipient.get(), const_cast<int*>(&deathFd)) !=
         STATUS_OK) {
-        return fail(kNoService, instanceName() + " died");
+        return died();
     }
 
     Registration registration(vela, options);
-    if (const int code = registration.run(); code != kOk) return code;
+    if (auto failure = registration.run()) return failure;
     printLine({{"event", "registered"},
                {"id", options.id},
                {"soft", options.soft},
                {"composer", options.composer}});
-    if (waitForEnd(signals.get(), deathFd)) return fail(kNoService, instanceName() + " died");
-    return kOk;
+    return waitForEnd(signals.get(), deathFd) ? died() : Failure{};
 }
 
 }  // namespace velactl

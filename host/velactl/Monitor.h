@@ -6,6 +6,8 @@
 
 #include <aidl/vendor/lumenforge/hardware/display/ContentSamples.h>
 
+#include "host/velactl/Report.h"
+
 namespace velactl {
 
 /** What a monitor registers, and what it answers when the chip asks. */
@@ -22,10 +24,10 @@ struct MonitorOptions {
 
 /**
  * Prints a line {"event": "registered", ...} once everything is registered, then one line of JSON
- * for each event. Returns kOk after SIGINT or SIGTERM, with everything unregistered, and kNoService
+ * for each event. Returns after SIGINT or SIGTERM, with everything unregistered, or with kNoService
  * when the service dies. Call it on the main thread before any other thread runs, since it blocks
  * the two signals.
  */
-int monitor(const MonitorOptions& options);
+Failure monitor(const MonitorOptions& options);
 
 }  // namespace velactl

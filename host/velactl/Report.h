@@ -1,12 +1,15 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include <android/binder_auto_utils.h>
 
-#include "host/velactl/Codec.h"
+#include "host/codec/Codec.h"
 
 namespace velactl {
+
+using codec::Json;
 
 enum ExitCode : int {
     kOk = 0,
@@ -15,20 +18,49 @@ enum ExitCode : int {
     kNoService = 3,
 };
 
+/** Why something did not work; kOk for what did. */
+struct [[nodiscard]] Failure {
+    ExitCode code = kOk;
+    std::string text;  // for people; may hold what a file or a service said
+    Json error;        // {"kind", "description"}, and "code" for an error status
+
+    explicit operator bool() const { return code != kOk; }
+};
+
+Failure usageError(const std::string& text);
+Failure noService(const std::string& text);
+/** kNoService when the service died, else kErrorStatus; kOk for an ok status. */
+Failure statusError(const std::string& what, const ndk::ScopedAStatus& status);
+
+/** Errors are to be JSON, and answers too where they would be text for people. */
+void reportAsJson();
 /** Prints one line of JSON on stdout and flushes it. Any thread; lines do not mix. */
 void printLine(const Json& json);
+/** As printLine; but a string for a terminal is printed as it is. */
+void printAnswer(const Json& json);
+/** Prints a line for people, or `json` where JSON was asked for. */
+void printResult(const std::string& text, const Json& json);
+/** Prints the failure, if it is one, once and on stderr. Returns the exit code. */
+int report(const Failure& failure);
+int report(const std::string& where, const Failure& failure);
 
-/** Prints "velactl: text" on stderr and returns the code. */
-int fail(ExitCode code, const std::string& text);
+/** The text with control characters spelt out, so that a terminal does not obey them. */
+std::string printable(const std::string& text);
 
-/** As fail, and the same as a line of JSON on stdout, so that each command has its line. */
-int failWithLine(ExitCode code, const std::string& kind, const std::string& text);
+/** Tells on a terminal how far something that takes long has come. One thread. */
+class Progress {
+  public:
+    explicit Progress(std::string what);
+    ~Progress();
+    Progress(const Progress&) = delete;
+    Progress& operator=(const Progress&) = delete;
 
-/**
- * Reports an error status of the operation that `what` names: {"error": {"kind", "code",
- * "description"}} on stdout, words on stderr. Returns kNoService for a dead service, else
- * kErrorStatus.
- */
-int reportStatus(const std::string& what, const ndk::ScopedAStatus& status);
+    void reached(size_t done, size_t of);
+
+  private:
+    const std::string mWhat;
+    const int64_t mStart;
+    bool mShown = false;
+};
 
 }  // namespace velactl

@@ -3,23 +3,33 @@
 #include <memory>
 #include <string>
 
+#include <aidl/velahost/IHost.h>
 #include <aidl/vendor/lumenforge/hardware/display/IVela.h>
+
+#include "host/codec/Operations.h"
+#include "host/velactl/Report.h"
 
 namespace velactl {
 
 /** The name under which the main service is published. */
 std::string instanceName();
 
-/** The published service; null, with the reason in *error, when none answers. Does not wait. */
-std::shared_ptr<aidl::vendor::lumenforge::hardware::display::IVela> connect(std::string* error);
+/** Finds the published service. Does not wait for one. */
+Failure connect(std::shared_ptr<codec::display::IVela>* out);
 
-/** Prints what is known of the service as one line of JSON; returns the exit code. */
-int info();
+/** What the service's host offers beside it; null where there is none, as on a device. */
+std::shared_ptr<aidl::velahost::IHost> connectHost();
+
+/** Prints what is known of the service as one line of JSON. */
+Failure info();
 
 /** Prints every operation's signature and every record; needs no service. */
-int list();
+Failure list();
 
-/** Lets the service write its dump to stdout; returns the exit code. */
-int dump();
+/** Lets the service write its dump to stdout. */
+Failure dump();
+
+/** Writes the frame that the display shows to the file, as SVG. */
+Failure screenshot(int display, const std::string& file);
 
 }  // namespace velactl

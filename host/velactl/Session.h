@@ -1,14 +1,16 @@
 #pragma once
 
-#include <istream>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include <aidl/vendor/lumenforge/hardware/display/IVela.h>
-#include <aidl/vendor/lumenforge/hardware/display/IVelaComposerClient.h>
+#include "host/codec/Operations.h"
+#include "host/velactl/Report.h"
 
 namespace velactl {
+
+/** The words of a line; white space within a JSON string, array or object does not part them. */
+std::vector<std::string> splitWords(const std::string& line);
 
 /**
  * One client of the service. It connects at the first operation that needs it and keeps its
@@ -17,27 +19,18 @@ namespace velactl {
 class Session {
   public:
     /**
-     * Runs an operation of "vela" or "composer". words: its name, then its arguments as JSON.
-     * Prints one line of JSON on stdout, and an error in words on stderr too. Returns the exit
-     * code.
+     * Runs an operation of "vela" or "composer" and leaves its answer in *answer. words: its name,
+     * then its arguments as JSON.
      */
-    int run(const std::string& interface, const std::vector<std::string>& words);
-
-    /**
-     * Runs the commands of a file, one a line: "vela|composer OPERATION [JSON...]". Empty lines and
-     * those that begin with # are skipped. Stops at the first failure unless keepGoing. Returns the
-     * first failure's exit code, else kOk.
-     */
-    int runAll(std::istream& lines, bool keepGoing);
+    Failure run(const std::string& interface, const std::vector<std::string>& words, Json* answer);
 
   private:
-    int runLine(const std::string& line);
-    /** Both return an exit code: kOk when the member is there afterwards. */
-    int needVela();
-    int needComposer();
+    /** Each makes its member ready. */
+    Failure needVela();
+    Failure needComposer();
 
-    std::shared_ptr<aidl::vendor::lumenforge::hardware::display::IVela> mVela;
-    std::shared_ptr<aidl::vendor::lumenforge::hardware::display::IVelaComposerClient> mComposer;
+    std::shared_ptr<codec::display::IVela> mVela;
+    std::shared_ptr<codec::display::IVelaComposerClient> mComposer;
 };
 
 }  // namespace velactl

@@ -1,19 +1,30 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <chrono>
+#include <cstdint>
 #include <fstream>
+#include <map>
+#include <memory>
 #include <mutex>
+#include <set>
 #include <string>
 
 #include <android-base/thread_annotations.h>
+#include <binder_host/Observer.h>
+#include <binder_host/Trace.h>
+
+#include "host/chip/ChipObserver.h"
 
 /**
- * Writes spans as a JSON trace of the Chrome trace event format, which Perfetto and
- * chrome://tracing read. Spans may end on any thread. Each is flushed as it ends, so that the file
- * is readable while the host runs and after it was killed: readers do not insist on the bracket at
- * its end.
+ * Writes a trace of the Chrome trace event format, which Perfetto and chrome://tracing read: a
+ * slice for each request that is served, the chip's calls within it, the chip's events, the calls
+ * of the clients' callbacks, and flows that lead from a request over the event that it caused to
+ * the client that is told. Everything is flushed as it ends, so that the file is readable while the
+ * host runs and after it was killed: readers do not insist on the bracket at its end. Any thread.
  */
-class TraceWriter {
+class TraceWriter : public binder::TraceSink, public lmfg::ChipObserver {
   public:
     using Clock = std::chrono::steady_clock;
 
@@ -25,31 +36,51 @@ class TraceWriter {
 
     [[nodiscard]] bool isOpen() const { return mOpen; }
 
-    /** Completes the file. Spans that end later are dropped. */
-    void finish();
+    /** Completes the file; false when some of it could not be written. What ends later is dropped.
+     */
+    bool finish();
 
-    /** A call from construction to destruction, on the thread that runs it. */
-    class Span {
-      public:
-        /** The name is not copied and must outlive the span. */
-        Span(TraceWriter* writer, const char* name)
-            : mWriter(writer), mName(name), mStart(Clock::now()) {}
-        ~Span() { mWriter->write(mName, mStart, Clock::now()); }
+    void beginSection(const char* name) override;
+    void endSection() override;
+    void beginAsyncSection(const char* name, int32_t cookie) override;
+    void endAsyncSection(const char* name, int32_t cookie) override;
+    void setCounter(const char* name, int64_t value) override;
 
-        Span(const Span&) = delete;
-        Span& operator=(const Span&) = delete;
+    void began(const lmfg::ChipCall& call) override;
+    void ended(const lmfg::ChipCall& call, const codec::Json& answer) override;
+    void settled(const lmfg::ChipCall& call) override;
 
-      private:
-        TraceWriter* const mWriter;
-        const char* const mName;
-        const Clock::time_point mStart;
-    };
+    /** Shows what clients are told on tracks of their own; for addCallObserver(). */
+    std::unique_ptr<binder::CallWatch> observe(const binder::ObservedCall& call);
 
   private:
-    void write(const char* name, Clock::time_point start, Clock::time_point end);
+    class ClientSlice;
+
+    /** Where a slice lies. */
+    struct Place {
+        pid_t pid;
+        pid_t tid;
+        Clock::time_point time;
+    };
+
+    static Place here();
+    void begin(std::string name, const char* category, codec::Json arguments);
+    void end();
+    void writeSlice(const Place& start, const std::string& name, const char* category,
+                    const codec::Json& arguments);
+    /** An arrow from the slice around one place to that around the other. */
+    void writeFlow(const Place& from, const Place& to);
+    void writeAsync(const char* phase, const char* name, int32_t cookie);
+    /** Writes an event of that place, after the names of its process and thread. */
+    void write(const char* phase, const Place& place, const codec::Json& rest);
+    void nameTrack(const Place& place) REQUIRES(mLock);
+    void writeLine(const codec::Json& line) REQUIRES(mLock);
 
     std::mutex mLock;
     std::ofstream mFile GUARDED_BY(mLock);
     const char* mSeparator GUARDED_BY(mLock) = "[\n";
+    std::set<pid_t> mNamed GUARDED_BY(mLock);  // processes and threads
+    std::map<const lmfg::ChipCall*, Place> mRequests GUARDED_BY(mLock);
+    uint64_t mFlows GUARDED_BY(mLock) = 0;
     const bool mOpen;
 };

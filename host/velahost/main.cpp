@@ -12,16 +12,24 @@
 #include <string>
 #include <thread>
 #include <utility>
+#include <vector>
 
+#include <android/binder_manager.h>
 #include <android/binder_process.h>
 #include <android/log.h>
+#include <binder_host/Observer.h>
 #include <binder_host/ServiceManager.h>
+#include <binder_host/Trace.h>
 #include <CLI/CLI.hpp>
 
 #include "host/chip/ChipHost.h"
 #include "host/chip/SimulatedChip.h"
+#include "host/velahost/Faults.h"
+#include "host/velahost/Host.h"
+#include "host/velahost/Journal.h"
+#include "host/velahost/Processes.h"
+#include "host/velahost/Recorder.h"
 #include "host/velahost/TraceWriter.h"
-#include "host/velahost/TracingChip.h"
 
 namespace {
 
@@ -32,12 +40,33 @@ constexpr const char* kInstance = "vendor.lumenforge.hardware.display.IVela/defa
 constexpr int kFailure = 1;
 constexpr int kUsage = 2;
 
+constexpr const char* kFooter =
+        "Examples:\n"
+        "  velahost --frames /tmp/frames --record session.jsonl\n"
+        "  velahost --fault velaConfigureGet=EIO@3 --fault velaConfigureBatch=silent\n\n"
+        "A fault is OPERATION=WHAT[@EVERY]; --fault help lists the operations and what each "
+        "takes.\n"
+        "Exit codes: 0 ended by a signal, 1 could not serve, 2 wrong usage.\n";
+
 struct Options {
     std::string chip = "simulated";
     std::string library;
     uint32_t threads = 15;
+    bool replace = false;
     std::string trace;
     std::string frames;
+    std::string record;
+    std::string journal;
+    bool journalTimes = false;
+    std::vector<std::string> faults;
+};
+
+/** What watches the service, as far as it was asked for. Lives until the process ends. */
+struct Watchers {
+    std::unique_ptr<Recorder> recorder;
+    std::shared_ptr<Journal> journal;
+    std::shared_ptr<TraceWriter> trace;
+    lmfg::ChipObservers observers;  // of the chip
 };
 
 int fail(const std::string& text) {
@@ -76,22 +105,79 @@ sigset_t blockStopSignals() {
 }
 
 /**
- * Stops the chip, so that no event runs while the process exits. An event that a client never
- * answers cannot be stopped: then the process ends at once, without its static destructors.
+ * Stops the chip, so that no event runs while the process exits. False for an event that a client
+ * does not answer, which cannot be stopped.
  */
-void stopChip(const std::shared_ptr<lmfg::Chip>& chip) {
+bool stopChip(const std::shared_ptr<lmfg::SimulatedChip>& chip) {
     constexpr std::chrono::seconds kPatience{2};
-    std::promise<void> stopped;
-    auto done = stopped.get_future();
-    std::thread stopper([&chip, &stopped] {
+    const auto stopped = std::make_shared<std::promise<void>>();
+    auto done = stopped->get_future();
+    std::thread stopper([chip, stopped] {
         chip->stop();
-        stopped.set_value();
+        stopped->set_value();
     });
-    if (done.wait_for(kPatience) != std::future_status::ready) {
-        std::cerr << "velahost: a client does not answer the chip's event; not waiting for it\n";
-        std::_Exit(0);
+    if (done.wait_for(kPatience) == std::future_status::ready) {
+        stopper.join();
+        return true;
     }
-    stopper.join();
+    std::cerr << "velahost: a client does not answer the chip's event; not waiting for it\n";
+    stopper.detach();
+    return false;
+}
+
+/** Opens what the options ask for; an exit code, 0 when all is well. */
+int watch(const Options& options, Watchers* out) {
+    if (!options.faults.empty()) {
+        auto faults = std::make_shared<Faults>();
+        for (const std::string& text : options.faults) {
+            if (const std::string wrong = faults->add(text); !wrong.empty()) {
+                fail("--fault: " + wrong);
+                return kUsage;
+            }
+        }
+        out->observers.push_back(std::move(faults));
+    }
+    if (!options.journal.empty()) {
+        out->journal = std::make_shared<Journal>(options.journal, options.journalTimes);
+        if (!out->journal->isOpen()) return fail("cannot write the journal to " + options.journal);
+        out->observers.push_back(out->journal);
+    }
+    if (!options.trace.empty()) {
+        out->trace = std::make_shared<TraceWriter>(options.trace);
+        if (!out->trace->isOpen()) return fail("cannot write the trace to " + options.trace);
+        out->observers.push_back(out->trace);
+        binder::setTraceSink(out->trace.get());
+        binder::addCallObserver([trace = out->trace](const auto& call, const AParcel*) {
+            return trace->observe(call);
+        });
+    }
+    if (!options.record.empty()) {
+        out->recorder = std::make_unique<Recorder>(options.record);
+        if (!out->recorder->isOpen()) return fail("cannot write the record to " + options.record);
+        binder::addCallObserver([recorder = out->recorder.get()](const auto& call, const auto* in) {
+            return recorder->observe(call, in);
+        });
+    }
+    return 0;
+}
+
+/** Completes all files; an exit code. */
+int finish(const Watchers& watchers) {
+    int code = 0;
+    const auto expect = [&code](bool complete, const char* what) {
+        if (!complete) code = fail(std::string("could not write all of the ") + what);
+    };
+    if (watchers.recorder != nullptr) expect(watchers.recorder->finish(), "record");
+    if (watchers.journal != nullptr) expect(watchers.journal->finish(), "journal");
+    if (watchers.trace != nullptr) expect(watchers.trace->finish(), "trace");
+    return code;
+}
+
+/** The process that serves the name and answers; 0 when there is none. */
+pid_t serverOf(const char* name) {
+    const ndk::SpAIBinder binder(AServiceManager_checkService(name));
+    if (binder.get() == nullptr || AIBinder_ping(binder.get()) != STATUS_OK) return 0;
+    return binder::servingProcess(binder.get());
 }
 
 int serve(const Options& options) {
@@ -99,21 +185,34 @@ int serve(const Options& options) {
     // The product's lines are of debug priority, which hosts that are no device leave out.
     __android_log_set_minimum_priority(ANDROID_LOG_DEBUG);
 
-    std::shared_ptr<TraceWriter> trace;
-    std::shared_ptr<lmfg::Chip> chip;
-    if (options.chip == "simulated") chip = std::make_shared<lmfg::SimulatedChip>(options.frames);
-    if (!options.trace.empty()) {
-        trace = std::make_shared<TraceWriter>(options.trace);
-        if (!trace->isOpen()) return fail("cannot write the trace to " + options.trace);
-        if (chip != nullptr) chip = std::make_shared<TracingChip>(std::move(chip), trace);
-    }
-    lmfg::installChip(chip);
-
     if (binder::startServiceManager() == binder::ServiceManagerHost::kNone) {
         return fail("cannot start the service manager (see the log)");
     }
     ABinderProcess_setThreadPoolMaxThreadCount(options.threads);
+    if (const pid_t pid = options.replace ? 0 : serverOf(kInstance); pid != 0) {
+        return fail(processName(pid) + " serves " + kInstance +
+                    " already; end it, take the name over with --replace, or set "
+                    "BINDER_RUNTIME_DIR to a folder of your own");
+    }
+
+    // Never destroyed: calls may be under way when the process ends.
+    static auto& watchers = *new Watchers;
+    if (const int code = watch(options, &watchers); code != 0) return code;
+    if (!options.frames.empty()) {
+        std::error_code error;
+        std::filesystem::create_directories(options.frames, error);
+        if (error) return fail("cannot make " + options.frames + ": " + error.message());
+    }
+    std::shared_ptr<lmfg::SimulatedChip> chip;
+    if (options.chip == "simulated") chip = std::make_shared<lmfg::SimulatedChip>(options.frames);
+    lmfg::installChip(chip, watchers.observers);
+
     if (const int code = publish(options.library); code != 0) return code;
+    const auto host = ndk::SharedRefBase::make<Host>(chip);
+    const std::string hostName = std::string(Host::descriptor) + "/default";
+    if (AServiceManager_addService(host->asBinder().get(), hostName.c_str()) != EX_NONE) {
+        return fail("cannot publish " + hostName);
+    }
     ABinderProcess_startThreadPool();
     std::cout << "velahost: serving " << kInstance << std::endl;
 
@@ -121,9 +220,11 @@ int serve(const Options& options) {
     sigwait(&stopSignals, &signal);
     // From here on the chip raises nothing. Exiting then lets the library release its service
     // object; chip and service library outlive that.
-    if (chip != nullptr) stopChip(chip);
-    if (trace != nullptr) trace->finish();
-    return 0;
+    const bool stopped = chip == nullptr || stopChip(chip);
+    const int code = finish(watchers);
+    // With an event under way the process ends at once, without its static destructors.
+    if (!stopped) std::_Exit(code);
+    return code;
 }
 
 }  // namespace
@@ -131,6 +232,8 @@ int serve(const Options& options) {
 int main(int argc, char** argv) {
     Options options{.library = defaultLibrary()};
     CLI::App app("Serves the Vela display service until SIGINT or SIGTERM");
+    app.footer(kFooter);
+    app.set_version_flag("--version", "velahost " VELA_VERSION);
     app.add_option("--chip", options.chip, "Chip behind the service: simulated or absent")
             ->check(CLI::IsMember({"simulated", "absent"}))
             ->capture_default_str();
@@ -138,13 +241,23 @@ int main(int argc, char** argv) {
     app.add_option("--threads", options.threads, "Most threads started on demand")
             ->check(CLI::Range(0, 1000))
             ->capture_default_str();
-    app.add_option("--trace", options.trace, "Write the chip's calls to this file, as JSON trace");
-    app.add_option("--frames", options.frames, "Write presented frames to this folder")
-            ->check(CLI::ExistingDirectory);
+    app.add_flag("--replace", options.replace, "Take the service's name from whoever serves it");
+    app.add_option("--record", options.record,
+                   "Write every request and event of every client, to be replayed by velactl");
+    app.add_option("--journal", options.journal,
+                   "Write every call of the chip and every event that it raises");
+    app.add_flag("--journal-times", options.journalTimes, "Let the journal tell times");
+    app.add_option("--trace", options.trace, "Write requests, calls and events for a trace viewer");
+    app.add_option("--frames", options.frames,
+                   "Write presented frames to this folder, as JSON and SVG");
+    app.add_option("--fault", options.faults, "Let calls of the chip go wrong; may be repeated")
+            ->type_name("OPERATION=WHAT[@EVERY]");
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? 0 : kUsage;
+        if (error.get_exit_code() == 0) return app.exit(error);
+        fail(std::string(error.what()) + "; see velahost --help");
+        return kUsage;
     }
     return serve(options);
 }

@@ -48,17 +48,17 @@ TEST_F(BatchTest, MalformedTextChangesNothing) {
     };
     for (const auto& [text, refusal] : cases) {
         EXPECT_EQ(batch(text).status, -EINVAL) << text;
-        EXPECT_THAT(dump(), HasSubstr("refused batch " + refusal + ": EINVAL\n"));
+        EXPECT_THAT(dump(), HasSubstr("batch " + refusal + "  "));
     }
     EXPECT_EQ(get(5).status, -ENOENT);
-    EXPECT_THAT(dump(), HasSubstr("batches 0, events raised 0\n"));
+    EXPECT_THAT(dump(), HasSubstr("batches 0, events raised 0,"));
 }
 
 TEST_F(BatchTest, RefusedCommandEndsTheBatch) {
     EXPECT_EQ(batch("set 5 1\nset 600 1\nset 6 1").status, -EPERM);
     EXPECT_THAT(get(5).value, ElementsAre(1));
     EXPECT_EQ(get(6).status, -ENOENT);
-    EXPECT_THAT(dump(), HasSubstr("refused batch line 2: set: EPERM\n"));
+    EXPECT_THAT(dump(), HasSubstr("batch line 2: set   EPERM "));
 }
 
 TEST_F(BatchTest, SizeIsLimited) {

@@ -54,7 +54,7 @@ TEST_F(ConfigurationTest, RegistersRefuseNonsense) {
         EXPECT_EQ(cases[i].status, cases[i].expected) << "case " << i;
     }
     EXPECT_THAT(dump(), HasSubstr("refusals 12\n"));
-    EXPECT_THAT(dump(), HasSubstr("refused velaConfigureSet 512: EPERM\n"));
+    EXPECT_THAT(dump(), HasSubstr("velaConfigureSet 512   EPERM "));
 }
 
 class BufferTest : public SimulatedChipTest {
@@ -106,8 +106,7 @@ TEST_F(BufferTest, ToneMappingTableReachesItsLayer) {
 TEST_F(BufferTest, OtherBuffersLeaveTheirChecksum) {
     fill("hello");
     EXPECT_EQ(mService->velaConfigureBuffer(77, ~0ull, mHandle, 5), 0);
-    EXPECT_THAT(dump(), HasSubstr("buffer 77: param 18446744073709551615, 5 bytes, checksum "
-                                  "1335831723\n"));
+    EXPECT_THAT(dump(), HasSubstr("77  18446744073709551615      5  1335831723\n"));
 }
 
 TEST_F(BufferTest, RefusesWhatItCannotRead) {
@@ -130,7 +129,7 @@ TEST_F(BufferTest, RefusesWhatItCannotRead) {
     EXPECT_EQ(request(1, mHandle, 3), -EINVAL) << "odd table";
     EXPECT_EQ(request(1, mHandle, 8194), -E2BIG);
     EXPECT_EQ(request(1, mHandle, 2), -EINVAL) << "no such layer";
-    EXPECT_THAT(dump(), Not(HasSubstr("buffer ")));
+    EXPECT_THAT(dump(), Not(HasSubstr("Buffers")));
     native_handle_close(pipe);
     close(ends[1]);
     native_handle_delete(pipe);

@@ -1,5 +1,7 @@
 #include <memory>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -10,12 +12,7 @@
 namespace lmfg {
 namespace {
 
-using ::testing::_;
 using ::testing::ElementsAre;
-using ::testing::Field;
-using ::testing::FieldsAre;
-using ::testing::InSequence;
-using ::testing::Return;
 using ::testing::StrictMock;
 using Member = VelaServiceCallbacks::Member;
 
@@ -69,23 +66,10 @@ TEST_F(FacadeTest, EachRegistrationWritesItsMembers) {
                                           Member::kRefreshRequested, Member::kPowerChanged,
                                           Member::kContentSampling, Member::kSoftSetConfig,
                                           Member::kStringQuery));
+    // Whoever registers last owns the members that both share.
     mService->registerVelaCallback({}, {}, {}, {}, {});
     mService->registerSoftVelaClient({}, {}, {});
     EXPECT_THAT(setMembers(), ElementsAre(Member::kConfigChanged));
-}
-
-TEST_F(FacadeTest, LastRegistrationOwnsSharedMembers) {
-    std::string log;
-    mService->registerVelaCallback(
-            {}, [&](int64_t) { log += "vela "; }, {}, [&](int64_t, int) { log += "vela "; },
-            [&](int64_t, int, int64_t) { return VelaContentSamples{.value1 = 1}; });
-    mService->registerComposerCallback(
-            {}, [&](int64_t) { log += "composer "; }, {},
-            [](int64_t, int, int64_t) { return VelaContentSamples{.value1 = 2}; });
-    events().refreshRequested(0);
-    events().powerChanged(0, 1);
-    EXPECT_EQ(log, "composer ");
-    EXPECT_EQ(events().contentSampling(0, 1, 2).value1, 2);
 }
 
 TEST_F(FacadeTest, MembersLieBehindOnePointerInTheAgreedOrder) {
@@ -156,109 +140,86 @@ TEST_F(FacadeTest, FunctionsMayRegisterAnewFromWithin) {
     EXPECT_EQ(calls, 100);
 }
 
-TEST_F(FacadeTest, OperationsReachTheirOwnCounterpart) {
-    const InSequence order;
-    EXPECT_CALL(*mChip, initialize(1, 2, 3));
-    EXPECT_CALL(*mChip, initSoftVela());
-    EXPECT_CALL(*mChip, GetOsdState()).WillOnce(Return(31));
-    EXPECT_CALL(*mChip, GetOsdOverFlow()).WillOnce(Return(32));
-    EXPECT_CALL(*mChip, CommitLayerStack(5, true)).WillOnce(Return(33));
-    EXPECT_CALL(*mChip, Present()).WillOnce(Return(true));
-    EXPECT_CALL(*mChip, Present2nd()).WillOnce(Return(false));
-    EXPECT_CALL(*mChip, PresentDisplay()).WillOnce(Return(34));
-    EXPECT_CALL(*mChip, CreateLayer(1, 2));
-    EXPECT_CALL(*mChip, DestroyLayer(3));
-    EXPECT_CALL(*mChip, ChangeLayerType(4, 5));
-    EXPECT_CALL(*mChip, SetLayerCompositionType(6, 7));
-    EXPECT_CALL(*mChip, SetLayerTransform(8, 9));
-    EXPECT_CALL(*mChip, SetLayerZOrder(10, 11));
-    EXPECT_CALL(*mChip, SetLayerDisplayFrame(12, FieldsAre(1, 2, 3, 4)));
-    EXPECT_CALL(*mChip, SetLayerSourceCrop(13, FieldsAre(5, 6, 7, 8)));
-    EXPECT_CALL(*mChip, setLayerBuffer(14, 15, Field(&Chip::BufferInfo::value1, 16)));
-    EXPECT_CALL(*mChip, setLayerProperty(17, 18));
-    EXPECT_CALL(*mChip, SetLayerSetEmpty(19, true));
-    EXPECT_CALL(*mChip, setActiveConfig(Field(&Chip::DisplayConfigVariableInfo::value3, 20)));
-    EXPECT_CALL(*mChip, SetPowerMode(21));
-    EXPECT_CALL(*mChip, SetColorModeWithRenderIntent(22, 23)).WillOnce(Return(35));
-    EXPECT_CALL(*mChip, SetColorTransform(ElementsAre(1.5f))).WillOnce(Return(36));
-    EXPECT_CALL(*mChip, configureVelaMaxcll(24)).WillOnce(Return(37));
-    EXPECT_CALL(*mChip, handleDisplayEvent(25, 26, 27)).WillOnce(Return(38));
-    EXPECT_CALL(*mChip, setOsdAutoRefresh(28)).WillOnce(Return(39));
-    EXPECT_CALL(*mChip, SetClientTarget(29));
-    EXPECT_CALL(*mChip, reportDualChannelStatus(30));
-    EXPECT_CALL(*mChip, enableSecondaryDisplay(true));
-    EXPECT_CALL(*mChip, SetPluggableDisplayConnected(true));
-    EXPECT_CALL(*mChip, SetVirtualDisplayConnected(true));
-    EXPECT_CALL(*mChip, setFrameBufferResolution(1, 2, 3));
-    EXPECT_CALL(*mChip, setPanelName(4, "panel"));
+/// Notes what it sees, and spoils what it is told to.
+class NotingObserver : public ChipObserver {
+  public:
+    std::optional<ChipFault> fault(const ChipCall& call) override {
+        return call.operation == mSpoilt ? std::optional(mFault) : std::nullopt;
+    }
+    void began(const ChipCall& call) override { note("begin", call); }
+    void ended(const ChipCall& call, const codec::Json& answer) override {
+        note("end", call);
+        mLog += answer.dump() + " ";
+    }
+    void settled(const ChipCall& call) override { note("settled", call); }
 
-    mService->initialize(1, 2, 3);
-    mService->initSoftVela();
-    EXPECT_EQ(mService->GetOsdState(), 31);
-    EXPECT_EQ(mService->GetOsdOverFlow(), 32);
-    EXPECT_EQ(mService->CommitLayerStack(5, true), 33);
-    EXPECT_TRUE(mService->Present());
-    EXPECT_FALSE(mService->Present2nd());
-    EXPECT_EQ(mService->PresentDisplay(), 34);
-    mService->CreateLayer(1, 2);
-    mService->DestroyLayer(3);
-    mService->ChangeLayerType(4, 5);
-    mService->SetLayerCompositionType(6, 7);
-    mService->SetLayerTransform(8, 9);
-    mService->SetLayerZOrder(10, 11);
-    mService->SetLayerDisplayFrame(12, {1, 2, 3, 4});
-    mService->SetLayerSourceCrop(13, {5, 6, 7, 8});
-    mService->setLayerBuffer(14, 15, {.value1 = 16});
-    mService->setLayerProperty(17, 18);
-    mService->SetLayerSetEmpty(19, true);
-    mService->setActiveConfig({.value3 = 20});
-    mService->SetPowerMode(21);
-    EXPECT_EQ(mService->SetColorModeWithRenderIntent(22, 23), 35);
-    EXPECT_EQ(mService->SetColorTransform({1.5f}), 36);
-    EXPECT_EQ(mService->configureVelaMaxcll(24), 37);
-    EXPECT_EQ(mService->handleDisplayEvent(25, 26, 27), 38);
-    EXPECT_EQ(mService->setOsdAutoRefresh(28), 39);
-    mService->SetClientTarget(29);
-    mService->reportDualChannelStatus(30);
-    mService->enableSecondaryDisplay(true);
-    mService->SetPluggableDisplayConnected(true);
-    mService->SetVirtualDisplayConnected(true);
-    mService->setFrameBufferResolution(1, 2, 3);
-    mService->setPanelName(4, "panel");
-}
+    std::string takeLog() { return std::exchange(mLog, {}); }
 
-TEST_F(FacadeTest, ResultCallbacksReachTheCaller) {
-    using Ints = Chip::hidl_vec<int>;
-    using Bytes = Chip::hidl_vec<uint8_t>;
-    EXPECT_CALL(*mChip, velaConfigureGet(1, ElementsAre(2), _))
-            .WillOnce([](int, const Ints&, const Chip::ValuesResult& result) {
-                result(3, {4});
-                return Chip::Return<void>();
-            });
-    EXPECT_CALL(*mChip, velaConfigureSet(5, ElementsAre(6, 7))).WillOnce([](int, const Ints&) {
+    std::string mSpoilt;
+    ChipFault mFault;
+
+  private:
+    void note(const char* what, const ChipCall& call) {
+        mLog += std::string(what) + " " + call.operation + call.arguments.dump() +
+                (call.cause != nullptr ? std::string("<") + call.cause->operation : "") + " ";
+    }
+
+    std::string mLog;
+};
+
+TEST_F(FacadeTest, ObserversSeeRequestsAndTheEventsTheyCause) {
+    const auto observer = std::make_shared<NotingObserver>();
+    installChip(mChip, {observer});
+    mService = VelaService::init();
+    mService->registerComposerCallback(
+            [](int64_t, int, const auto&) { return std::vector<int>{9}; }, {}, {}, {});
+    std::shared_ptr<const ChipCall> request;
+    EXPECT_CALL(*mChip, velaConfigureSet).WillOnce([&](int, const Chip::hidl_vec<int>&) {
+        request = CausedBy::currentRequest();
         return Chip::Return<int32_t>(-8);
     });
-    EXPECT_CALL(*mChip, panelReadWrite(true, 1, 2, false, ElementsAre(3), 4, _))
-            .WillOnce([](bool, uint8_t, uint8_t, bool, const Bytes&, uint8_t,
-                         const Chip::BytesResult& result) {
-                result(9, {10});
+    EXPECT_EQ(mService->velaConfigureSet(1, {2}), -8);
+    EXPECT_EQ(observer->takeLog(), "begin velaConfigureSet[1,[2]] end velaConfigureSet[1,[2]] -8 ");
+    {
+        const CausedBy cause(std::exchange(request, nullptr));
+        events().configChanged(1, 2, {3});
+    }
+    EXPECT_EQ(observer->takeLog(),
+              "begin configChanged[1,2,[3]]<velaConfigureSet "
+              "end configChanged[1,2,[3]]<velaConfigureSet [9] "
+              "settled configChanged[1,2,[3]]<velaConfigureSet settled velaConfigureSet[1,[2]] ");
+    installChip(nullptr);
+}
+
+TEST_F(FacadeTest, FaultsReplaceAnswers) {
+    const auto observer = std::make_shared<NotingObserver>();
+    installChip(mChip, {observer});
+    mService = VelaService::init();
+    EXPECT_CALL(*mChip, velaConfigureGet)
+            .Times(2)
+            .WillRepeatedly([](int, const auto&, const Chip::ValuesResult& result) {
+                result(0, {4});
                 return Chip::Return<void>();
             });
-    EXPECT_CALL(*mChip, updateDisplayBrightness(11, 12, ElementsAre(13), _))
-            .WillOnce([](uint64_t, int, const Ints&, const Chip::ValuesResult& result) {
-                result(-14, {15});
-            });
-
-    std::vector<int> seen;
-    const auto collect = [&](int32_t status, const auto& values) {
-        seen.push_back(status);
-        seen.insert(seen.end(), values.begin(), values.end());
+    const auto get = [&](ChipFault fault) {
+        observer->mSpoilt = "velaConfigureGet";
+        observer->mFault = fault;
+        std::vector<int> seen;
+        mService->velaConfigureGet(1, {}, [&](int32_t status, const auto& values) {
+            seen.push_back(status);
+            seen.insert(seen.end(), values.begin(), values.end());
+        });
+        return seen;
     };
-    mService->velaConfigureGet(1, {2}, collect);
-    seen.push_back(mService->velaConfigureSet(5, {6, 7}));
-    mService->panelReadWrite(true, 1, 2, false, {3}, 4, collect);
-    mService->updateDisplayBrightness(11, 12, {13}, collect);
-    EXPECT_THAT(seen, ElementsAre(3, 4, -8, 9, 10, -14, 15));
+    EXPECT_THAT(get({.status = -5}), ElementsAre(-5)) << "without asking the chip";
+    EXPECT_THAT(get({.status = {}, .answers = 0}), ElementsAre());
+    EXPECT_THAT(get({.status = {}, .answers = 2}), ElementsAre(0, 4, 0, 4));
+    observer->mFault = {.status = -7};
+    observer->mSpoilt = "PresentDisplay";
+    EXPECT_EQ(mService->PresentDisplay(), -7);
+    observer->mSpoilt = "Present";
+    EXPECT_FALSE(mService->Present());
+    installChip(nullptr);
 }
 
 }  // namespace

@@ -17,8 +17,8 @@ namespace lmfg {
 /// A service object with a simulated chip behind it, driven as the product does.
 class SimulatedChipTest : public ::testing::Test {
   protected:
-    explicit SimulatedChipTest(const std::string& framesDir = {}) {
-        installChip(std::make_shared<SimulatedChip>(framesDir));
+    SimulatedChipTest() {
+        installChip(std::make_shared<SimulatedChip>());
         mService = VelaService::init();
     }
     ~SimulatedChipTest() override { installChip(nullptr); }

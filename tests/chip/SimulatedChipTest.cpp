@@ -1,13 +1,11 @@
 #include <cerrno>
 #include <cmath>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
+#include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
 #include <gmock/gmock.h>
-#include <nlohmann/json.hpp>
 
 #include "tests/chip/SimulatedChipFixture.h"
 
@@ -24,7 +22,30 @@ VelaService::LayerStack stackOf(size_t layers) {
     return stack;
 }
 
-TEST_F(SimulatedChipTest, DumpTellsTheWholeState) {
+/// The names of the requests that were made.
+class NamingObserver : public ChipObserver {
+  public:
+    void began(const ChipCall& call) override { mNames.insert(call.operation); }
+
+    std::set<std::string> mNames;
+};
+
+TEST_F(SimulatedChipTest, EveryRequestShowsInTheDumpOrAnswers) {
+    const auto observer = std::make_shared<NamingObserver>();
+    installChip(std::make_shared<SimulatedChip>(), {observer});
+    mService = VelaService::init();
+    mService->enableSecondaryDisplay(true);
+    EXPECT_FALSE(mService->Present2nd());
+    mService->SetVirtualDisplayConnected(true);
+    EXPECT_EQ(mService->handleDisplayEvent(2, 0, 0), 0);
+    EXPECT_EQ(mService->velaConfigureBuffer(0, 0, nullptr, 1), -EBADF);
+    mService->getLayerToneMappingLut(
+            1, 2, [](int32_t status, const auto&) { EXPECT_EQ(status, -EINVAL); });
+    mService->panelReadWrite(true, 3, 4, false, {5}, 0,
+                             [](int32_t status, const auto&) { EXPECT_EQ(status, 0); });
+    mService->updateDisplayBrightness(3, 77, {},
+                                      [](int32_t status, const auto&) { EXPECT_EQ(status, 0); });
+    mService->setActiveConfig({.value1 = 5, .value2 = 6, .real1 = 90, .value4 = 7});
     mService->initialize(3, 720, 1600);
     mService->initSoftVela();
     mService->SetPowerMode(0x102);
@@ -54,30 +75,51 @@ TEST_F(SimulatedChipTest, DumpTellsTheWholeState) {
     reply("osd 5 6; set 20 1 2");
     mService->DestroyLayer(43);
 
+    EXPECT_EQ(mService->GetOsdState(), 5);
+    EXPECT_EQ(mService->GetOsdOverFlow(), 6);
+    EXPECT_THAT(get(20).value, ElementsAre(1, 2));
+    EXPECT_EQ(set(21, {}), 0);
+
     EXPECT_EQ(dump(),
-              "simulated chip\n"
-              "initialized 1 times, soft processing started\n"
-              "config 3 at 60 Hz, power 2 (flagged)\n"
-              "color mode 7, intent 1, transform set, max content light 1000\n"
-              "osd state 5, overflow 6, auto refresh 1\n"
-              "client target 4, dual channel 2\n"
-              "display 0 (primary): connected, 720x1600, brightness 0, panel \"simulated\"\n"
-              "  stack: 2 layers, value 0; built 1, committed 1, presented 2\n"
-              "display 1 (pluggable): connected, 1920x1080, brightness 0, panel \"outdoor\"\n"
-              "  stack: 0 layers, value 0; built 0, committed 0, presented 0\n"
-              "  layer 42: z 5, type 2, composition 3, transform 4, frame [0,1,2,3], "
-              "crop [-4,-3,-2,-1], buffer 77 (update 1)\n"
-              "display 2 (virtual): disconnected, empty, 0x0, brightness 0, panel \"\"\n"
-              "  stack: 0 layers, value 0; built 0, committed 0, presented 0\n"
-              "display 3 (secondary): disconnected, 0x0, brightness 0, panel \"\"\n"
-              "  stack: 0 layers, value 0; built 0, committed 0, presented 0\n"
-              "property 9: 10\n"
-              "register 20: [1,2]\n"
-              "batches 1, events raised 0\n"
-              "refusals 1\n"
-              "refused DestroyLayer 43: EINVAL\n");
-    EXPECT_THAT(dump(1), HasSubstr("layer 42"));
-    EXPECT_THAT(dump(1), Not(HasSubstr("display 0")));
+              R"(Simulated chip: initialized 1 times, soft processing started
+  mode     config 3 at 90 Hz, power 2 (flagged)
+  color    mode 7, intent 1, transform set, max content light 1000
+  osd      state 5, overflow 6, auto refresh 1
+  output   client target 4, dual channel 2
+  counted  frames 2, batches 1, events raised 0, refusals 4
+
+Displays
+  ID  NAME       STATE                SIZE       BRIGHTNESS  LAYERS  VALUE  FRAMES                             PANEL
+   0  primary    connected            720x1600            0       2      0  built 1, committed 1, presented 2  "simulated"
+   1  pluggable  connected            1920x1080           0       0      0  built 0, committed 0, presented 0  "outdoor"
+   2  virtual    disconnected, empty  0x0                 0       0      0  built 0, committed 0, presented 0  ""
+   3  secondary  connected            0x0                77       0      0  built 0, committed 0, presented 0  ""
+
+Layers of display 1 (pluggable)
+  LAYER  Z  TYPE  COMPOSITION  TRANSFORM  FRAME      CROP           BUFFER  UPDATES  TONE MAPPING
+     42  5     2  solid color  rotate 90  [0,1,2,3]  [-4,-3,-2,-1]      77        1  -
+
+Registers
+  REGISTER  VALUES
+        20  [1,2]
+
+Properties
+  PROPERTY  VALUE
+         9     10
+
+Recent batches
+  BATCH  COMMANDS  TEXT
+      1         2  osd 5 6; set 20 1 2
+
+Recent refusals
+  REFUSED                   ERROR    MEANING
+  Present2nd                ENODATA  No data available
+  velaConfigureBuffer 0     EBADF    Bad file descriptor
+  getLayerToneMappingLut 1  EINVAL   Invalid argument
+  DestroyLayer 43           EINVAL   Invalid argument
+)");
+    EXPECT_THAT(dump(1), HasSubstr("42  5     2"));
+    EXPECT_THAT(dump(1), Not(HasSubstr("primary")));
     EXPECT_EQ(dump(4), "unknown display 4\n");
     EXPECT_EQ(dump(~0ull), "unknown display 18446744073709551615\n");
 
@@ -90,8 +132,13 @@ TEST_F(SimulatedChipTest, DumpTellsTheWholeState) {
     EXPECT_EQ(config.value2, 720);
     EXPECT_EQ(config.value3, 1600);
     EXPECT_EQ(config.value5, 0x102);
-    EXPECT_THAT(config.list1, ElementsAre(0, 1));
+    EXPECT_THAT(config.list1, ElementsAre(0, 1, 3));
     EXPECT_THAT(config.list2, ElementsAre(20));
+
+    std::set<std::string> all;
+    for (const ChipOperation& operation : chipOperations())
+        all.insert(operation.name);
+    EXPECT_EQ(observer->mNames, all);
 }
 
 TEST_F(SimulatedChipTest, ResultsOfNonsenseAreNegative) {
@@ -119,7 +166,7 @@ TEST_F(SimulatedChipTest, ResultsOfNonsenseAreNegative) {
         EXPECT_EQ(it.result, it.expected) << it.name;
     EXPECT_FALSE(mService->Present());
     EXPECT_FALSE(mService->Present2nd());
-    EXPECT_THAT(dump(), HasSubstr("refused Present2nd: ENODEV\n"));
+    EXPECT_THAT(dump(), HasSubstr("Present2nd                    ENODEV "));
 }
 
 TEST_F(SimulatedChipTest, RefusalsWithoutResultChangeNothingButTheDump) {
@@ -149,7 +196,8 @@ TEST_F(SimulatedChipTest, RefusalsWithoutResultChangeNothingButTheDump) {
     const std::string after = dump();
     EXPECT_THAT(after, HasSubstr("refusals 21\n"));
     const auto state = [](const std::string& text) {
-        return text.substr(0, text.find("refusals"));
+        const size_t first = text.find("Displays");
+        return text.substr(first, text.find("\nRecent") - first);
     };
     EXPECT_EQ(state(after), state(before));
 }
@@ -179,43 +227,6 @@ TEST_F(SimulatedChipTest, SecondaryDisplayPresentsOnItsOwn) {
     mService->enableSecondaryDisplay(true);
     EXPECT_TRUE(mService->Present2nd());
     EXPECT_FALSE(mService->Present());
-}
-
-class FramesTest : public SimulatedChipTest {
-  protected:
-    FramesTest() : SimulatedChipTest(kDir) { std::filesystem::create_directories(kDir); }
-    ~FramesTest() override { std::filesystem::remove_all(kDir); }
-
-    static inline const std::string kDir =
-            ::testing::TempDir() + "frames-" + std::to_string(getpid());
-};
-
-TEST_F(FramesTest, EachPresentationIsDescribed) {
-    mService->CreateLayer(~0ull, 0);
-    mService->SetLayerDisplayFrame(~0ull, {1, 2, 3, 4});
-    mService->CreateLayer(5, 1);
-    VelaService::LayerStack stack = stackOf(1);
-    stack.layers[0].layerRect.right = 2.5f;
-    stack.layers[0].value2 = 255;
-    mService->buildLayerStack(0, stack);
-    mService->CommitLayerStack(0, false);
-    ASSERT_TRUE(mService->Present());
-    ASSERT_TRUE(mService->Present());
-
-    EXPECT_FALSE(nlohmann::json::accept(std::ifstream(kDir + "/frame-000003.json")));
-    const auto frame = nlohmann::json::parse(std::ifstream(kDir + "/frame-000002.json"));
-    EXPECT_EQ(frame["frame"], 2);
-    EXPECT_EQ(frame["display"], 0);
-    EXPECT_EQ(frame["stack"]["layers"][0]["rect"], (std::vector<float>{0, 0, 2.5f, 0}));
-    EXPECT_EQ(frame["stack"]["layers"][0]["value2"], 255);
-    ASSERT_EQ(frame["layers"].size(), 1u) << "layers of other displays are left out";
-    EXPECT_EQ(frame["layers"][0]["layer"], ~0ull);
-    EXPECT_EQ(frame["layers"][0]["displayFrame"], (std::vector<int>{1, 2, 3, 4}));
-    EXPECT_TRUE(frame["layers"][0]["buffer"].is_null());
-
-    std::filesystem::remove_all(kDir);
-    EXPECT_TRUE(mService->Present()) << "the panel shows the frame all the same";
-    EXPECT_THAT(dump(), HasSubstr("refused to write " + kDir + "/frame-000003.json: EIO\n"));
 }
 
 }  // namespace

@@ -10,13 +10,7 @@ namespace {
 
 using testing::HasSubstr;
 
-class MonitorTest : public ProgramsTest {
-  protected:
-    /** Runs a batch of the simulated chip's language; the chip's reply. */
-    static std::string batch(const std::string& text) {
-        return answer({"vela", "velaConfigureBatch", "0", Json(text).dump()});
-    }
-};
+class MonitorTest : public ProgramsTest {};
 
 TEST_F(MonitorTest, PrintsFeatureEventsUntilInterrupted) {
     const auto host = startHost();

@@ -42,7 +42,7 @@ std::string libraryFolder() {
 
 Program::Program(const std::string& name, const std::vector<std::string>& arguments,
                  const std::string& input) {
-    const std::string path = programFolder() + "/" + name;
+    const std::string path = name.starts_with('/') ? name : programFolder() + "/" + name;
     std::vector<char*> argv{const_cast<char*>(path.c_str())};
     for (const std::string& argument : arguments) {
         argv.push_back(const_cast<char*>(argument.c_str()));

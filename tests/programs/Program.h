@@ -9,7 +9,7 @@
 /** A program of this build, running with its stdout and stderr caught. One thread. */
 class Program {
   public:
-    /** Starts the program of that name from this test's own folder; aborts when it cannot. */
+    /** Starts a path, or the program of that name beside this test; aborts when it cannot. */
     Program(const std::string& name, const std::vector<std::string>& arguments,
             const std::string& input = "");
     /** Kills the program if it still runs. */

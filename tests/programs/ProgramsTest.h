@@ -32,6 +32,11 @@ class ProgramsTest : public testing::Test {
     /** The answer of a command that must succeed. */
     static Json answer(const Arguments& arguments);
 
+    /** Runs a batch of the simulated chip's language; the chip's reply. */
+    static std::string batch(const std::string& text) {
+        return answer({"vela", "velaConfigureBatch", "0", Json(text).dump()});
+    }
+
     /** The next line that the program prints; discarded JSON when there is none. */
     static Json nextJson(Program* program);
 

@@ -7,6 +7,7 @@
 #include <android/binder_parcel_utils.h>
 
 #include "base/Log.h"
+#include "calls/Observe.h"
 #include "calls/Serve.h"
 #include "calls/Transact.h"
 #include "parcel/Status.h"
@@ -76,7 +77,10 @@ binder_status_t AIBinder_transact(AIBinder* binder, transaction_code_t code, APa
     if (parcel->target() != binder) return STATUS_BAD_VALUE;
 
     std::unique_ptr<AParcel> reply;
-    const binder_status_t status = binder::transact(*binder, code, *parcel, flags, &reply);
+    const binder_status_t status = binder::observed(
+            false, *binder, code, *parcel,
+            [&] { return (flags & FLAG_ONEWAY) != 0 ? nullptr : reply.get(); },
+            [&] { return binder::transact(*binder, code, *parcel, flags, &reply); });
     if (status == STATUS_OK) *out = reply.release();
     return status;
 }

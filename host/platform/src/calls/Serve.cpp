@@ -11,6 +11,7 @@
 #include "base/Log.h"
 #include "calls/Exports.h"
 #include "calls/Marshal.h"
+#include "calls/Observe.h"
 #include "calls/OnewayQueues.h"
 #include "parcel/Status.h"
 
@@ -116,7 +117,9 @@ binder_status_t serveLocally(LocalObject& object, transaction_code_t code, const
         if (clazz.hasTokenHeader && in.checkInterfaceToken(clazz.descriptor.c_str()) != STATUS_OK) {
             return STATUS_BAD_TYPE;
         }
-        status = clazz.onTransact(&object, code, &in, out);
+        status = observed(
+                true, object, code, in, [out] { return out; },
+                [&] { return clazz.onTransact(&object, code, &in, out); });
     } else if (code == kPing) {
         status = STATUS_OK;
     } else if (code == kInterface) {

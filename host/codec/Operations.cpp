@@ -1,17 +1,21 @@
-#include "host/velactl/Operations.h"
+#include "host/codec/Operations.h"
 
+#include <map>
 #include <utility>
 
-namespace velactl {
+namespace codec {
 
+using display::ISoftVelaClient;
 using display::IVela;
+using display::IVelaCallback;
+using display::IVelaComposerCallback;
 using display::IVelaComposerClient;
 
 namespace {
 
 /** The operations that both interfaces declare, in their common order. */
 template <typename I>
-void addDisplayOperations(std::vector<Operation<I>>* list) {
+void addDisplayOperations(std::vector<CallableOperation<I>>* list) {
     const auto add = [list](auto&&... arguments) { list->push_back(op(arguments...)); };
     add("buildLayerStack", &I::buildLayerStack, "display", "stack");
     add("changeLayerType", &I::changeLayerType, "layer", "type");
@@ -48,9 +52,9 @@ void addDisplayOperations(std::vector<Operation<I>>* list) {
     add("configureVelaHdrMode", &I::configureVelaHdrMode, "mode");
 }
 
-std::vector<Operation<IVela>> makeVelaOperations() {
+std::vector<CallableOperation<IVela>> makeVelaOperations() {
     using I = IVela;
-    std::vector<Operation<I>> list{
+    std::vector<CallableOperation<I>> list{
             op("velaConfigureSet", &I::velaConfigureSet, "type", "values"),
             op("velaConfigureGet", &I::velaConfigureGet, "type", "params"),
             op("velaConfigureBatch", &I::velaConfigureBatch, "type", "request"),
@@ -66,9 +70,9 @@ std::vector<Operation<IVela>> makeVelaOperations() {
     return list;
 }
 
-std::vector<Operation<IVelaComposerClient>> makeComposerOperations() {
+std::vector<CallableOperation<IVelaComposerClient>> makeComposerOperations() {
     using I = IVelaComposerClient;
-    std::vector<Operation<I>> list{
+    std::vector<CallableOperation<I>> list{
             op("configureValues", &I::configureValues, "type", "values"),
             op("configureBatch", &I::configureBatch, "type", "request"),
             op("configureBuffer", &I::configureBuffer, "type", "param", "fd", "size"),
@@ -83,14 +87,63 @@ std::vector<Operation<IVelaComposerClient>> makeComposerOperations() {
 
 }  // namespace
 
-const std::vector<Operation<IVela>>& velaOperations() {
+const std::vector<CallableOperation<IVela>>& velaOperations() {
     static const auto operations = makeVelaOperations();
     return operations;
 }
 
-const std::vector<Operation<IVelaComposerClient>>& composerOperations() {
+const std::vector<CallableOperation<IVelaComposerClient>>& composerOperations() {
     static const auto operations = makeComposerOperations();
     return operations;
+}
+
+const std::vector<CallableOperation<IVelaCallback>>& callbackOperations() {
+    using I = IVelaCallback;
+    static const std::vector<CallableOperation<I>> operations{
+            op("onFeatureChanged", &I::onFeatureChanged, "feature", "values"),
+    };
+    return operations;
+}
+
+const std::vector<CallableOperation<ISoftVelaClient>>& softClientOperations() {
+    using I = ISoftVelaClient;
+    static const std::vector<CallableOperation<I>> operations{
+            op("setConfig", &I::setConfig, "id", "config", "values"),
+            op("getConfig", &I::getConfig, "id", "config", "values"),
+    };
+    return operations;
+}
+
+const std::vector<CallableOperation<IVelaComposerCallback>>& composerCallbackOperations() {
+    using I = IVelaComposerCallback;
+    static const std::vector<CallableOperation<I>> operations{
+            op("onConfigChanged", &I::onConfigChanged, "display", "config", "values"),
+            op("onRefreshRequested", &I::onRefreshRequested, "display"),
+            op("onDisplayPowerChanged", &I::onDisplayPowerChanged, "display", "mode"),
+            op("onContentSamplingRequested", &I::onContentSamplingRequested, "display", "value1",
+               "value2"),
+    };
+    return operations;
+}
+
+const Interface* findInterface(const std::string& descriptor) {
+    const auto table = [](const char* name, bool isClient, const auto& operations) {
+        std::vector<const Operation*> list;
+        list.reserve(operations.size());
+        for (const auto& operation : operations)
+            list.push_back(&operation);
+        return Interface{.name = name, .isCallback = isClient, .operations = std::move(list)};
+    };
+    static const std::map<std::string, Interface> interfaces{
+            {IVela::descriptor, table("vela", false, velaOperations())},
+            {IVelaComposerClient::descriptor, table("composer", false, composerOperations())},
+            {IVelaCallback::descriptor, table("callback", true, callbackOperations())},
+            {ISoftVelaClient::descriptor, table("softClient", true, softClientOperations())},
+            {IVelaComposerCallback::descriptor,
+             table("composerCallback", true, composerCallbackOperations())},
+    };
+    const auto found = interfaces.find(descriptor);
+    return found == interfaces.end() ? nullptr : &found->second;
 }
 
 std::vector<std::string> recordDescriptions() {
@@ -110,4 +163,4 @@ std::vector<std::string> recordDescriptions() {
     };
 }
 
-}  // namespace velactl
+}  // namespace codec

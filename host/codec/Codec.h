@@ -7,7 +7,6 @@
 #include <cstdint>
 #include <cstdlib>
 #include <limits>
-#include <memory>
 #include <string>
 #include <string_view>
 #include <tuple>
@@ -15,20 +14,17 @@
 #include <utility>
 #include <vector>
 
-#include <android/binder_auto_utils.h>
-#include <android/binder_enums.h>
-#include <android/binder_interface_utils.h>
 #include <nlohmann/json.hpp>
 
-#include "host/velactl/Records.h"
+#include "host/codec/Fields.h"
 
-namespace velactl {
+namespace codec {
 
 /** JSON whose objects keep the order of a record's declaration. */
 using Json = nlohmann::ordered_json;
 
 /**
- * The JSON form of one interface type:
+ * The JSON form of one type of the interface or of the service library:
  *   read(json, out, error)   true, or false with a reason in *error; *out is then unspecified
  *   write(value)             the value as JSON
  *   type()                   the type's name as the interface definition spells it
@@ -80,19 +76,28 @@ struct Codec<T> {
     static std::string type() { return sizeof(T) == 1 ? "byte" : sizeof(T) == 4 ? "int" : "long"; }
 };
 
+/** What JSON has no number for is a string: "NaN", "Infinity", "-Infinity". */
 template <>
 struct Codec<float> {
     static bool read(const Json& json, float* out, std::string* error) {
-        if (!json.is_number()) return refuse(error, "expected a number");
-        const auto value = json.get<double>();
-        if (std::abs(value) > static_cast<double>(std::numeric_limits<float>::max())) {
+        using Limits = std::numeric_limits<float>;
+        if (json == "NaN") {
+            *out = Limits::quiet_NaN();
+        } else if (json == "Infinity" || json == "-Infinity") {
+            *out = json == "Infinity" ? Limits::infinity() : -Limits::infinity();
+        } else if (!json.is_number()) {
+            return refuse(error, "expected a number");
+        } else if (const auto value = json.get<double>(); std::abs(value) > Limits::max()) {
             return refuse(error, "expected a number that a float can hold");
+        } else {
+            *out = static_cast<float>(value);
         }
-        *out = static_cast<float>(value);
         return true;
     }
     /** The double nearest to the float's shortest spelling: 0.1f prints as 0.1. */
     static Json write(float value) {
+        if (std::isnan(value)) return "NaN";
+        if (std::isinf(value)) return value > 0 ? "Infinity" : "-Infinity";
         std::array<char, 32> text{};
         std::to_chars(text.data(), text.data() + text.size() - 1, value);
         return std::strtod(text.data(), nullptr);
@@ -109,31 +114,6 @@ struct Codec<std::string> {
     }
     static Json write(const std::string& value) { return value; }
     static std::string type() { return "String"; }
-};
-
-/** An enumerator's name or any integer of the backing type. */
-template <typename T>
-requires std::is_enum_v<T>
-struct Codec<T> {
-    using Backing = std::underlying_type_t<T>;
-
-    static bool read(const Json& json, T* out, std::string* error) {
-        if (!json.is_string()) {
-            Backing value{};
-            if (!Codec<Backing>::read(json, &value, error)) return false;
-            *out = static_cast<T>(value);
-            return true;
-        }
-        for (const T value : ndk::enum_range<T>()) {
-            if (toString(value) == json.get<std::string>()) {
-                *out = value;
-                return true;
-            }
-        }
-        return refuse(error, "no such enumerator");
-    }
-    static Json write(T value) { return static_cast<Backing>(value); }
-    static std::string type() { return "VendorConfig"; }
 };
 
 template <typename T>
@@ -155,27 +135,6 @@ struct Codec<std::vector<T>> {
         return json;
     }
     static std::string type() { return Codec<T>::type() + "[]"; }
-};
-
-/** A file to open: "path" or {"path": ...}; for reading and writing where that is allowed. */
-template <>
-struct Codec<ndk::ScopedFileDescriptor> {
-    static bool read(const Json& json, ndk::ScopedFileDescriptor* out, std::string* error);
-    static std::string type() { return "ParcelFileDescriptor"; }
-};
-
-/** Clients' callbacks cannot be written down; null, which unregisters, can. */
-template <std::derived_from<ndk::ICInterface> T>
-struct Codec<std::shared_ptr<T>> {
-    static bool read(const Json& json, std::shared_ptr<T>* out, std::string* error) {
-        if (!json.is_null()) return refuse(error, "expected null (use monitor to register)");
-        out->reset();
-        return true;
-    }
-    static Json write(const std::shared_ptr<T>& value) {
-        return value == nullptr ? Json() : Json{{"interface", T::descriptor}};
-    }
-    static std::string type() { return shortName(T::descriptor); }
 };
 
 /** An object with the record's fields; missing ones keep their defaults. */
@@ -227,4 +186,4 @@ struct Codec<T> {
     }
 };
 
-}  // namespace velactl
+}  // namespace codec

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <string>
+
+#include "host/chip/ChipState.h"
+
+namespace lmfg {
+
+/// The frame as an SVG picture, to be read in light and in dark: the display to scale with its
+/// layers, and a list that names each layer, topmost first. What differs from the frame `before`,
+/// which may be null, is marked.
+std::string pictureOf(const ChipFrame& frame, const ChipFrame* before);
+
+}  // namespace lmfg

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "host/velactl/Report.h"
+
+namespace velactl {
+
+/** One line of a recording, checked: its operation exists, its object appeared before. */
+struct RecordedCall {
+    enum class Kind { kRequest, kEvent, kGone };
+
+    Kind kind = Kind::kRequest;
+    size_t line = 0;  // in the file, from 1
+    int64_t order = 0;
+    int64_t client = 0;
+    std::string target;  // "vela", "composer 1", "callback 2"
+    std::string operation;
+    std::vector<Json> arguments;
+    Json status;
+    Json answer;
+};
+
+/** What velahost --record wrote. */
+struct Recording {
+    std::string file;
+    std::vector<std::string> text;    // the lines, for writing the file again
+    std::vector<RecordedCall> calls;  // in the order in which they began
+    bool cut = false;                 // its host died: it ends with the last whole line
+    int64_t end = 0;                  // how many calls there were, unless it is cut
+    std::vector<int64_t> open;        // those that had not ended
+};
+
+/** Reads the file. A failure names the line that is wrong. */
+Failure readRecording(const std::string& file, Recording* out);
+
+/** Writes the calls' statuses and answers into the file, which keeps its other lines. */
+Failure writeRecording(const Recording& recording);
+
+/** "composer 1" as its name and its number; 0 where it has none. */
+std::string nameOf(const std::string& target);
+int64_t numberOf(const std::string& target);
+
+}  // namespace velactl

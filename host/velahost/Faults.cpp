@@ -1,0 +1,106 @@
+#include "host/velahost/Faults.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstring>
+#include <utility>
+
+using lmfg::ChipAnswer;
+using lmfg::ChipFault;
+
+namespace {
+
+constexpr int kLastError = 133;
+constexpr int kLongestDelayMs = 60'000;
+
+template <typename T>
+std::optional<T> parse(const std::string& text) {
+    T value{};
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, value);
+    return error == std::errc() && stop == end ? std::optional(value) : std::nullopt;
+}
+
+/** -22 for "-22" and for "EINVAL". */
+std::optional<int> parseStatus(const std::string& text) {
+    for (int error = 1; error <= kLastError; ++error) {
+        const char* const name = strerrorname_np(error);
+        if (name != nullptr && text == name) return -error;
+    }
+    return parse<int>(text);
+}
+
+bool hasResultFunction(ChipAnswer answer) {
+    return answer == ChipAnswer::kResultFunction || answer == ChipAnswer::kTextFunction;
+}
+
+bool hasStatus(ChipAnswer answer) {
+    return answer == ChipAnswer::kResult || answer == ChipAnswer::kResultFunction;
+}
+
+std::optional<ChipFault> parseFault(const std::string& what, ChipAnswer answer) {
+    if (what.starts_with("delay:")) {
+        const auto delay = parse<int>(what.substr(std::strlen("delay:")));
+        if (!delay || *delay < 0 || *delay > kLongestDelayMs) return std::nullopt;
+        return ChipFault{.status = {}, .delay = std::chrono::milliseconds(*delay)};
+    }
+    if (what == "silent" || what == "twice") {
+        if (!hasResultFunction(answer)) return std::nullopt;
+        return ChipFault{.status = {}, .answers = what == "silent" ? 0 : 2};
+    }
+    const auto status = parseStatus(what);
+    return status && hasStatus(answer) ? std::optional(ChipFault{.status = status}) : std::nullopt;
+}
+
+std::string faultsOf(ChipAnswer answer) {
+    return std::string(hasStatus(answer) ? "a status (-22 or EINVAL), " : "") +
+           (hasResultFunction(answer) ? "silent, twice, " : "") + "delay:MS up to " +
+           std::to_string(kLongestDelayMs);
+}
+
+std::string operationList() {
+    std::string text;
+    for (const auto& operation : lmfg::chipOperations())
+        text += "\n  " + operation.name + ": " + faultsOf(operation.answer);
+    return text;
+}
+
+}  // namespace
+
+std::string Faults::add(const std::string& text) {
+    const size_t equals = text.find('=');
+    const size_t at = text.rfind('@');
+    const std::string name = text.substr(0, equals);
+    const auto& operations = lmfg::chipOperations();
+    const auto operation = std::find_if(operations.begin(), operations.end(),
+                                        [&name](const auto& it) { return it.name == name; });
+    if (equals == std::string::npos || operation == operations.end()) {
+        return "'" + text +
+               "' names no operation of the chip; OPERATION=WHAT[@EVERY] takes:" + operationList();
+    }
+    Rule rule;
+    if (at != std::string::npos) {
+        const auto every = parse<uint64_t>(text.substr(at + 1));
+        if (!every || *every == 0) return "'" + text + "': @EVERY is a number from 1";
+        rule.every = *every;
+    }
+    const std::string what =
+            text.substr(equals + 1, at == std::string::npos ? at : at - equals - 1);
+    const auto fault = parseFault(what, operation->answer);
+    if (!fault) return "'" + text + "': " + name + " takes " + faultsOf(operation->answer);
+    rule.fault = *fault;
+    const std::lock_guard guard(mLock);
+    mRules[name].push_back(rule);
+    return {};
+}
+
+std::optional<ChipFault> Faults::fault(const lmfg::ChipCall& call) {
+    const std::lock_guard guard(mLock);
+    const auto found = mRules.find(call.operation);
+    if (found == mRules.end()) return std::nullopt;
+    std::optional<ChipFault> chosen;
+    for (Rule& rule : found->second) {
+        if (++rule.calls % rule.every == 0 && !chosen) chosen = rule.fault;
+    }
+    return chosen;
+}

@@ -1,0 +1,13 @@
+package velahost;
+
+/**
+ * What a host on a PC offers beside the service itself, under its descriptor and "/default".
+ */
+@VintfStability
+interface IHost {
+    /** Returns when the events that the chip has raised are answered, after at most 10 seconds. */
+    void settle();
+
+    /** The frame that the display shows, as SVG; empty when none was presented. */
+    String picture(in int display);
+}
