@@ -194,7 +194,7 @@ class VelaDefault : public BnVela {
     std::mutex mLock;
     Clients<IVelaCallback> mCallbacks GUARDED_BY(mLock);
     Clients<ISoftVelaClient> mSoftClients GUARDED_BY(mLock);
-    /** Batches that came without a library; deliberately not guarded. */
+    /** Batches that came without a library; not guarded. */
     std::vector<::android::hardware::hidl_string> mPendingBatches;
     DeathRecipients mCallbackDeathRecipients GUARDED_BY(mLock);
     DeathRecipients mSoftClientDeathRecipients GUARDED_BY(mLock);

@@ -30,7 +30,9 @@ class Callback : public display::BnVelaCallback {
     Callback(int64_t id, Mailbox<int64_t>* heard) : mId(id), mHeard(heard) {}
 
     ScopedAStatus onFeatureChanged(int32_t feature, const Values& values) override {
-        if (feature == 9) EXPECT_THAT(values, ElementsAre(4, 5));
+        if (feature == 9) {
+            EXPECT_THAT(values, ElementsAre(4, 5));
+        }
         mHeard->put(mId);
         return ScopedAStatus::ok();
     }

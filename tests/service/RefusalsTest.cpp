@@ -8,38 +8,42 @@ using V = VelaDefault;
 
 /** Asks a service each operation that only composer clients serve. */
 void expectRefusals(V& service) {
-    EXPECT_EQ("-2", ask(service, &V::buildLayerStack));
-    EXPECT_EQ("-2", ask(service, &V::changeLayerType));
-    EXPECT_EQ("-2 0", ask(service, &V::commitLayerStack));
-    EXPECT_EQ("-2 0", ask(service, &V::configureVelaMaxcll));
-    EXPECT_EQ("-2", ask(service, &V::createLayer));
-    EXPECT_EQ("-2", ask(service, &V::destroyLayer));
-    EXPECT_EQ("-2", ask(service, &V::enableSecondaryDisplay, true));
-    EXPECT_EQ("-2 " + shown(VelaFixedConfig()), ask(service, &V::getCurrentConfig));
-    EXPECT_EQ("-2 \"\"", ask(service, &V::getDumpString));
-    EXPECT_EQ("-2 " + shown(LutData()), ask(service, &V::getLayerToneMappingLut));
-    EXPECT_EQ("-2 0", ask(service, &V::getOsdStatus));
-    EXPECT_EQ("-2 0", ask(service, &V::handleDisplayEvent));
-    EXPECT_EQ("-2 1", ask(service, &V::present));
-    EXPECT_EQ("-2 0", ask(service, &V::presentDisplay));
-    EXPECT_EQ("-2", ask(service, &V::reportDualChannelStatus));
-    EXPECT_EQ("-2", ask(service, &V::setActiveConfig));
-    EXPECT_EQ("-2", ask(service, &V::setClientTarget));
-    EXPECT_EQ("-2 0", ask(service, &V::setColorModeWithRenderIntent));
-    EXPECT_EQ("-2", ask(service, &V::setDisplayConnected));
-    EXPECT_EQ("-2", ask(service, &V::setLayerBuffer));
-    EXPECT_EQ("-2", ask(service, &V::setLayerCompositionType));
-    EXPECT_EQ("-2", ask(service, &V::setLayerDisplayFrame));
-    EXPECT_EQ("-2", ask(service, &V::setLayerProperty));
-    EXPECT_EQ("-2", ask(service, &V::setLayerSetEmpty));
-    EXPECT_EQ("-2", ask(service, &V::setLayerSourceCrop));
-    EXPECT_EQ("-2", ask(service, &V::setLayerTransform));
-    EXPECT_EQ("-2", ask(service, &V::setLayerZOrder));
-    EXPECT_EQ("-2 0", ask(service, &V::setOsdAutoRefresh));
-    EXPECT_EQ("-2 0", ask(service, &V::setPowerMode));
-    EXPECT_EQ("-2 { -1 }", ask(service, &V::updateDisplayBrightness));
-    EXPECT_EQ("-2 0", ask(service, &V::setColorTransform));
-    EXPECT_EQ("-2", ask(service, &V::configureVelaHdrMode));
+    const std::pair<std::string, std::string> kAnswers[] = {
+            {"-2", ask(service, &V::buildLayerStack)},
+            {"-2", ask(service, &V::changeLayerType)},
+            {"-2 0", ask(service, &V::commitLayerStack)},
+            {"-2 0", ask(service, &V::configureVelaMaxcll)},
+            {"-2", ask(service, &V::createLayer)},
+            {"-2", ask(service, &V::destroyLayer)},
+            {"-2", ask(service, &V::enableSecondaryDisplay, true)},
+            {"-2 " + shown(VelaFixedConfig()), ask(service, &V::getCurrentConfig)},
+            {"-2 \"\"", ask(service, &V::getDumpString)},
+            {"-2 " + shown(LutData()), ask(service, &V::getLayerToneMappingLut)},
+            {"-2 0", ask(service, &V::getOsdStatus)},
+            {"-2 0", ask(service, &V::handleDisplayEvent)},
+            {"-2 1", ask(service, &V::present)},
+            {"-2 0", ask(service, &V::presentDisplay)},
+            {"-2", ask(service, &V::reportDualChannelStatus)},
+            {"-2", ask(service, &V::setActiveConfig)},
+            {"-2", ask(service, &V::setClientTarget)},
+            {"-2 0", ask(service, &V::setColorModeWithRenderIntent)},
+            {"-2", ask(service, &V::setDisplayConnected)},
+            {"-2", ask(service, &V::setLayerBuffer)},
+            {"-2", ask(service, &V::setLayerCompositionType)},
+            {"-2", ask(service, &V::setLayerDisplayFrame)},
+            {"-2", ask(service, &V::setLayerProperty)},
+            {"-2", ask(service, &V::setLayerSetEmpty)},
+            {"-2", ask(service, &V::setLayerSourceCrop)},
+            {"-2", ask(service, &V::setLayerTransform)},
+            {"-2", ask(service, &V::setLayerZOrder)},
+            {"-2 0", ask(service, &V::setOsdAutoRefresh)},
+            {"-2 0", ask(service, &V::setPowerMode)},
+            {"-2 { -1 }", ask(service, &V::updateDisplayBrightness)},
+            {"-2 0", ask(service, &V::setColorTransform)},
+            {"-2", ask(service, &V::configureVelaHdrMode)},
+    };
+    for (size_t i = 0; i < std::size(kAnswers); ++i)
+        EXPECT_EQ(kAnswers[i].first, kAnswers[i].second) << "number " << i;
 }
 
 using RefusalsTest = ServiceTest;

@@ -45,6 +45,22 @@ T untouched() {
     return value;
 }
 
+template <typename Parameter, typename Value>
+decltype(auto) passAs(Value& value) {
+    if constexpr (std::is_pointer_v<Parameter>) {
+        return &value;
+    } else {
+        return (value);
+    }
+}
+
+template <typename Object, typename Operation, typename... Parameters, size_t... I>
+std::string toldCall(Object& object, Operation operation,
+                     std::tuple<std::remove_pointer_t<std::remove_cvref_t<Parameters>>...>& values,
+                     std::index_sequence<I...>) {
+    return told((object.*operation)(passAs<Parameters>(std::get<I>(values))...));
+}
+
 /**
  * Calls an operation and tells its status, followed by what is in its out-parameter, the last one,
  * if it has one: "ok", "-1 77". Arguments that are left out are default-constructed.
@@ -52,29 +68,19 @@ T untouched() {
 template <typename Object, typename Interface, typename... Parameters, typename... Arguments>
 std::string ask(Object& object, ndk::ScopedAStatus (Interface::*operation)(Parameters...),
                 const Arguments&... arguments) {
-    using Last = std::tuple_element_t<sizeof...(Parameters) - 1, std::tuple<Parameters...>>;
+    constexpr size_t kLast = sizeof...(Parameters) - 1;
+    using Last = std::tuple_element_t<kLast, std::tuple<Parameters...>>;
     std::tuple<std::remove_pointer_t<std::remove_cvref_t<Parameters>>...> values;
-    auto& last = std::get<sizeof...(Parameters) - 1>(values);
-    if constexpr (std::is_pointer_v<Last>) last = untouched<std::remove_pointer_t<Last>>();
+    if constexpr (std::is_pointer_v<Last>) {
+        std::get<kLast>(values) = untouched<std::remove_pointer_t<Last>>();
+    }
     [&]<size_t... I>(std::index_sequence<I...>) {
         ((std::get<I>(values) = arguments), ...);
     }
     (std::index_sequence_for<Arguments...>());
-
-    const auto pass = []<typename Parameter>(std::type_identity<Parameter>,
-                                             auto& value) -> decltype(auto) {
-        if constexpr (std::is_pointer_v<Parameter>) {
-            return &value;
-        } else {
-            return (value);
-        }
-    };
-    const std::string status = std::apply(
-            [&](auto&... all) {
-                return told((object.*operation)(pass(std::type_identity<Parameters>(), all)...));
-            },
-            values);
-    if constexpr (std::is_pointer_v<Last>) return status + ' ' + shown(last);
+    const std::string status = toldCall<Object, decltype(operation), Parameters...>(
+            object, operation, values, std::index_sequence_for<Parameters...>());
+    if constexpr (std::is_pointer_v<Last>) return status + ' ' + shown(std::get<kLast>(values));
     return status;
 }
 
