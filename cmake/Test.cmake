@@ -14,8 +14,6 @@ function(vela_test name)
     endif()
     add_executable(${name} ${ARG_SOURCES})
     target_link_libraries(${name} PRIVATE vela_warnings GTest::gmock GTest::gtest_main ${ARG_LIBS})
-    # Tests spend their time in what they test, but compile two to three times as long optimised.
-    target_compile_options(${name} PRIVATE -O0)
     add_test(NAME ${name} COMMAND ${name} ${ARG_ARGS})
     set_tests_properties(${name} PROPERTIES
         TIMEOUT ${ARG_TIMEOUT} ENVIRONMENT "${VELA_TEST_ENVIRONMENT}")

@@ -4,7 +4,7 @@
 
 namespace binder {
 
-std::mutex Proxy::gLock;
+std::mutex Proxy::sLock;
 
 std::unordered_map<PeerNumber, std::unordered_map<uint64_t, Proxy*>>& Proxy::proxies() {
     static auto* const instance =  // outlives every thread
@@ -17,7 +17,7 @@ Proxy::Proxy(std::shared_ptr<Peer> owner, uint64_t id)
 
 StrongBinder Proxy::findOrMake(const std::shared_ptr<Peer>& owner, uint64_t id,
                                uint32_t references) {
-    const std::lock_guard lock(gLock);
+    const std::lock_guard lock(sLock);
     if (owner->isDead()) {
         auto* const dead = new Proxy(owner, id);
         dead->mDeathLinks->objectDied();
@@ -41,7 +41,7 @@ StrongBinder Proxy::permanent(const std::shared_ptr<Peer>& owner, uint64_t id) {
 }
 
 void Proxy::ownerDied(const Peer& owner) {
-    const std::lock_guard lock(gLock);
+    const std::lock_guard lock(sLock);
     const auto node = proxies().extract(owner.number());
     if (node.empty()) return;
     for (const auto& [id, proxy] : node.mapped())
@@ -52,7 +52,7 @@ void Proxy::onLastStrong() {
     mDeathLinks->end();
     Header message{};
     {
-        const std::lock_guard lock(gLock);
+        const std::lock_guard lock(sLock);
         const auto ofOwner = proxies().find(mOwner->number());
         if (ofOwner != proxies().end()) {
             const auto self = ofOwner->second.find(mId);

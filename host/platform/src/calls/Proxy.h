@@ -49,10 +49,10 @@ class Proxy final : public AIBinder {
     const std::shared_ptr<DeathLinks> mDeathLinks = std::make_shared<DeathLinks>();
     std::atomic<bool> mSentOneway{false};
 
-    static std::mutex gLock;
-    uint32_t mReferences GUARDED_BY(gLock) = 0;
+    static std::mutex sLock;
+    uint32_t mReferences GUARDED_BY(sLock) = 0;
     static std::unordered_map<PeerNumber, std::unordered_map<uint64_t, Proxy*>>& proxies()
-            REQUIRES(gLock);
+            REQUIRES(sLock);
 };
 
 /** Of a remote binder. */
