@@ -1,146 +1,22 @@
 #include <algorithm>
-#include <cstring>
-#include <filesystem>
 #include <functional>
-#include <mutex>
-#include <optional>
-#include <random>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <malloc.h>
 #include <poll.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <android-base/unique_fd.h>
 #include <gmock/gmock.h>
 
-#include "host/platform/src/transport/Wire.h"
+#include "tests/platform/RawProcess.h"
 #include "tests/platform/TestPeer.h"
 
 namespace platformtest {
 namespace {
-
-using android::base::unique_fd;
-using binder::ConnectionKind;
-using binder::Header;
-using binder::Hello;
-using binder::MessageKind;
-using binder::ObjectRecord;
-using Bytes = std::vector<uint8_t>;
-
-template <typename T>
-void append(const T& value, Bytes* bytes) {
-    const auto* const begin = reinterpret_cast<const uint8_t*>(&value);
-    bytes->insert(bytes->end(), begin, begin + sizeof(value));
-}
-
-Bytes words(const std::vector<uint32_t>& values) {
-    Bytes bytes;
-    for (const uint32_t value : values)
-        append(value, &bytes);
-    return bytes;
-}
-
-Bytes bytesOf(const AParcel* parcel) {
-    Bytes bytes(static_cast<size_t>(AParcel_getDataSize(parcel)));
-    EXPECT_EQ(AParcel_marshal(parcel, bytes.data(), 0, bytes.size()), STATUS_OK);
-    return bytes;
-}
-
-/** A name that this process may claim, though nobody listens there. */
-std::string claimedName() {
-    return std::to_string(getpid()) + ".0123456789abcdef";
-}
-
-Bytes helloOf(ConnectionKind kind, const std::string& name) {
-    Hello hello{.magic = Hello::kMagic, .kind = kind, .endpoint = {}};
-    name.copy(hello.endpoint, sizeof(hello.endpoint));
-    Bytes bytes;
-    append(hello, &bytes);
-    return bytes;
-}
-
-Header headerOf(MessageKind kind) {
-    Header header{};
-    header.magic = Header::kMagic;
-    header.kind = kind;
-    header.code = FIRST_CALL_TRANSACTION;
-    return header;
-}
-
-/** A whole message with the records' sizes and counts filled in. */
-Bytes messageOf(Header header, const Bytes& data, const std::vector<ObjectRecord>& records) {
-    Bytes table;
-    for (const ObjectRecord& record : records)
-        binder::appendRecord(record, &table);
-    header.dataSize = static_cast<uint32_t>(data.size());
-    header.tableSize = static_cast<uint32_t>(table.size());
-    header.objectCount = static_cast<uint32_t>(records.size());
-    Bytes bytes;
-    append(header, &bytes);
-    bytes.insert(bytes.end(), data.begin(), data.end());
-    bytes.insert(bytes.end(), table.begin(), table.end());
-    return bytes;
-}
-
-// --- the parser ---
-
-TEST(WireTest, EndpointNamesAreNoPaths) {
-    EXPECT_TRUE(binder::isEndpointName("1.0123456789abcdef"));
-    EXPECT_EQ(binder::pidOfEndpoint("417.0123456789abcdef"), 417);
-    for (const char* name :
-         {"", ".", "1", "1.", "1.0123456789abcde", "1.0123456789abcdef0", "0.0123456789abcdef",
-          "-1.0123456789abcdef", "1.0123456789ABCDEF", "../0123456789abcdef", "1.01234567/9abcdef",
-          "99999999999.0123456789abcdef", "9999999999.0123456789abcdef"}) {
-        EXPECT_FALSE(binder::isEndpointName(name)) << name;
-    }
-}
-
-TEST(WireTest, OnlyWholeMessagesParse) {
-    const std::string name = claimedName();
-    const Bytes message = messageOf(headerOf(MessageKind::kCall), Bytes(16),
-                                    {{.kind = ObjectRecord::Kind::kBinder,
-                                      .offset = 8,
-                                      .id = 7,
-                                      .stability = 63,
-                                      .endpoint = name}});
-    const auto parsed = binder::parseMessage(message, ConnectionKind::kCall);
-    ASSERT_TRUE(parsed.has_value());
-    ASSERT_EQ(parsed->objects.size(), 1U);
-    EXPECT_EQ(parsed->objects[0].endpoint, name);
-    EXPECT_EQ(parsed->objects[0].stability, 63U);
-    EXPECT_FALSE(binder::parseMessage(message, ConnectionKind::kOneway).has_value());
-    EXPECT_FALSE(binder::parseMessage(message, ConnectionKind::kControl).has_value());
-    for (size_t size = 0; size < message.size(); ++size) {
-        EXPECT_FALSE(binder::parseMessage({message.data(), size}, ConnectionKind::kCall));
-    }
-    Bytes longer = message;
-    longer.push_back(0);
-    EXPECT_FALSE(binder::parseMessage(longer, ConnectionKind::kCall).has_value());
-}
-
-// --- a process that is thrown at ---
-
-/** Holds up whoever calls it until the lock is free. */
-class Blocker : public TestPeer {
-  public:
-    explicit Blocker(std::mutex& lock) : mGate(lock) {}
-
-    ndk::ScopedAStatus descend(const std::shared_ptr<ITestPeer>& /*other*/, int32_t /*depth*/,
-                               int32_t* result) override {
-        const std::lock_guard guard(mGate);
-        *result = 1;
-        return ndk::ScopedAStatus::ok();
-    }
-
-  private:
-    std::mutex& mGate;
-};
 
 class HostileTest : public testing::Test {
   protected:
@@ -167,139 +43,15 @@ class HostileTest : public testing::Test {
         return count;
     }
 
-    unique_fd connectRaw() const { return connectRaw(mSocket); }
-
-    /** A message that the process of the socket sent. */
-    struct Answer {
-        Bytes bytes;
-        binder::Message message;  // views into the bytes
-    };
-    static std::optional<Answer> answerOf(int socket) {
-        Answer answer;
-        answer.bytes.resize(sizeof(Header));
-        if (recv(socket, answer.bytes.data(), sizeof(Header), MSG_WAITALL) != sizeof(Header)) {
-            return std::nullopt;
-        }
-        Header header;
-        memcpy(&header, answer.bytes.data(), sizeof(header));
-        const size_t size = size_t{header.dataSize} + header.tableSize;
-        answer.bytes.resize(sizeof(Header) + size);
-        if (size > 0 && recv(socket, answer.bytes.data() + sizeof(Header), size, MSG_WAITALL) !=
-                                static_cast<ssize_t>(size)) {
-            return std::nullopt;
-        }
-        const auto parsed = binder::parseMessage(answer.bytes, ConnectionKind::kCall);
-        if (!parsed.has_value()) return std::nullopt;
-        answer.message = *parsed;
-        return answer;
-    }
-
-    /** The data of a call of the interface, as far as the service manager's lookup needs it. */
-    static Bytes lookupOf(const char* name) {
-        static AIBinder_Class* const manager = AIBinder_Class_define(
-                "binder.ServiceManager", [](void*) -> void* { return nullptr; }, [](void*) {},
-                [](AIBinder*, transaction_code_t, const AParcel*, AParcel*) -> binder_status_t {
-                    return STATUS_OK;
-                });
-        const ndk::SpAIBinder binder(AIBinder_new(manager, nullptr));
-        ndk::ScopedAParcel parcel;
-        EXPECT_EQ(AIBinder_prepareTransaction(binder.get(), parcel.getR()), STATUS_OK);
-        EXPECT_EQ(ndk::AParcel_writeData(parcel.get(), std::string(name)), STATUS_OK);
-        return bytesOf(parcel.get());
-    }
-
-    /** Connections to a process without anything of the library's on this side. */
-    struct Raw {
-        explicit Raw(const std::filesystem::path& path)
-            : control(connectRaw(path)), call(connectRaw(path)) {
-            sendBytes(control, helloOf(ConnectionKind::kControl, claimedName()));
-            sendBytes(call, helloOf(ConnectionKind::kCall, claimedName()));
-        }
-        /** The name can be claimed again once the process has forgotten it. */
-        ~Raw() {
-            shutdown(control, SHUT_WR);
-            EXPECT_TRUE(ends(control));
-        }
-
-        unique_fd control;
-        unique_fd call;
-    };
-
-    /** Looks a name up: the record of its object, and whose it is. */
-    static std::optional<Answer> lookUp(const Raw& manager, const char* name) {
-        Header header = headerOf(MessageKind::kCall);
-        header.code = 2;
-        header.object = binder::kServiceManagerObject;
-        sendBytes(manager.call, messageOf(header, lookupOf(name), {}));
-        return answerOf(manager.call);
-    }
-
-    static std::filesystem::path socketOf(pid_t pid) {
-        for (const auto& entry : std::filesystem::directory_iterator(harness::runtimeFolder())) {
-            const std::string name = entry.path().filename();
-            if (name.starts_with(std::to_string(pid) + ".")) return entry.path();
-        }
-        return {};
-    }
-
-    /** The number of the target's object, as anybody gets it from the service manager. */
-    static uint64_t targetObject() {
-        const Raw manager(socketOf(getpid()));
-        const auto answer = lookUp(manager, "target");
-        EXPECT_TRUE(answer.has_value() && answer->message.objects.size() == 1);
-        return answer.has_value() ? answer->message.objects.at(0).id : 0;
-    }
-
-    static unique_fd connectRaw(const std::filesystem::path& path) {
-        unique_fd socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        path.string().copy(address.sun_path, sizeof(address.sun_path) - 1);
-        EXPECT_EQ(connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
-        return socket;
-    }
-
-    static void sendBytes(int socket, const Bytes& bytes,
-                          const std::vector<int>& descriptors = {}) {
-        iovec buffer{const_cast<uint8_t*>(bytes.data()), bytes.size()};
-        msghdr message{};
-        message.msg_iov = &buffer;
-        message.msg_iovlen = 1;
-        alignas(cmsghdr) char control[CMSG_SPACE(253 * sizeof(int))];
-        if (!descriptors.empty()) {
-            const size_t size = descriptors.size() * sizeof(int);
-            message.msg_control = control;
-            message.msg_controllen = CMSG_SPACE(size);
-            cmsghdr* const header = CMSG_FIRSTHDR(&message);
-            header->cmsg_level = SOL_SOCKET;
-            header->cmsg_type = SCM_RIGHTS;
-            header->cmsg_len = CMSG_LEN(size);
-            memcpy(CMSG_DATA(header), descriptors.data(), size);
-        }
-        // The peer may have ended the connection already.
-        static_cast<void>(sendmsg(socket, &message, MSG_NOSIGNAL));
-    }
-
     /** A connection after a correct hello; the control connection keeps the claim alive. */
     unique_fd introduce(ConnectionKind kind) {
         if (mControl < 0) {
-            mControl = connectRaw();
+            mControl = connectRaw(mSocket);
             sendBytes(mControl, helloOf(ConnectionKind::kControl, claimedName()));
         }
-        unique_fd socket = connectRaw();
+        unique_fd socket = connectRaw(mSocket);
         sendBytes(socket, helloOf(kind, claimedName()));
         return socket;
-    }
-
-    /** Reads until the peer ends the connection; false when it does not. */
-    static bool ends(int socket) {
-        const timeval limit{.tv_sec = 30, .tv_usec = 0};
-        setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof(limit));
-        char buffer[256];
-        ssize_t got;
-        while ((got = recv(socket, buffer, sizeof(buffer), 0)) > 0) {
-        }
-        return got == 0 || errno == ECONNRESET;
     }
 
     PeerProcess mProcess{{std::string("target"), std::string("1024")}};
@@ -322,7 +74,7 @@ TEST_F(HostileTest, WrongIntroductionsAreRefused) {
             Bytes(4096, 0xff),
     };
     for (const Bytes& introduction : introductions) {
-        const unique_fd socket = connectRaw();
+        const unique_fd socket = connectRaw(mSocket);
         sendBytes(socket, introduction);
         EXPECT_TRUE(ends(socket));
     }
@@ -589,49 +341,6 @@ TEST_F(HostileTest, OnewayCallsThatWaitHoldFewDescriptors) {
     ASSERT_TRUE(mPeer->releasePosts().isOk());
 }
 
-TEST(FullTableTest, ProcessWithoutDescriptorsServesOnAndStaysQuiet) {
-#if defined(__has_feature)
-#if __has_feature(undefined_behavior_sanitizer)
-    GTEST_SKIP() << "the sanitizer's own checks need descriptors";
-#endif
-#endif
-    const PeerProcess process(std::vector<std::string>{"full", "64"});
-    PeerProcess other("other");
-    ASSERT_NE(process.peer, nullptr);
-    ASSERT_NE(other.peer, nullptr);
-    std::shared_ptr<ITestPeer> created;
-    ASSERT_TRUE(process.peer->create(&created).isOk());
-    ASSERT_TRUE(other.peer->keep(created).isOk());
-    ASSERT_TRUE(other.peer->callKept().isOk());
-    created.reset();
-
-    // More callers at once than it has room for: some are refused, nobody hangs.
-    std::vector<std::thread> callers;
-    std::atomic<int> refused = 0;
-    std::mutex lock;
-    lock.lock();
-    for (int i = 0; i < 100; ++i) {
-        callers.emplace_back([&] {
-            const auto local = ndk::SharedRefBase::make<Blocker>(lock);
-            int32_t calls = 0;
-            refused += process.peer->descend(local, 1, &calls).isOk() ? 0 : 1;
-        });
-    }
-    int32_t lines = 0;
-    int32_t pid = 0;
-    EXPECT_TRUE(eventually([&] { return refused > 30; }));
-    other.child.kill();
-    int32_t live = 0;
-    EXPECT_TRUE(eventually([&] { return other.peer->post(1).getStatus() == STATUS_DEAD_OBJECT; }));
-    lock.unlock();
-    for (std::thread& caller : callers)
-        caller.join();
-    EXPECT_TRUE(eventually([&] { return process.peer->liveObjects(&live).isOk() && live == 1; }));
-    EXPECT_TRUE(process.peer->callingPid(&pid).isOk());
-    ASSERT_TRUE(process.peer->logLines(&lines).isOk());
-    EXPECT_LT(lines, 300);
-}
-
 TEST_F(HostileTest, RepliesThatNobodyReadsAreNotKeptForEver) {
     const unique_fd socket = introduce(ConnectionKind::kCall);
     Header header = headerOf(MessageKind::kCall);
@@ -643,34 +352,6 @@ TEST_F(HostileTest, RepliesThatNobodyReadsAreNotKeptForEver) {
     while (send(socket, call.data(), call.size(), MSG_NOSIGNAL) > 0)
         ASSERT_LT(++calls, 500'000);
     EXPECT_TRUE(ends(socket));
-}
-
-TEST_F(HostileTest, RandomBytesDoNoHarm) {
-    std::mt19937 random(20240229);
-    const uint64_t object = targetObject();
-    const unique_fd file(memfd_create("hostile", MFD_CLOEXEC));
-    const ConnectionKind kinds[] = {ConnectionKind::kControl, ConnectionKind::kCall,
-                                    ConnectionKind::kOneway};
-    for (int i = 0; i < 500; ++i) {
-        const unique_fd socket = introduce(kinds[random() % 3]);
-        Bytes bytes(random() % 512);
-        for (uint8_t& byte : bytes)
-            byte = static_cast<uint8_t>(random());
-        // Half of them look right up to a point.
-        if (i % 2 == 0 && bytes.size() >= sizeof(Header)) {
-            Header header = headerOf(static_cast<MessageKind>(random() % 10));
-            header.dataSize = random() % 256;
-            header.tableSize = random() % 256;
-            header.objectCount = random() % 4;
-            header.descriptorCount = random() % 3;
-            header.object = random() % 2 == 0 ? object : 0;
-            header.count = random() % 3;
-            memcpy(bytes.data(), &header, sizeof(header));
-        }
-        sendBytes(socket, bytes, std::vector<int>(random() % 3, file));
-        if (random() % 4 == 0) mControl.reset();
-    }
-    mControl.reset();
 }
 
 }  // namespace

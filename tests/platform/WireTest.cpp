@@ -1,0 +1,45 @@
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "tests/platform/RawProcess.h"
+
+namespace platformtest {
+namespace {
+
+TEST(WireTest, EndpointNamesAreNoPaths) {
+    EXPECT_TRUE(binder::isEndpointName("1.0123456789abcdef"));
+    EXPECT_EQ(binder::pidOfEndpoint("417.0123456789abcdef"), 417);
+    for (const char* name :
+         {"", ".", "1", "1.", "1.0123456789abcde", "1.0123456789abcdef0", "0.0123456789abcdef",
+          "-1.0123456789abcdef", "1.0123456789ABCDEF", "../0123456789abcdef", "1.01234567/9abcdef",
+          "99999999999.0123456789abcdef", "9999999999.0123456789abcdef"}) {
+        EXPECT_FALSE(binder::isEndpointName(name)) << name;
+    }
+}
+
+TEST(WireTest, OnlyWholeMessagesParse) {
+    const std::string name = claimedName();
+    const Bytes message = messageOf(headerOf(MessageKind::kCall), Bytes(16),
+                                    {{.kind = ObjectRecord::Kind::kBinder,
+                                      .offset = 8,
+                                      .id = 7,
+                                      .stability = 63,
+                                      .endpoint = name}});
+    const auto parsed = binder::parseMessage(message, ConnectionKind::kCall);
+    ASSERT_TRUE(parsed.has_value());
+    ASSERT_EQ(parsed->objects.size(), 1U);
+    EXPECT_EQ(parsed->objects[0].endpoint, name);
+    EXPECT_EQ(parsed->objects[0].stability, 63U);
+    EXPECT_FALSE(binder::parseMessage(message, ConnectionKind::kOneway).has_value());
+    EXPECT_FALSE(binder::parseMessage(message, ConnectionKind::kControl).has_value());
+    for (size_t size = 0; size < message.size(); ++size) {
+        EXPECT_FALSE(binder::parseMessage({message.data(), size}, ConnectionKind::kCall));
+    }
+    Bytes longer = message;
+    longer.push_back(0);
+    EXPECT_FALSE(binder::parseMessage(longer, ConnectionKind::kCall).has_value());
+}
+
+}  // namespace
+}  // namespace platformtest
