@@ -121,17 +121,17 @@ Recent refusals
     EXPECT_EQ(dump(4), "unknown display 4\n");
     EXPECT_EQ(dump(~0ull), "unknown display 18446744073709551615\n");
 
-    VelaService::VelaFixedConfig config;
-    mService->getCurrentConfig([&](int32_t status, const auto& it) {
-        EXPECT_EQ(status, 0);
-        config = it;
+    mService->getCurrentConfig([](int32_t status, const auto& config) {
+        expectEach({{status, 0},
+                    {config.value1, 3},
+                    {config.value2, 720},
+                    {config.value3, 1600},
+                    {config.value4, 90},
+                    {config.value5, 0x102},
+                    {config.value6, 7}});
+        EXPECT_THAT(config.list1, ElementsAre(0, 1, 3));
+        EXPECT_THAT(config.list2, ElementsAre(20));
     });
-    EXPECT_EQ(config.value1, 3);
-    EXPECT_EQ(config.value2, 720);
-    EXPECT_EQ(config.value3, 1600);
-    EXPECT_EQ(config.value5, 0x102);
-    EXPECT_THAT(config.list1, ElementsAre(0, 1, 3));
-    EXPECT_THAT(config.list2, ElementsAre(20));
 
     std::set<std::string> all;
     for (const ChipOperation& operation : chipOperations())
