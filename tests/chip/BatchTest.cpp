@@ -13,27 +13,22 @@ using ::testing::HasSubstr;
 using BatchTest = SimulatedChipTest;
 
 TEST_F(BatchTest, RunsCommandsInOrder) {
-    EXPECT_EQ(reply("set 5 1 -2 2147483647; get 5\n"
+    EXPECT_EQ(batch("set 5 1 -2 2147483647; get 5\n"
                     "# a comment\n"
                     "  get 5 1 1 # ;get 99\r\n"
                     "\n;;\t\n"
                     "osd 3 1;get 512"),
-              "set 5: ok\n"
-              "get 5: [1,-2,2147483647]\n"
-              "get 5: [-2]\n"
-              "osd 3: ok\n"
+              "set 5: ok\nget 5: [1,-2,2147483647]\nget 5: [-2]\nosd 3: ok\n"
               "get 512: [4,1024,64]\n");
     EXPECT_EQ(mService->GetOsdState(), 3);
     EXPECT_EQ(mService->GetOsdOverFlow(), 1);
-    EXPECT_EQ(reply(""), "");
-    EXPECT_EQ(reply("set 5;clear"), "set 5: ok\nclear: ok\n");
+    EXPECT_EQ(batch(""), "");
+    EXPECT_EQ(batch("set 6 1;clear"), "set 6: ok\nclear: ok\n");
+    EXPECT_THAT(get(6), ElementsAre(-ENOENT));
 }
 
 TEST_F(BatchTest, MalformedTextChangesNothing) {
-    struct {
-        std::string text;
-        std::string refusal;
-    } const cases[] = {
+    const std::pair<std::string, std::string> cases[] = {
             {"set 5 1\nnonsense 1", "line 2: unknown command 'nonsense'"},
             {"set", "line 1: usage: set TYPE [VALUE...]"},
             {"set 5 x", "line 1: usage: set TYPE [VALUE...]"},
@@ -46,29 +41,28 @@ TEST_F(BatchTest, MalformedTextChangesNothing) {
             {"wait 1", "line 1: usage: wait"},
             {std::string("clear\0", 6), std::string("line 1: unknown command 'clear\0'", 32)},
     };
-    for (const auto& [text, refusal] : cases) {
-        EXPECT_EQ(batch(text).status, -EINVAL) << text;
-        EXPECT_THAT(dump(), HasSubstr("batch " + refusal + "  "));
-    }
-    EXPECT_EQ(get(5).status, -ENOENT);
+    for (const auto& [text, refusal] : cases)
+        EXPECT_EQ(batch(text), "-22 " + refusal);
+    EXPECT_THAT(get(5), ElementsAre(-ENOENT));
     EXPECT_THAT(dump(), HasSubstr("batches 0, events raised 0,"));
+    EXPECT_THAT(dump(), HasSubstr("batch line 3: usage: power DISPLAY MODE  "));
 }
 
 TEST_F(BatchTest, RefusedCommandEndsTheBatch) {
-    EXPECT_EQ(batch("set 5 1\nset 600 1\nset 6 1").status, -EPERM);
-    EXPECT_THAT(get(5).value, ElementsAre(1));
-    EXPECT_EQ(get(6).status, -ENOENT);
+    EXPECT_EQ(batch("set 5 1\nset 600 1\nset 6 1"), "-1 line 2: set");
+    EXPECT_THAT(get(5), ElementsAre(0, 1));
+    EXPECT_THAT(get(6), ElementsAre(-ENOENT));
     EXPECT_THAT(dump(), HasSubstr("batch line 2: set   EPERM "));
 }
 
 TEST_F(BatchTest, SizeIsLimited) {
-    EXPECT_EQ(batch(std::string(64 * 1024, ' ')).status, 0);
-    EXPECT_EQ(batch(std::string(64 * 1024 + 1, ' ')).status, -E2BIG);
+    EXPECT_EQ(batch(std::string(64 * 1024, ' ')), "");
+    EXPECT_EQ(batch(std::string(64 * 1024 + 1, ' ')), "-7 ");
     std::string text;
     for (int i = 0; i < 1024; ++i)
         text += "osd 1 1;";
-    EXPECT_EQ(batch(text).status, 0);
-    EXPECT_EQ(batch(text + "osd 2 2").status, -E2BIG);
+    EXPECT_THAT(batch(text), HasSubstr("osd 1: ok\n"));
+    EXPECT_EQ(batch(text + "osd 2 2"), "-7 ");
     EXPECT_EQ(mService->GetOsdState(), 1);
 }
 

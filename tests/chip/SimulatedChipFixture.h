@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
 #include <memory>
 #include <string>
 #include <utility>
@@ -17,23 +18,23 @@ namespace lmfg {
 /// A service object with a simulated chip behind it, driven as the product does.
 class SimulatedChipTest : public ::testing::Test {
   protected:
-    SimulatedChipTest() {
-        installChip(std::make_shared<SimulatedChip>());
+    explicit SimulatedChipTest(const ChipObservers& observers = {}) {
+        installChip(std::make_shared<SimulatedChip>(), observers);
         mService = VelaService::init();
     }
     ~SimulatedChipTest() override { installChip(nullptr); }
 
-    template <typename T>
-    struct Answer {
-        int32_t status = 12345;
-        T value{};
-    };
+    /// Makes the result function of a request that keeps the status, then the values.
+    static auto into(std::vector<int>& answer) {
+        return [&answer](int32_t status, const auto& values) {
+            answer = {status};
+            answer.insert(answer.end(), values.begin(), values.end());
+        };
+    }
 
-    Answer<std::vector<int>> get(int type, const std::vector<int>& params = {}) {
-        Answer<std::vector<int>> answer;
-        mService->velaConfigureGet(type, params, [&](int32_t status, const auto& values) {
-            answer = {status, values};
-        });
+    std::vector<int> get(int type, const std::vector<int>& params = {}) {
+        std::vector<int> answer;
+        mService->velaConfigureGet(type, params, into(answer));
         return answer;
     }
 
@@ -41,25 +42,26 @@ class SimulatedChipTest : public ::testing::Test {
         return mService->velaConfigureSet(type, values);
     }
 
-    Answer<std::string> batch(const std::string& text) {
-        Answer<std::string> answer;
+    /// The reply, after the status of a batch that is refused.
+    std::string batch(const std::string& text) {
+        std::string answer = "none";
         mService->velaConfigureBatch(1024, text, [&](int32_t status, const auto& reply) {
-            answer = {status, reply};
+            answer = (status == 0 ? "" : std::to_string(status) + " ") + std::string(reply);
         });
         return answer;
-    }
-
-    /// The reply of a batch that has to be accepted.
-    std::string reply(const std::string& text) {
-        const auto answer = batch(text);
-        EXPECT_EQ(answer.status, 0) << text;
-        return answer.value;
     }
 
     std::string dump(uint64_t display = 0) {
         std::string result;
         mService->getDumpString(display, [&](const auto& text) { result = text; });
         return result;
+    }
+
+    /// Results, each with what it should be.
+    static void expectEach(std::initializer_list<std::pair<int, int>> results) {
+        for (const auto& it : results) {
+            EXPECT_EQ(it.first, it.second) << "number " << &it - results.begin();
+        }
     }
 
     VelaService* mService = nullptr;
