@@ -55,9 +55,14 @@ class EntryTest : public vela::test::ChipTest {
   protected:
     EntryTest() { gManager = &mManager; }
     ~EntryTest() override {
+        releaseAll();
+        gManager = nullptr;
+    }
+
+    /** Every object of the service has to go before the library does. */
+    void releaseAll() {
         mManager.published.set(nullptr);
         gDefaultInstance.reset();
-        gManager = nullptr;
     }
 
     static bool hearsFeatureChanges() {
@@ -70,7 +75,10 @@ class EntryTest : public vela::test::ChipTest {
 
 TEST_F(EntryTest, PublishesOneObjectEvenWithoutALibrary) {
     for (const bool isDegraded : {false, true}) {
-        if (isDegraded) lmfg::installChip(nullptr);
+        if (isDegraded) {
+            releaseAll();
+            lmfg::installChip(nullptr);
+        }
         EXPECT_EQ(AIDL_REGISTER_IVela(), 0);
         EXPECT_EQ(mManager.name, "vendor.lumenforge.hardware.display.IVela/default");
         EXPECT_EQ(IVela::fromBinder(mManager.published), gDefaultInstance);
