@@ -276,12 +276,5 @@ TEST_F(DeathTest, CallThatEndsTheCalleeFails) {
     EXPECT_EQ(mPeer->post(1).getStatus(), STATUS_DEAD_OBJECT);
 }
 
-TEST_F(DeathTest, NameGoesWithItsProcess) {
-    mProcess.child.kill();
-    EXPECT_TRUE(eventually([] {
-        return ndk::SpAIBinder(AServiceManager_checkService("mortal")).get() == nullptr;
-    }));
-}
-
 }  // namespace
 }  // namespace platformtest

@@ -217,32 +217,22 @@ TEST_F(HostileTest, ReferencesThatNobodyTakesOrReturnsTakeNoRoom) {
     EXPECT_LT(heap() - before, 64 * 1024);
 }
 
-TEST_F(HostileTest, NumbersOfObjectsCannotBeGuessed) {
+TEST_F(HostileTest, ObjectsThatOneWasNotGivenAreDead) {
     const uint64_t object = targetObject();
     const unique_fd socket = introduce(ConnectionKind::kCall);
-    for (const uint64_t guess : {object + 1, object - 1, uint64_t{1}, uint64_t{2}}) {
+    const std::string target = mSocket.filename();
+    const std::vector<ObjectRecord> unknown = {
+            {.kind = ObjectRecord::Kind::kBinder, .offset = 0, .id = 12345, .endpoint = target}};
+    // As what is called, next to the one that is there, and as what a call carries.
+    for (const uint64_t called : {object + 1, object - 1, uint64_t{1}, object}) {
         Header header = headerOf(MessageKind::kCall);
-        header.object = guess;
-        sendBytes(socket, messageOf(header, {}, {}));
+        header.object = called;
+        sendBytes(socket, called == object ? messageOf(header, words({1, 0, 0, 0}), unknown)
+                                           : messageOf(header, {}, {}));
         const auto answer = answerOf(socket);
         ASSERT_TRUE(answer.has_value());
         EXPECT_EQ(static_cast<binder_status_t>(answer->message.header.code), STATUS_DEAD_OBJECT);
     }
-}
-
-TEST_F(HostileTest, CallWithAnUnknownObjectIsAnswered) {
-    const unique_fd socket = introduce(ConnectionKind::kCall);
-    Header header = headerOf(MessageKind::kCall);
-    header.object = targetObject();
-    const std::string target = mSocket.filename();
-    sendBytes(socket, messageOf(header, words({1, 0, 0, 0}),
-                                {{.kind = ObjectRecord::Kind::kBinder,
-                                  .offset = 0,
-                                  .id = 12345,
-                                  .endpoint = target}}));
-    const auto answer = answerOf(socket);
-    ASSERT_TRUE(answer.has_value());
-    EXPECT_EQ(static_cast<binder_status_t>(answer->message.header.code), STATUS_DEAD_OBJECT);
 }
 
 TEST_F(HostileTest, ShellCommandReachesTheObject) {

@@ -86,21 +86,6 @@ TEST_F(IdentityTest, RemoteReferencesKeepAnObjectAlive) {
     EXPECT_TRUE(eventually([&] { return TestPeer::live() == mLive; }));
 }
 
-TEST_F(IdentityTest, DeadPeersReferencesAreDropped) {
-    ASSERT_TRUE(mPeer->keep(ndk::SharedRefBase::make<TestPeer>()).isOk());
-    EXPECT_EQ(TestPeer::live(), mLive + 1);
-    mProcess.child.kill();
-    EXPECT_TRUE(eventually([&] { return TestPeer::live() == mLive; }));
-}
-
-TEST_F(IdentityTest, ObjectsGoWhenTheirProxiesDo) {
-    for (int i = 0; i < 100; ++i) {
-        std::shared_ptr<ITestPeer> created;
-        ASSERT_TRUE(mPeer->create(&created).isOk());
-    }
-    EXPECT_TRUE(eventually([&] { return liveObjectsOf(*mPeer) == 1; }));
-}
-
 TEST_F(IdentityTest, SameObjectComesAndGoesManyTimesAtOnce) {
     const auto local = ndk::SharedRefBase::make<TestPeer>();
     std::vector<std::thread> threads;
