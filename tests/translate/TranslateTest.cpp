@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -76,9 +77,30 @@ Flat expected(const Flat& in, const Flat& before, const Flat& shape, Lists lists
 // Both directions name the function alike; this picks the one that fits the records.
 constexpr auto kTranslate = [](const auto& in, auto* out) { return translate(in, out); };
 
+// How many fields are known of the record and of those within it.
+template <typename R>
+long known(const R& record) {
+    long count = 0;
+    visit(record, [&](const char*, const auto& field) {
+        ++count;
+        if constexpr (codec::Record<std::remove_cvref_t<decltype(field)>>) count += known(field);
+    });
+    return count;
+}
+
+template <typename R>
+void checkComplete(const R& record) {
+    if constexpr (requires { record.toString(); }) {
+        const std::string text = record.toString();
+        EXPECT_EQ(std::count(text.begin(), text.end(), ':'), known(record)) << text;
+    }
+}
+
 template <typename In, typename Out>
 void check(Lists lists, const Road& road = straight) {
     SCOPED_TRACE(std::string("to ") + testing::internal::GetTypeName<Out>());
+    checkComplete(In());
+    checkComplete(Out());
     for (uint32_t seed = 0; seed < kSeeds; ++seed) {
         SCOPED_TRACE(seed);
         std::mt19937 generator(seed);
