@@ -2,43 +2,14 @@
 
 #include <cstring>
 #include <new>
-#include <utility>
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "records/V1_2/types.h"
 
 namespace {
 
-using ::testing::ElementsAre;
 using namespace ::vendor::lumenforge::hardware::display;
-
-TEST(RecordsTest, ResizingLayersKeepsTheFirstAndClearsNewOnes) {
-    native_handle_t handle{};
-    V1_1::LayerStack stack;
-    stack.layers.resize(3);
-    for (const size_t layer : {0u, 2u}) {
-        stack.layers[layer].value1 = 11;
-        stack.layers[layer].layerTransform.flag2 = 3;
-        stack.layers[layer].layerBuffer.bufferInfo.list1 = {3, 4};
-        stack.layers[layer].layerBuffer.handle = &handle;
-        stack.layers[layer].list1 = {5, 6};
-    }
-    const int32_t* list = stack.layers[0].list1.data();
-    for (const size_t size : {1u, 3u}) {
-        stack.layers.resize(size);
-        const V1_1::Layer& kept = stack.layers[0];
-        EXPECT_EQ(kept.value1, 11);
-        EXPECT_EQ(kept.layerTransform.flag2, 3);
-        EXPECT_EQ(kept.list1.data(), list);
-        EXPECT_THAT(kept.layerBuffer.bufferInfo.list1, ElementsAre(3, 4));
-        EXPECT_EQ(kept.layerBuffer.handle.getNativeHandle(), &handle) << "moved, not cloned";
-    }
-    const V1_1::Layer& added = stack.layers[2];
-    EXPECT_EQ(added.value1, 0);
-    EXPECT_EQ(added.list1.data(), nullptr);
-    EXPECT_EQ(added.layerBuffer.handle.getNativeHandle(), nullptr);
-}
 
 template <typename Record, size_t Padding>
 struct Layout {

@@ -3,23 +3,49 @@
 #include <bit>
 #include <concepts>
 #include <cstdint>
-#include <limits>
 #include <map>
 #include <ostream>
 #include <random>
 #include <string>
+#include <tuple>
 #include <type_traits>
 #include <utility>
 #include <vector>
 
-#include <aidl/vendor/lumenforge/hardware/display/DisplayConfigVariableInfo.h>
-#include <aidl/vendor/lumenforge/hardware/display/HwcRect.h>
-#include <aidl/vendor/lumenforge/hardware/display/LayerStack.h>
-#include <aidl/vendor/lumenforge/hardware/display/LutData.h>
-#include <aidl/vendor/lumenforge/hardware/display/VelaFixedConfig.h>
-
-#include "records/V1_1/types.h"
+#include "host/chip/LibraryCodec.h"
+#include "host/codec/InterfaceCodec.h"
 #include "records/V1_2/types.h"
+
+namespace codec {
+
+namespace V1_2 = ::vendor::lumenforge::hardware::display::V1_2;
+
+template <>
+inline constexpr auto kFields<V1_1::HwcRect> = rectFields<V1_1::HwcRect>();
+template <>
+inline constexpr auto kFields<V1_2::DisplayConfigVariableInfo_1_2> = [] {
+    using R = V1_2::DisplayConfigVariableInfo_1_2;
+    return std::tuple{Field{"base", &R::base}, Field{"value5", &R::value5},
+                      Field{"list2", &R::list2}};
+}();
+template <>
+inline constexpr auto kFields<V1_2::BufferInfo_1_2> = [] {
+    using R = V1_2::BufferInfo_1_2;
+    return std::tuple{Field{"base", &R::base}, Field{"value7", &R::value7},
+                      Field{"value8", &R::value8}, Field{"list2", &R::list2}};
+}();
+template <>
+inline constexpr auto kFields<V1_2::VelaFixedConfig_1_2> = [] {
+    using R = V1_2::VelaFixedConfig_1_2;
+    return std::tuple{Field{"base", &R::base},       Field{"value16", &R::value16},
+                      Field{"value17", &R::value17}, Field{"value18", &R::value18},
+                      Field{"value19", &R::value19}, Field{"value20", &R::value20},
+                      Field{"value21", &R::value21}, Field{"value22", &R::value22},
+                      Field{"value23", &R::value23}, Field{"value24", &R::value24},
+                      Field{"list3", &R::list3}};
+}();
+
+}  // namespace codec
 
 // The fields of the interface's and the library's records by name, so that tests can fill, change
 // and compare records of either family. A path such as "layers[1].layerBuffer.value2" is the same
@@ -30,99 +56,11 @@ namespace display = ::aidl::vendor::lumenforge::hardware::display;
 namespace V1_1 = ::vendor::lumenforge::hardware::display::V1_1;
 namespace V1_2 = ::vendor::lumenforge::hardware::display::V1_2;
 
-template <typename R, typename... Ts>
-concept OneOf = (std::same_as<std::remove_const_t<R>, Ts> || ...);
-
-template <OneOf<display::HwcRect, V1_1::HwcRect, display::LayerRect, V1_1::LayerRect> R, typename V>
-void visit(R& r, V v) {
-    v("left", r.left), v("top", r.top), v("right", r.right), v("bottom", r.bottom);
-}
-
-template <OneOf<display::LayerTransform, V1_1::LayerTransform> R, typename V>
-void visit(R& r, V v) {
-    v("real1", r.real1), v("flag1", r.flag1), v("flag2", r.flag2);
-}
-
-template <OneOf<display::ColorMetaData, V1_1::ColorMetaData> R, typename V>
-void visit(R& r, V v) {
-    v("value1", r.value1), v("value2", r.value2), v("value3", r.value3), v("flag1", r.flag1);
-    v("value4", r.value4), v("value5", r.value5), v("flag2", r.flag2), v("value6", r.value6);
-    v("list1", r.list1);
-}
-
-template <OneOf<display::BufferInfo, V1_1::BufferInfo> R, typename V>
-void visit(R& r, V v) {
-    v("value1", r.value1), v("value2", r.value2), v("value3", r.value3), v("value4", r.value4);
-    v("value5", r.value5), v("value6", r.value6);
-    if constexpr (OneOf<R, display::BufferInfo>) v("value7", r.value7), v("value8", r.value8);
-    v("real1", r.real1), v("value9", r.value9), v("value10", r.value10), v("value11", r.value11);
-    v("list1", r.list1);
-}
-
-template <OneOf<display::LayerBuffer, V1_1::LayerBuffer> R, typename V>
-void visit(R& r, V v) {
-    v("value1", r.value1), v("value2", r.value2), v("value3", r.value3), v("value4", r.value4);
-    v("colorMetaData", r.colorMetaData);
-    v("value5", r.value5), v("value6", r.value6), v("value7", r.value7);
-    v("bufferInfo", r.bufferInfo);
-}
-
-template <OneOf<display::Layer, V1_1::Layer> R, typename V>
-void visit(R& r, V v) {
-    v("layerBuffer", r.layerBuffer), v("value1", r.value1), v("layerRect", r.layerRect);
-    v("layerTransform", r.layerTransform), v("value2", r.value2), v("value3", r.value3);
-    v("list1", r.list1);
-}
-
-template <OneOf<display::LayerStack, V1_1::LayerStack> R, typename V>
-void visit(R& r, V v) {
-    v("layers", r.layers), v("value1", r.value1), v("list1", r.list1);
-}
-
-template <OneOf<display::DisplayConfigVariableInfo, V1_1::DisplayConfigVariableInfo> R, typename V>
-void visit(R& r, V v) {
-    v("flag1", r.flag1), v("value1", r.value1), v("value2", r.value2), v("real1", r.real1);
-    v("real2", r.real2), v("value3", r.value3), v("value4", r.value4), v("flag2", r.flag2);
-    v("flag3", r.flag3), v("list1", r.list1);
-    if constexpr (OneOf<R, display::DisplayConfigVariableInfo>) v("value5", r.value5);
-}
-
-template <OneOf<display::VelaFixedConfig, V1_1::VelaFixedConfig> R, typename V>
-void visit(R& r, V v) {
-    v("value1", r.value1), v("list1", r.list1), v("value2", r.value2), v("value3", r.value3);
-    v("value4", r.value4), v("value5", r.value5), v("value6", r.value6), v("value7", r.value7);
-    v("value8", r.value8), v("value9", r.value9), v("value10", r.value10), v("value11", r.value11);
-    v("value12", r.value12), v("value13", r.value13), v("value14", r.value14);
-    v("value15", r.value15), v("list2", r.list2);
-    if constexpr (OneOf<R, display::VelaFixedConfig>) {
-        v("value16", r.value16), v("value17", r.value17), v("value18", r.value18);
-        v("value19", r.value19), v("value20", r.value20), v("value21", r.value21);
-        v("value22", r.value22), v("value23", r.value23), v("value24", r.value24);
-    }
-}
-
-template <OneOf<display::LutData, V1_1::LutData> R, typename V>
-void visit(R& r, V v) {
-    v("value1", r.value1), v("value2", r.value2), v("list1", r.list1), v("flag1", r.flag1);
-    v("list2", r.list2), v("flag2", r.flag2);
-}
-
-template <OneOf<V1_2::DisplayConfigVariableInfo_1_2> R, typename V>
-void visit(R& r, V v) {
-    v("base", r.base), v("value5", r.value5), v("list2", r.list2);
-}
-
-template <OneOf<V1_2::BufferInfo_1_2> R, typename V>
-void visit(R& r, V v) {
-    v("base", r.base), v("value7", r.value7), v("value8", r.value8), v("list2", r.list2);
-}
-
-template <OneOf<V1_2::VelaFixedConfig_1_2> R, typename V>
-void visit(R& r, V v) {
-    v("base", r.base), v("value16", r.value16), v("value17", r.value17), v("value18", r.value18);
-    v("value19", r.value19), v("value20", r.value20), v("value21", r.value21);
-    v("value22", r.value22), v("value23", r.value23), v("value24", r.value24);
-    v("list3", r.list3);
+// Calls v(name, field) for every field of the record, in order.
+template <typename R, typename V>
+void visit(R& record, V v) {
+    std::apply([&](const auto&... field) { (v(field.name, record.*field.member), ...); },
+               codec::kFields<std::remove_const_t<R>>);
 }
 
 // Calls leaf(path, field) for every number, flag and list of numbers of the record, in order.

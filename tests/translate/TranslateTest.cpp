@@ -1,8 +1,8 @@
+#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <optional>
 #include <random>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -28,12 +28,13 @@ std::optional<std::string> straight(const std::string& path) {
     return path;
 }
 
-Road dropping(std::set<std::string> names) {
+// A name with a dot is that field wherever the record that has it is found.
+Road dropping(const std::vector<std::string>& names) {
     return [names](const std::string& path) {
-        // The leading "layers[i]." is no part of the name.
-        const size_t layer = path.find("].");
-        const std::string name = layer == std::string::npos ? path : path.substr(layer + 2);
-        return names.contains(name) ? std::nullopt : std::optional(path);
+        const bool isDropped = std::ranges::any_of(names, [&](const std::string& name) {
+            return path == name || (name.find('.') != name.npos && path.ends_with("." + name));
+        });
+        return isDropped ? std::nullopt : std::optional(path);
     };
 }
 
@@ -45,11 +46,9 @@ Road merging(const std::string& list, const std::string& into) {
     };
 }
 
-enum class Lists { kAppended, kReplaced };
-
 // The output that translating `in` into `before` has to give, seen field by field: `shape` has the
 // output's fields, its contents do not matter.
-Flat expected(const Flat& in, const Flat& before, const Flat& shape, Lists lists,
+Flat expected(const Flat& in, const Flat& before, const Flat& shape, bool appends,
               const Road& road) {
     Flat result;
     for (const auto& [path, datum] : shape) {
@@ -57,7 +56,7 @@ Flat expected(const Flat& in, const Flat& before, const Flat& shape, Lists lists
                       datum.bits};
         const auto held = before.find(path);
         result[path] = held == before.end() ? initial : held->second;
-        if (datum.isList && lists == Lists::kReplaced) result[path].elements.clear();
+        if (datum.isList && !appends) result[path].elements.clear();
     }
     const auto arrive = [&](const Datum& datum, Datum* out) {
         if (!out->isList) out->elements.clear();
@@ -76,9 +75,34 @@ Flat expected(const Flat& in, const Flat& before, const Flat& shape, Lists lists
 // Both directions name the function alike; this picks the one that fits the records.
 constexpr auto kTranslate = [](const auto& in, auto* out) { return translate(in, out); };
 
+// How many fields are known of the record and of those within it.
+template <typename R>
+long known(const R& record) {
+    long count = 0;
+    visit(record, [&](const char*, const auto& field) {
+        ++count;
+        if constexpr (codec::Record<std::remove_cvref_t<decltype(field)>>) count += known(field);
+    });
+    return count;
+}
+
+template <typename R>
+void checkComplete(const R& record) {
+    if constexpr (requires { record.toString(); }) {
+        const std::string text = record.toString();
+        EXPECT_EQ(std::count(text.begin(), text.end(), ':'), known(record)) << text;
+    }
+}
+
 template <typename In, typename Out>
-void check(Lists lists, const Road& road = straight) {
+void check(const Road& road = straight) {
+    // Towards the interface lists are appended to what is there.
+    constexpr bool kAppends = requires(const Out& out) {
+        out.toString();
+    };
     SCOPED_TRACE(std::string("to ") + testing::internal::GetTypeName<Out>());
+    checkComplete(In());
+    checkComplete(Out());
     for (uint32_t seed = 0; seed < kSeeds; ++seed) {
         SCOPED_TRACE(seed);
         std::mt19937 generator(seed);
@@ -88,54 +112,51 @@ void check(Lists lists, const Road& road = straight) {
         Out fresh;
         ASSERT_TRUE(kTranslate(in, &fresh));
         const Flat flatFresh = flatten(fresh);
-        ASSERT_EQ(expected(flatIn, {}, flatFresh, lists, road), flatFresh);
+        ASSERT_EQ(expected(flatIn, {}, flatFresh, kAppends, road), flatFresh);
 
         // An output that already holds something.
         Out held = randomRecord<Out>(generator);
         const Flat before = flatten(held);
         ASSERT_TRUE(kTranslate(in, &held));
-        ASSERT_EQ(expected(flatIn, before, flatFresh, lists, road), flatten(held));
+        ASSERT_EQ(expected(flatIn, before, flatFresh, kAppends, road), flatten(held));
     }
 }
 
 TEST(HidlToAidlTest, EveryFieldArrives) {
     const auto value2Dropped = dropping({"value2"});
     const auto nestedValue2Dropped = dropping({"layerBuffer.value2"});
-    check<V1_1::DisplayConfigVariableInfo, display::DisplayConfigVariableInfo>(Lists::kAppended);
-    check<V1_1::HwcRect, display::HwcRect>(Lists::kAppended);
-    check<V1_1::LayerRect, display::LayerRect>(Lists::kAppended);
-    check<V1_1::LayerTransform, display::LayerTransform>(Lists::kAppended);
-    check<V1_1::ColorMetaData, display::ColorMetaData>(Lists::kAppended);
-    check<V1_1::BufferInfo, display::BufferInfo>(Lists::kAppended);
-    check<V1_1::LayerBuffer, display::LayerBuffer>(Lists::kAppended, value2Dropped);
-    check<V1_1::Layer, display::Layer>(Lists::kAppended, nestedValue2Dropped);
-    check<V1_1::LayerStack, display::LayerStack>(Lists::kAppended, nestedValue2Dropped);
-    check<V1_1::LutData, display::LutData>(Lists::kAppended);
-    check<V1_1::VelaFixedConfig, display::VelaFixedConfig>(Lists::kAppended);
+    check<V1_1::DisplayConfigVariableInfo, display::DisplayConfigVariableInfo>();
+    check<V1_1::HwcRect, display::HwcRect>();
+    check<V1_1::LayerRect, display::LayerRect>();
+    check<V1_1::LayerTransform, display::LayerTransform>();
+    check<V1_1::ColorMetaData, display::ColorMetaData>();
+    check<V1_1::BufferInfo, display::BufferInfo>();
+    check<V1_1::LayerBuffer, display::LayerBuffer>(value2Dropped);
+    check<V1_1::Layer, display::Layer>(nestedValue2Dropped);
+    check<V1_1::LayerStack, display::LayerStack>(nestedValue2Dropped);
+    check<V1_1::LutData, display::LutData>();
+    check<V1_1::VelaFixedConfig, display::VelaFixedConfig>();
     check<V1_2::DisplayConfigVariableInfo_1_2, display::DisplayConfigVariableInfo>(
-            Lists::kAppended, merging("list2", "list1"));
-    check<V1_2::BufferInfo_1_2, display::BufferInfo>(Lists::kAppended, merging("list2", "list1"));
-    check<V1_2::VelaFixedConfig_1_2, display::VelaFixedConfig>(Lists::kAppended,
-                                                               merging("list3", "list2"));
+            merging("list2", "list1"));
+    check<V1_2::BufferInfo_1_2, display::BufferInfo>(merging("list2", "list1"));
+    check<V1_2::VelaFixedConfig_1_2, display::VelaFixedConfig>(merging("list3", "list2"));
 }
 
 TEST(AidlToHidlTest, EveryFieldArrives) {
     const auto bufferExtension = dropping({"value7", "value8"});
     const auto nestedExtension = dropping({"bufferInfo.value7", "bufferInfo.value8"});
-    const auto layerExtension =
-            dropping({"layerBuffer.bufferInfo.value7", "layerBuffer.bufferInfo.value8"});
     check<display::DisplayConfigVariableInfo, V1_1::DisplayConfigVariableInfo>(
-            Lists::kReplaced, dropping({"value5"}));
-    check<display::LayerRect, V1_1::LayerRect>(Lists::kReplaced);
-    check<display::LayerTransform, V1_1::LayerTransform>(Lists::kReplaced);
-    check<display::ColorMetaData, V1_1::ColorMetaData>(Lists::kReplaced);
-    check<display::BufferInfo, V1_1::BufferInfo>(Lists::kReplaced, bufferExtension);
-    check<display::LayerBuffer, V1_1::LayerBuffer>(Lists::kReplaced, nestedExtension);
-    check<display::Layer, V1_1::Layer>(Lists::kReplaced, layerExtension);
-    check<display::LayerStack, V1_1::LayerStack>(Lists::kReplaced, layerExtension);
+            dropping({"value5"}));
+    check<display::LayerRect, V1_1::LayerRect>();
+    check<display::LayerTransform, V1_1::LayerTransform>();
+    check<display::ColorMetaData, V1_1::ColorMetaData>();
+    check<display::BufferInfo, V1_1::BufferInfo>(bufferExtension);
+    check<display::LayerBuffer, V1_1::LayerBuffer>(nestedExtension);
+    check<display::Layer, V1_1::Layer>(nestedExtension);
+    check<display::LayerStack, V1_1::LayerStack>(nestedExtension);
     check<display::VelaFixedConfig, V1_1::VelaFixedConfig>(
-            Lists::kReplaced, dropping({"value16", "value17", "value18", "value19", "value20",
-                                        "value21", "value22", "value23", "value24"}));
+            dropping({"value16", "value17", "value18", "value19", "value20", "value21", "value22",
+                      "value23", "value24"}));
 }
 
 // The interface's records carry no native handle. Layers that a shorter stack keeps are kept by
