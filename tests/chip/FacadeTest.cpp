@@ -70,7 +70,7 @@ class FacadeTest : public ::testing::Test {
 /// Becomes whatever a function answers.
 struct Anything {
     template <typename T>
-    operator T() const {
+    operator T() const {  // NOLINT(google-explicit-constructor): std::function converts implicitly
         return T();
     }
 };
