@@ -1,6 +1,7 @@
 #include <dlfcn.h>
 #include <pthread.h>
 #include <signal.h>
+#include <sys/resource.h>
 
 #include <chrono>
 #include <cstdint>
@@ -92,6 +93,15 @@ int publish(const std::string& library) {
         return fail(library + ": " + kEntry + " returned " + std::to_string(result));
     }
     return 0;
+}
+
+/** A service has many clients, each with connections of its own: allows all that the system does.
+ */
+void allowManyDescriptors() {
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
+    limit.rlim_cur = limit.rlim_max;
+    setrlimit(RLIMIT_NOFILE, &limit);
 }
 
 /** Blocks SIGINT and SIGTERM here and in every thread started from now on. */
@@ -213,6 +223,7 @@ int serve(const Options& options) {
     if (AServiceManager_addService(host->asBinder().get(), hostName.c_str()) != EX_NONE) {
         return fail("cannot publish " + hostName);
     }
+    allowManyDescriptors();
     ABinderProcess_startThreadPool();
     std::cout << "velahost: serving " << kInstance << std::endl;
 

@@ -357,18 +357,5 @@ TEST_F(CallTest, OnewayCallsTakeTheirDescriptorsAlongWhenTheyHaveToWait) {
             eventually([&] { return mPeer->openDescriptors(&count).isOk() && count == theirs; }));
 }
 
-TEST_F(CallTest, LocalCallsRunOnTheCallersThread) {
-    const auto local = ndk::SharedRefBase::make<TestPeer>();
-    const std::shared_ptr<ITestPeer> same = ITestPeer::fromBinder(local->asBinder());
-    EXPECT_EQ(same, local);
-    const ndk::SpAIBinder kept = local->asBinder();
-    AIBinder* const binder = kept.get();
-    ndk::ScopedAParcel in;
-    ndk::ScopedAParcel out;
-    ASSERT_EQ(AIBinder_prepareTransaction(binder, in.getR()), STATUS_OK);
-    EXPECT_EQ(AIBinder_transact(binder, LAST_CALL_TRANSACTION, in.getR(), out.getR(), 0),
-              STATUS_UNKNOWN_TRANSACTION);
-}
-
 }  // namespace
 }  // namespace platformtest

@@ -271,10 +271,5 @@ TEST_F(DeathTest, CallInProgressFails) {
     EXPECT_EQ(status, STATUS_DEAD_OBJECT);
 }
 
-TEST_F(DeathTest, CallThatEndsTheCalleeFails) {
-    EXPECT_EQ(mPeer->die().getStatus(), STATUS_DEAD_OBJECT);
-    EXPECT_EQ(mPeer->post(1).getStatus(), STATUS_DEAD_OBJECT);
-}
-
 }  // namespace
 }  // namespace platformtest

@@ -86,24 +86,6 @@ TEST_F(IdentityTest, RemoteReferencesKeepAnObjectAlive) {
     EXPECT_TRUE(eventually([&] { return TestPeer::live() == mLive; }));
 }
 
-TEST_F(IdentityTest, SameObjectComesAndGoesManyTimesAtOnce) {
-    const auto local = ndk::SharedRefBase::make<TestPeer>();
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i) {
-        threads.emplace_back([&] {
-            for (int j = 0; j < 200; ++j) {
-                std::shared_ptr<ITestPeer> returned;
-                EXPECT_TRUE(mPeer->keep(local).isOk());
-                EXPECT_TRUE(mPeer->kept(&returned).isOk());
-                EXPECT_TRUE(returned == nullptr || returned == local);
-                EXPECT_TRUE(mPeer->keep(nullptr).isOk());
-            }
-        });
-    }
-    for (std::thread& thread : threads)
-        thread.join();
-}
-
 TEST_F(IdentityTest, OnewayCallArrivesThoughItsProxyIsGone) {
     constexpr int kObjects = 200;
     for (int i = 0; i < kObjects; ++i) {

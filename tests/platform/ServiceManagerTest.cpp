@@ -1,8 +1,6 @@
 #include <atomic>
-#include <condition_variable>
 #include <cstdlib>
 #include <filesystem>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -169,37 +167,21 @@ TEST_F(ServiceManagerTest, NamesAreListed) {
 }
 
 TEST_F(ServiceManagerTest, RegistrationsAreNotified) {
-    struct Seen {
-        std::mutex lock;
-        std::condition_variable changed;
-        std::vector<AIBinder*> binders;
-
-        static void add(const char* instance, AIBinder* binder, void* cookie) {
-            EXPECT_STREQ(instance, "notified");
-            auto& self = *static_cast<Seen*>(cookie);
-            const std::lock_guard guard(self.lock);
-            self.binders.push_back(binder);
-            self.changed.notify_all();
-        }
-        bool await(size_t count) {
-            std::unique_lock guard(lock);
-            return changed.wait_for(guard, std::chrono::seconds(30),
-                                    [&] { return binders.size() >= count; });
-        }
+    static std::atomic<AIBinder*> seen{nullptr};
+    const auto note = [](const char* instance, AIBinder* binder, void* cookie) {
+        EXPECT_STREQ(instance, static_cast<const char*>(cookie));
+        seen = binder;
     };
-    Seen seen;
+    static char name[] = "notified";
+    EXPECT_EQ(AServiceManager_registerForServiceNotifications("no name", note, name), nullptr);
+    EXPECT_EQ(AServiceManager_registerForServiceNotifications(name, nullptr, name), nullptr);
+    auto* const registration = AServiceManager_registerForServiceNotifications(name, note, name);
     const ndk::SpAIBinder other = ndk::SharedRefBase::make<TestPeer>()->asBinder();
-    EXPECT_EQ(AServiceManager_registerForServiceNotifications("no name", Seen::add, &seen),
-              nullptr);
-    EXPECT_EQ(AServiceManager_registerForServiceNotifications("notified", nullptr, &seen), nullptr);
-    auto* const registration =
-            AServiceManager_registerForServiceNotifications("notified", Seen::add, &seen);
-    ASSERT_EQ(AServiceManager_addService(mBinder.get(), "notified"), EX_NONE);
-    ASSERT_TRUE(seen.await(1));
-    ASSERT_EQ(AServiceManager_addService(other.get(), "notified"), EX_NONE);
-    ASSERT_TRUE(seen.await(2));
+    for (const ndk::SpAIBinder& binder : {mBinder, other}) {
+        ASSERT_EQ(AServiceManager_addService(binder.get(), name), EX_NONE);
+        EXPECT_TRUE(eventually([&] { return seen == binder.get(); }));
+    }
     AServiceManager_NotificationRegistration_delete(registration);
-    EXPECT_THAT(seen.binders, testing::ElementsAre(mBinder.get(), other.get()));
 }
 
 TEST_F(ServiceManagerTest, PolledCommandsAreServedTurnByTurn) {

@@ -89,16 +89,6 @@ TEST(Status, CrossesAParcelUnlessTheTransactionFailed) {
     }
 }
 
-TEST(Status, MessageThatIsNoTextDoesNotCostTheException) {
-    const ScopedAStatus written = ScopedAStatus::fromServiceSpecificErrorWithMessage(3, "a\xff");
-    const ScopedAParcel parcel(AParcel_create());
-    ASSERT_EQ(AParcel_writeStatusHeader(parcel.get(), written.get()), STATUS_OK);
-    AParcel_setDataPosition(parcel.get(), 0);
-    ScopedAStatus read;
-    ASSERT_EQ(AParcel_readStatusHeader(parcel.get(), read.getR()), STATUS_OK);
-    EXPECT_EQ(read.getServiceSpecificError(), 3);
-}
-
 TEST(Status, ForeignExceptionFromAPeerIsAFailedTransaction) {
     const ScopedAParcel parcel = parcelOf({-1000, 0, 0 /*the message*/, 0});
     ScopedAStatus read;

@@ -175,10 +175,6 @@ ScopedAStatus TestPeer::hang() {
         pause();
 }
 
-ScopedAStatus TestPeer::die() {
-    _exit(0);
-}
-
 void TestPeer::posted(int32_t number) {
     std::unique_lock lock(mLock);
     while (mHolding)

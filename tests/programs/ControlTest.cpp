@@ -139,15 +139,4 @@ TEST_F(ControlTest, SaysThatNoServiceAnswers) {
     EXPECT_EQ(velactl({"list"}).code, 0);
 }
 
-TEST_F(ControlTest, FindsARestartedHost) {
-    auto host = startHost();
-    ASSERT_NE(host, nullptr);
-    EXPECT_EQ(answer({"vela", "velaConfigureSet", "7", "[1]"}), 0);
-    EXPECT_EQ(stop(host.get(), SIGKILL), -SIGKILL);
-    EXPECT_EQ(velactl({"info"}).code, 3);
-    host = startHost();
-    ASSERT_NE(host, nullptr);
-    EXPECT_EQ(answer({"info"})["alive"], true);
-}
-
 }  // namespace

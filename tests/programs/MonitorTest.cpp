@@ -47,15 +47,6 @@ TEST_F(MonitorTest, AnswersAsSoftClient) {
     EXPECT_THAT(batch("soft-get 11 12; wait; last"), HasSubstr("-> -1 []"));
 }
 
-TEST_F(MonitorTest, RefusesAsSoftClient) {
-    const auto host = startHost();
-    ASSERT_NE(host, nullptr);
-    const auto monitor = startMonitor({"--soft", "--soft-error", "-11"});
-    ASSERT_NE(monitor, nullptr);
-    EXPECT_THAT(batch("soft-get 1 2; wait; last"), HasSubstr("-11"));
-    EXPECT_EQ(nextJson(monitor.get())["error"], -11);
-}
-
 TEST_F(MonitorTest, AnswersAsCompositor) {
     const auto host = startHost();
     ASSERT_NE(host, nullptr);

@@ -33,8 +33,6 @@ interface ITestPeer {
     void meet(int callers);
     /** Posts, so that its beginning can be awaited, and does not return. */
     void hang();
-    /** Ends the process. */
-    void die();
 
     oneway void post(int number);
     /** Holds up the one-way calls to this object. */
