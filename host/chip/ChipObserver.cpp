@@ -79,7 +79,7 @@ ChipFault ObservedCall::fault() {
 }
 
 const std::vector<ChipOperation>& chipOperations() {
-    static const std::vector<ChipOperation> operations{
+    static const auto& operations = *new std::vector<ChipOperation>{
             operation("initialize", &Chip::initialize),
             operation("initSoftVela", &Chip::initSoftVela),
             operation("velaConfigureGet", &Chip::velaConfigureGet),

@@ -87,19 +87,21 @@ std::vector<CallableOperation<IVelaComposerClient>> makeComposerOperations() {
 
 }  // namespace
 
+// These are never destroyed: callbacks may come while the process ends.
+
 const std::vector<CallableOperation<IVela>>& velaOperations() {
-    static const auto operations = makeVelaOperations();
+    static const auto& operations = *new auto(makeVelaOperations());
     return operations;
 }
 
 const std::vector<CallableOperation<IVelaComposerClient>>& composerOperations() {
-    static const auto operations = makeComposerOperations();
+    static const auto& operations = *new auto(makeComposerOperations());
     return operations;
 }
 
 const std::vector<CallableOperation<IVelaCallback>>& callbackOperations() {
     using I = IVelaCallback;
-    static const std::vector<CallableOperation<I>> operations{
+    static const auto& operations = *new std::vector<CallableOperation<I>>{
             op("onFeatureChanged", &I::onFeatureChanged, "feature", "values"),
     };
     return operations;
@@ -107,7 +109,7 @@ const std::vector<CallableOperation<IVelaCallback>>& callbackOperations() {
 
 const std::vector<CallableOperation<ISoftVelaClient>>& softClientOperations() {
     using I = ISoftVelaClient;
-    static const std::vector<CallableOperation<I>> operations{
+    static const auto& operations = *new std::vector<CallableOperation<I>>{
             op("setConfig", &I::setConfig, "id", "config", "values"),
             op("getConfig", &I::getConfig, "id", "config", "values"),
     };
@@ -116,7 +118,7 @@ const std::vector<CallableOperation<ISoftVelaClient>>& softClientOperations() {
 
 const std::vector<CallableOperation<IVelaComposerCallback>>& composerCallbackOperations() {
     using I = IVelaComposerCallback;
-    static const std::vector<CallableOperation<I>> operations{
+    static const auto& operations = *new std::vector<CallableOperation<I>>{
             op("onConfigChanged", &I::onConfigChanged, "display", "config", "values"),
             op("onRefreshRequested", &I::onRefreshRequested, "display"),
             op("onDisplayPowerChanged", &I::onDisplayPowerChanged, "display", "mode"),
@@ -134,7 +136,7 @@ const Interface* findInterface(const std::string& descriptor) {
             list.push_back(&operation);
         return Interface{.name = name, .isCallback = isClient, .operations = std::move(list)};
     };
-    static const std::map<std::string, Interface> interfaces{
+    static const auto& interfaces = *new std::map<std::string, Interface>{
             {IVela::descriptor, table("vela", false, velaOperations())},
             {IVelaComposerClient::descriptor, table("composer", false, composerOperations())},
             {IVelaCallback::descriptor, table("callback", true, callbackOperations())},

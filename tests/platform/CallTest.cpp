@@ -46,15 +46,6 @@ TEST_F(CallTest, ValuesSurviveBothWays) {
     EXPECT_THAT(numbers, ElementsAre(-1, 2));
 }
 
-TEST_F(CallTest, ExceptionsCross) {
-    const ndk::ScopedAStatus refused = mPeer->fail(0);
-    EXPECT_EQ(refused.getServiceSpecificError(), ITestPeer::ERROR_REFUSED);
-    EXPECT_STREQ(refused.getMessage(), "refused");
-    const ndk::ScopedAStatus illegal = mPeer->fail(1);
-    EXPECT_EQ(illegal.getExceptionCode(), EX_ILLEGAL_ARGUMENT);
-    EXPECT_STREQ(illegal.getMessage(), "illegal");
-}
-
 TEST_F(CallTest, DescriptorsAreTheSameFileAndCloseOnExec) {
     const ndk::ScopedFileDescriptor sent(memfd_create("sent", MFD_CLOEXEC));
     ndk::ScopedFileDescriptor received;
@@ -256,24 +247,6 @@ TEST_F(CallTest, ConcurrentCallsRunInParallel) {
     EXPECT_EQ(succeeded, kCallers);
     // Nor do they stay connected for ever.
     EXPECT_TRUE(eventually([&] { return harness::openDescriptors() < before + kCallers / 2; }));
-}
-
-TEST_F(CallTest, ManyThreadsCallAndAreCalledBack) {
-    std::vector<std::thread> threads;
-    std::atomic<int> calls{0};
-    for (int i = 0; i < 8; ++i) {
-        threads.emplace_back([&] {
-            const auto local = ndk::SharedRefBase::make<TestPeer>();
-            for (int j = 0; j < 50; ++j) {
-                int32_t nested = 0;
-                EXPECT_TRUE(local->descend(mPeer, 3, &nested).isOk());
-                calls += nested;
-            }
-        });
-    }
-    for (std::thread& thread : threads)
-        thread.join();
-    EXPECT_EQ(calls, 8 * 50 * 4);
 }
 
 TEST_F(CallTest, OnewayCallsKeepTheirOrderAndLoseTheirErrors) {

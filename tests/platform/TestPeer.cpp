@@ -93,11 +93,6 @@ ScopedAStatus TestPeer::swallow(const std::vector<uint8_t>& bytes, int32_t* resu
     return ScopedAStatus::ok();
 }
 
-ScopedAStatus TestPeer::fail(int32_t how) {
-    return how == 0 ? ScopedAStatus::fromServiceSpecificErrorWithMessage(ERROR_REFUSED, "refused")
-                    : ScopedAStatus::fromExceptionCodeWithMessage(EX_ILLEGAL_ARGUMENT, "illegal");
-}
-
 ScopedAStatus TestPeer::isYou(const ndk::SpAIBinder& binder, bool* result) {
     *result = binder.get() == asBinder().get() && !AIBinder_isRemote(binder.get());
     return ScopedAStatus::ok();
@@ -228,7 +223,7 @@ ScopedAStatus TestPeer::postDescriptors(const std::vector<ndk::ScopedFileDescrip
 
 ScopedAStatus TestPeer::postFailure() {
     posted(0);
-    return ScopedAStatus::fromServiceSpecificError(ERROR_REFUSED);
+    return ScopedAStatus::fromServiceSpecificError(42);
 }
 
 ScopedAStatus TestPeer::postPeer(const std::shared_ptr<ITestPeer>& peer) {

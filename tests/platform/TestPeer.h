@@ -36,7 +36,6 @@ class TestPeer : public ::aidl::platformtest::BnTestPeer {
                                        std::vector<ndk::ScopedFileDescriptor>* result) override;
     ndk::ScopedAStatus bytes(int32_t size, std::vector<uint8_t>* result) override;
     ndk::ScopedAStatus swallow(const std::vector<uint8_t>& bytes, int32_t* result) override;
-    ndk::ScopedAStatus fail(int32_t how) override;
 
     ndk::ScopedAStatus isYou(const ndk::SpAIBinder& binder, bool* result) override;
     ndk::ScopedAStatus echoBinder(const ndk::SpAIBinder& binder, ndk::SpAIBinder* result) override;

@@ -5,15 +5,11 @@ import platformtest.Sample;
 /** An object of a test process that does what tests ask of it. */
 @VintfStability
 interface ITestPeer {
-    const int ERROR_REFUSED = 42;
-
     Sample echo(in Sample sample, out Sample copy, inout int[] numbers);
     ParcelFileDescriptor echoDescriptor(in ParcelFileDescriptor descriptor);
     ParcelFileDescriptor[] echoDescriptors(in ParcelFileDescriptor[] descriptors);
     byte[] bytes(int size);
     int swallow(in byte[] bytes);
-    /** Fails with exception 0: service-specific ERROR_REFUSED, 1: illegal argument. */
-    void fail(int how);
 
     /** True when the binder is the object itself. */
     boolean isYou(IBinder binder);
