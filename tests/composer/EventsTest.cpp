@@ -274,7 +274,6 @@ TEST_F(EventsTest, MixWithRegistrationsNotificationsAndTheEnd) {
         const auto callback = ndk::SharedRefBase::make<testing::NiceMock<MockComposerCallback>>();
         EXPECT_EQ("ok", told(mClient->registerCallback(callback)));
         if (i % 10 == 9) mClient->handleAidlDeath();
-        if (i % 50 == 49) mClient = makeClient(mService);
     }
     awaitEvents(3);
     mClient.reset();
