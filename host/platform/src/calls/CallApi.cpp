@@ -56,7 +56,7 @@ binder_status_t AIBinder_prepareTransaction(AIBinder* binder, AParcel** in) {
         binder::log(ANDROID_LOG_ERROR, "A class must be associated before a binder is called");
         return STATUS_INVALID_OPERATION;
     }
-    auto parcel = std::make_unique_for_overwrite<AParcel>();
+    auto parcel = std::make_unique<AParcel>();
     parcel->setTarget(binder);
     if (clazz->hasTokenHeader) {
         const binder_status_t status = parcel->writeInterfaceToken(clazz->descriptor.c_str());

@@ -48,7 +48,8 @@ uint64_t Exports::newIdLocked() {
 
 StrongBinder Exports::takeUnheldLocked(Entries::iterator entry) {
     const auto holds = [](const auto& holder) { return holder.second.holds(); };
-    if (entry->second.isPermanent || std::ranges::any_of(entry->second.holders, holds)) {
+    const auto& holders = entry->second.holders;
+    if (entry->second.isPermanent || std::any_of(holders.begin(), holders.end(), holds)) {
         return nullptr;
     }
     StrongBinder object = std::move(entry->second.object);

@@ -84,7 +84,7 @@ binder_status_t callRemotely(Proxy& proxy, transaction_code_t code, const AParce
     header.object = proxy.id();
 
     if ((flags & FLAG_ONEWAY) != 0) {
-        *out = std::make_unique_for_overwrite<AParcel>();
+        *out = std::make_unique<AParcel>();
         return callOneway(*peers, proxy, packed);
     }
     header.kind = MessageKind::kCall;
@@ -111,7 +111,7 @@ binder_status_t callRemotely(Proxy& proxy, transaction_code_t code, const AParce
 binder_status_t transact(AIBinder& binder, transaction_code_t code, const AParcel& in,
                          binder_flags_t flags, std::unique_ptr<AParcel>* out) {
     if (LocalObject* const local = localOf(&binder); local != nullptr) {
-        *out = std::make_unique_for_overwrite<AParcel>();
+        *out = std::make_unique<AParcel>();
         return serveLocally(*local, code, in, out->get());
     }
     const auto provided = static_cast<uint32_t>(binder.stability());

@@ -32,7 +32,7 @@ struct AParcel {
     /** What a parcel holds without an allocation of its own. */
     static constexpr size_t kInlineSize = 256;
 
-    AParcel() = default;
+    AParcel() {}  // were it defaulted, make_unique() would fill the buffer with zeros
     ~AParcel();
     AParcel(const AParcel&) = delete;
     AParcel& operator=(const AParcel&) = delete;

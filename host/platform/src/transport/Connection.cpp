@@ -147,7 +147,7 @@ const char* Connection::startBody(std::span<const uint8_t> ahead) {
     if (ahead.size() > dataSize + tableSize) return "bytes behind a message";
     message.table.resize(tableSize);
     if (mKind != ConnectionKind::kControl) {
-        message.parcel = std::make_unique_for_overwrite<AParcel>();
+        message.parcel = std::make_unique<AParcel>();
         mData = message.parcel->resetForReceive(dataSize);
         if (mData == nullptr) return "no memory for a message";
         std::copy_n(ahead.data(), std::min(ahead.size(), dataSize), mData);
