@@ -168,9 +168,10 @@ inline Bytes lookupOf(const char* name) {
 
 /** Connections to a process without anything of the library's on this side. */
 struct Raw {
-    explicit Raw(const std::filesystem::path& path)
-        : control(connectRaw(path)), call(connectRaw(path)) {
+    explicit Raw(const std::filesystem::path& path) : control(connectRaw(path)) {
+        // A process makes no other connection before it has introduced itself over this one.
         sendBytes(control, helloOf(ConnectionKind::kControl, claimedName()));
+        call = connectRaw(path);
         sendBytes(call, helloOf(ConnectionKind::kCall, claimedName()));
     }
     /** The name can be claimed again once the process has forgotten it. */
