@@ -199,7 +199,7 @@ TEST_F(HostileTest, ControlMessagesUpsetNobodysCounts) {
     }
     int64_t after = 0;
     ASSERT_TRUE(mPeer->heapBytes(&after).isOk());
-    EXPECT_LT(after - heap, 64 * 1024);
+    EXPECT_LT(after - heap, 512 * 1024);
     // The object goes when those have let go of it who really had it.
     ASSERT_TRUE(mPeer->keep(nullptr).isOk());
     created.reset();
@@ -212,9 +212,10 @@ TEST_F(HostileTest, ReferencesThatNobodyTakesOrReturnsTakeNoRoom) {
     const Raw manager(socketOf(getpid()));
     ASSERT_TRUE(lookUp(manager, "target").has_value());
     const int64_t before = heap();
-    for (int i = 0; i < 5000; ++i)
+    for (int i = 0; i < 10'000; ++i)
         ASSERT_TRUE(lookUp(manager, "target").has_value());
-    EXPECT_LT(heap() - before, 64 * 1024);
+    // Less than each would take by itself; other threads of this process allocate, too.
+    EXPECT_LT(heap() - before, 512 * 1024);
 }
 
 TEST_F(HostileTest, ObjectsThatOneWasNotGivenAreDead) {

@@ -115,6 +115,12 @@ void Greeter::greetAll() {
 
 void Greeter::accept() {
     for (;;) {
+        // Another thread may have taken its place for a moment: it comes before any connection.
+        if (mSpare < 0) mSpare.reset(open("/dev/null", O_RDONLY | O_CLOEXEC));
+        if (mSpare < 0) {
+            pause();
+            return;
+        }
         unique_fd socket(accept4(mSelf.listener(), nullptr, nullptr, SOCK_CLOEXEC));
         if (socket < 0) {
             if (errno == EINTR || errno == ECONNABORTED) continue;
@@ -139,8 +145,6 @@ bool Greeter::refuseOne() {
     mSpare.reset();
     unique_fd refused(accept4(mSelf.listener(), nullptr, nullptr, SOCK_CLOEXEC));
     const int error = refused < 0 ? errno : 0;
-    refused.reset();
-    mSpare.reset(open("/dev/null", O_RDONLY | O_CLOEXEC));
     if (error != 0) {
         if (error != EAGAIN) pause();
         return false;
