@@ -210,6 +210,8 @@ class Replay {
         for (Difference& difference : mEvents->takeDifferences())
             mDifferences.push_back(std::move(difference));
         for (std::string& event : mEvents->takeUnexpected()) {
+            // Its line may be among those that were lost.
+            if (mRecording.cut) continue;
             mDifferences.push_back({.line = call.line,
                                     .what = std::move(event),
                                     .field = "event",
