@@ -76,9 +76,9 @@ binder_status_t AIBinder_ping(AIBinder* binder);
 binder_status_t AIBinder_dump(AIBinder* binder, int fd, const char** args, uint32_t numArgs);
 
 /**
- * Makes the remote object's use conform to clazz, or tests that it does. True when the object has
- * this very class afterwards; false for null, for another descriptor, and for an object that has
- * another class of the same descriptor.
+ * Makes the remote object's use conform to clazz, or tests that it does; the first time its process
+ * is asked for the descriptor, and waited for. False for null, for another descriptor, when the
+ * process is dead by then, and for a local object of another class of the same descriptor.
  */
 bool AIBinder_associateClass(AIBinder* binder, const AIBinder_Class* clazz);
 /** Null when no class is associated, and for null. */
@@ -116,10 +116,17 @@ typedef void (*AIBinder_DeathRecipient_onBinderUnlinked)(void* cookie);
 /** Null for null. */
 __attribute__((warn_unused_result)) AIBinder_DeathRecipient* AIBinder_DeathRecipient_new(
         AIBinder_DeathRecipient_onBinderDied onBinderDied);
-/** Called once for each link that ends, however it ends: the place to free the cookie. */
+/**
+ * Called once for each call of AIBinder_linkToDeath with a binder, when nothing can use its cookie
+ * any more, also where linking fails: the place to free the cookie. To be set before the first
+ * link.
+ */
 void AIBinder_DeathRecipient_setOnUnlinked(AIBinder_DeathRecipient* recipient,
                                            AIBinder_DeathRecipient_onBinderUnlinked onUnlinked);
-/** Ends the recipient's links. Null is allowed; allowed within its own notification. */
+/**
+ * The recipient is notified no more; its links end when they would have. Null is allowed; allowed
+ * within its own notification.
+ */
 void AIBinder_DeathRecipient_delete(AIBinder_DeathRecipient* recipient);
 
 /**
