@@ -12,6 +12,9 @@ if(NOT EXISTS ${AIDL})
         "or name one with AIDL=/path/to/aidl")
 endif()
 
+# All that is generated: what a checker needs that reads code without building it.
+add_custom_target(interface_headers)
+
 # aidl_library(NAME ROOT <dir> [TRACE] [IMPORTS <dir>...] [VERSION <n> HASH <hash>] [LIBS <lib>...]
 #     FILES <file>...)
 #
@@ -46,9 +49,11 @@ function(aidl_library name)
         COMMENT "Compiling the interfaces of ${name}"
         VERBATIM)
     add_custom_target(${name}_headers DEPENDS ${headers})
+    add_dependencies(interface_headers ${name}_headers)
     add_library(${name} STATIC ${sources})
     add_dependencies(${name} ${name}_headers)
     target_compile_options(${name} PRIVATE -w)
+    set_target_properties(${name} PROPERTIES UNITY_BUILD OFF)
     # As a device's build has it: the objects say that their interface is frozen.
     target_compile_definitions(${name} PUBLIC BINDER_STABILITY_SUPPORT)
     target_include_directories(${name} SYSTEM PUBLIC ${out}/include)

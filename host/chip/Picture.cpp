@@ -82,7 +82,7 @@ std::string label(double x, double y, const std::string& styles, const std::stri
            content + "</text>\n";
 }
 
-std::string rectText(const hwc_rect& rect) {
+std::string placeText(const hwc_rect& rect) {
     return std::to_string(rect.left) + "," + std::to_string(rect.top) + " " +
            std::to_string(int64_t{rect.right} - rect.left) + "x" +
            std::to_string(int64_t{rect.bottom} - rect.top);
@@ -210,7 +210,7 @@ void drawList(std::ostream& out, const std::vector<Shown>& layers, double x) {
                              compositionName(layer.composition) + "  ·  transform " +
                              transformName(layer.transform))
             << label(x + 24, y + 48, "soft",
-                     "frame " + rectText(layer.frame) + "  ·  crop " + rectText(layer.crop) +
+                     "frame " + placeText(layer.frame) + "  ·  crop " + placeText(layer.crop) +
                              "  ·  buffer " +
                              (layer.buffer ? std::to_string(*layer.buffer) : "none"));
         if (!it->change.empty()) out << label(x + 170, y + 14, "mark", it->change);

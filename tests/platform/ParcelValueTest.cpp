@@ -25,14 +25,14 @@ enum class Small : int8_t { kMinus = -1, kOne = 1 };
 enum class Wide : int64_t { kHuge = INT64_MIN };
 
 template <typename T>
-concept Nullable = requires(const T& value) {
+concept Optional = requires(const T& value) {
     value.has_value();
 };
 template <typename T>
 binder_status_t write(AParcel* parcel, const T& value) {
     return ndk::AParcel_writeData(parcel, value);
 }
-template <Nullable T>
+template <Optional T>
 binder_status_t write(AParcel* parcel, const T& value) {
     return ndk::AParcel_writeNullableData(parcel, value);
 }
@@ -40,7 +40,7 @@ template <typename T>
 binder_status_t read(const AParcel* parcel, T* value) {
     return ndk::AParcel_readData(parcel, value);
 }
-template <Nullable T>
+template <Optional T>
 binder_status_t read(const AParcel* parcel, T* value) {
     return ndk::AParcel_readNullableData(parcel, value);
 }

@@ -56,7 +56,8 @@ class SpAIBinder {
 
   private:
     // Volatile, so that the holder is really read again after the release and not assumed
-    // unchanged.
+    // unchanged. It is compared then, not followed.
+    // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDelete)
     AIBinder* peek() const { return *const_cast<AIBinder* const volatile*>(&mBinder); }
 
     AIBinder* mBinder = nullptr;

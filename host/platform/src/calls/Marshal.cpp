@@ -11,8 +11,6 @@
 namespace binder {
 namespace {
 
-constexpr size_t kOffsetSize = sizeof(uint64_t);
-
 bool isCounted(const Proxy& proxy) {
     return proxy.id() != kServiceManagerObject;
 }

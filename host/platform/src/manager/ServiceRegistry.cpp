@@ -68,6 +68,8 @@ binder_exception_t Registry::add(const std::string& name, const ndk::SpAIBinder&
         if (AIBinder_isRemote(binder.get())) {
             link = new Link{this, name};
             if (AIBinder_linkToDeath(binder.get(), mRecipient.get(), link) != STATUS_OK) {
+                // The link went with what the recipient does on unlinking.
+                // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDeleteLeaks)
                 return EX_ILLEGAL_STATE;
             }
         }

@@ -8,7 +8,6 @@ namespace binder {
 namespace {
 
 constexpr size_t kHexDigits = 16;
-constexpr size_t kOffsetSize = sizeof(uint64_t);
 
 struct RecordHeader {
     uint32_t kind;

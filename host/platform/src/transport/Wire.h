@@ -22,6 +22,8 @@
  */
 namespace binder {
 
+/** Of the offset of one object. */
+inline constexpr size_t kOffsetSize = sizeof(uint64_t);
 /** Data and object offsets of one transaction or reply, as the kernel driver limits them. */
 inline constexpr size_t kMaxTransaction = 1'040'384;
 /** The same for one one-way call: half the buffer. */
