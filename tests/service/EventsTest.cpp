@@ -6,13 +6,22 @@
 
 namespace vela::test {
 
-using aidl::vendor::lumenforge::hardware::display::VelaDefault;
+namespace display = aidl::vendor::lumenforge::hardware::display;
+using display::VelaDefault;
 
 struct LogMask {
     using Type = uint32_t VelaDefault::*;
     friend Type privateMember(LogMask);
 };
 template struct Open<LogMask, &VelaDefault::mLogMask>;
+
+template <typename Client>
+struct Registered {
+    using Type = std::map<int64_t, std::shared_ptr<Client>> VelaDefault::*;
+    friend Type privateMember(Registered);
+};
+template struct Open<Registered<display::IVelaCallback>, &VelaDefault::mCallbacks>;
+template struct Open<Registered<display::ISoftVelaClient>, &VelaDefault::mSoftClients>;
 
 }  // namespace vela::test
 
@@ -42,6 +51,14 @@ TEST_F(EventsTest, FeatureChangesReachEveryCallbackInTheOrderOfIdentifiers) {
     }
     library().featureChanged(-7, {1, INT32_MIN});
     EXPECT_THAT(order, ElementsAre(-2, 1, 3, 5, INT64_MAX));
+}
+
+TEST_F(EventsTest, EmptyEntriesArePassedOver) {
+    using vela::test::Registered;
+    ((*mService).*privateMember(Registered<IVelaCallback>()))[1] = nullptr;
+    ((*mService).*privateMember(Registered<ISoftVelaClient>()))[1] = nullptr;
+    library().featureChanged(0, {});
+    EXPECT_EQ(library().softSetConfig(1, 0, {}), -1);
 }
 
 TEST_F(EventsTest, ClientsMayRegisterFromInsideAnEvent) {
@@ -152,6 +169,8 @@ TEST_F(EventsTest, TraceLinesAreWrittenOnlyUnderTheirBit) {
                                         debugLine("[%p]getConfig", second),
                                         debugLine("[%p]getConfig - end", second)));
     EXPECT_EQ("ok", told(mService->registerCallback(1, nullptr)));
+    EXPECT_EQ("ok", told(mService->registerSoftVelaClient(1, nullptr)));
+    mService->handleAidlDeath(1, 1);
     EXPECT_THAT(log.take(), IsEmpty());
 }
 

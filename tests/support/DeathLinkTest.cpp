@@ -60,7 +60,12 @@ TEST_F(DeathLinkTest, IsItsOwnCookieAndFreedWhenBothHaveLetGo) {
         EXPECT_EQ(gNotified, 1);
         EXPECT_EQ(gRecords, 1);
         mRecord->link(mClient);
+        Record::onBinderDied(nullptr);
+        EXPECT_EQ(gNotified, 1);
+        Record* const held = mRecord.get();
         mRecord.reset();
+        held->unlink(mClient);
+        EXPECT_EQ(spy.unlinked(), 1u) << "there is nothing left to unlink with";
         EXPECT_EQ(gRecords, 1) << "the link of a deleted recipient ends with its proxy";
     }
     EXPECT_EQ(gRecords, 0);

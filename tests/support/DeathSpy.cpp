@@ -4,6 +4,7 @@
 #include <iterator>
 #include <list>
 #include <mutex>
+#include <utility>
 
 namespace vela::test {
 namespace {
@@ -25,6 +26,7 @@ struct Platform {
     size_t recipients = 0;
     size_t unlinked = 0;
     std::list<State> links;
+    std::function<void()> onNextUnlink;
 };
 Platform gPlatform;
 
@@ -96,6 +98,11 @@ std::optional<DeathSpy::Notification> DeathSpy::beginAny() {
     return std::nullopt;
 }
 
+void DeathSpy::onNextUnlink(std::function<void()> action) {
+    const std::lock_guard lock(gPlatform.lock);
+    gPlatform.onNextUnlink = std::move(action);
+}
+
 void DeathSpy::dieWithoutCookie() {
     gPlatform.links.back().functions.onDied(nullptr);
 }
@@ -153,6 +160,11 @@ binder_status_t AIBinder_linkToDeath(AIBinder* binder, AIBinder_DeathRecipient* 
 binder_status_t AIBinder_unlinkToDeath(AIBinder* binder, AIBinder_DeathRecipient* recipient,
                                        void* cookie) {
     std::unique_lock lock(gPlatform.lock);
+    if (const auto action = std::exchange(gPlatform.onNextUnlink, nullptr)) {
+        lock.unlock();
+        action();
+        lock.lock();
+    }
     const auto found = std::find(gPlatform.links.begin(), gPlatform.links.end(),
                                  vela::test::DeathLink{binder, recipient, cookie});
     if (found == gPlatform.links.end() || !found->isLinked) return STATUS_NAME_NOT_FOUND;

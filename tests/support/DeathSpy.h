@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <optional>
 #include <vector>
 
@@ -52,6 +53,8 @@ class DeathSpy {
     [[nodiscard]] std::optional<Notification> beginAny();
     [[nodiscard]] Notification begin() { return beginAny().value(); }
     void die() { begin().deliver(); }
+    /** Calls `action` once, before the next link is removed. */
+    static void onNextUnlink(std::function<void()> action);
     /** Calls the function of the latest link without a cookie. */
     void dieWithoutCookie();
 };
