@@ -1,4 +1,3 @@
-#include <atomic>
 #include <chrono>
 #include <list>
 #include <memory>
@@ -13,7 +12,6 @@ namespace load_test {
 namespace {
 
 constexpr size_t kAtOnce = 4;
-constexpr int kIds = 8;
 // With as many at once, about as long as a client takes to start and to register.
 constexpr int kLongestUs = 1500;
 
@@ -48,32 +46,23 @@ TEST_F(LoadTest, ClientsThatAreKilledAtAnyMomentLeaveNothing) {
     const int count = harness::countOr(400);
     int registered = 0;
     leaveNothing(count, [&](int cycles) {
-        // Events of a kind whose functions a new composer client leaves alone.
-        std::atomic<bool> isDone = false;
-        int events = 0;
-        mHeard.forget();
-        std::thread raiser([&] {
-            while (!isDone)
-                batch("feature " + std::to_string(++events) + "; wait");
-        });
         registered = 0;
+        mHeard.forget();
         std::list<harness::Child> clients;
-        const auto killOne = [&] {
+        for (int i = 0; i < cycles || !clients.empty(); ++i) {
+            if (i < cycles)
+                clients.emplace_back("newcomer", std::vector{std::to_string(below(8) + 1)});
+            // An event of a kind whose functions a new composer client leaves alone.
+            batch("feature " + std::to_string(i));
+            std::this_thread::sleep_for(std::chrono::microseconds(below(kLongestUs)));
+            if (clients.size() < kAtOnce && i < cycles) continue;
             const auto client = std::next(clients.begin(), below(static_cast<int>(clients.size())));
             client->kill();
             registered += client->hear() == "registered" ? 1 : 0;
             clients.erase(client);
-        };
-        for (int i = 0; i < cycles; ++i) {
-            clients.emplace_back("newcomer", std::vector{std::to_string(1 + below(kIds))});
-            std::this_thread::sleep_for(std::chrono::microseconds(below(kLongestUs)));
-            if (clients.size() == kAtOnce) killOne();
         }
-        while (!clients.empty())
-            killOne();
-        isDone = true;
-        raiser.join();
-        EXPECT_EQ(mHeard.count(), events);
+        batch("wait");
+        EXPECT_EQ(mHeard.count(), cycles + static_cast<int>(kAtOnce) - 1);
     });
     figure("cycles", count);
     figure("cycles_registered", registered);

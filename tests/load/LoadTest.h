@@ -1,7 +1,5 @@
 #pragma once
 
-#include <sys/types.h>
-
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -28,7 +26,8 @@ constexpr int64_t kGrowthKib = 512;
 /** What a process has. */
 struct Footprint {
     int64_t descriptors = 0;
-    int64_t threads = 0;
+    int64_t threads = 0;  // but those of the pool, which are started on demand and stay
+    int64_t poolThreads = 0;
     int32_t objects = 0;
     int64_t memoryKib = 0;  // of its own, resident
 };
@@ -55,29 +54,22 @@ class Heard {
     std::map<std::pair<std::string, int64_t>, int> mEvents GUARDED_BY(mLock);
 };
 
-/** Tells a figure of the running test, for people and for its record. */
-void figure(const std::string& name, int64_t value);
-
 /** A batch with one event of each kind, all about the same number, and their end. */
 std::string eventsAbout(int number);
 constexpr int kEventKinds = 7;
 
-/**
- * A host that is fully started: all of its pool's threads run, and this process is registered for
- * every event. Only one thread of this process calls it.
- */
+/** Tells a figure of the running test, for people and for its record. */
+void figure(const std::string& name, int64_t value);
+
+/** A host, and this process registered with it for all events. One thread calls it from here. */
 class LoadTest : public process_test::HostTest {
   protected:
     void SetUp() override;
 
-    /** Registers this process's callbacks with the host, before all others. */
+    /** Registers with the host, before others in its order and after them with the library. */
     void listen();
-    /** Starts all threads that the host ever has. */
-    void startThreads();
-    /** Waits until the host has but what it had, and all the threads of its pool. */
-    void settle();
-    /** Hands buffers to the chip. Nobody else may: their descriptors are closed twice. */
-    void handBuffers();
+    /** Waits until the host has no more than before anybody else came; what it has then. */
+    Footprint settle();
     /** Does the work, half of it before anything is counted: the host is then as it was. */
     void leaveNothing(int count, const std::function<void(int)>& work,
                       int64_t growthKib = kGrowthKib);
