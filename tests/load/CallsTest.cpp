@@ -213,7 +213,7 @@ class CallsTest : public LoadTest {
 };
 
 TEST_F(CallsTest, EachCallIsAnsweredOnceAndEachEventHeardOnce) {
-    leaveNothing(harness::countOr(20'000), [this](int calls) {
+    leaveNothing(harness::countOr(20'000 / kSlowness), [this](int calls) {
         // In rounds, for none of which anybody loses patience.
         const int each = std::min(calls / kCallers, 100);
         const int rounds = calls / kCallers / each;

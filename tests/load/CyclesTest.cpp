@@ -43,7 +43,7 @@ TEST_F(LoadTest, ClientsThatAreKilledAtAnyMomentLeaveNothing) {
     const auto below = [&random](int limit) {
         return std::uniform_int_distribution(0, limit - 1)(random);
     };
-    const int count = harness::countOr(400);
+    const int count = harness::countOr(400 / kSlowness);
     int registered = 0;
     leaveNothing(count, [&](int cycles) {
         registered = 0;

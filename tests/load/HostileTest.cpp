@@ -110,7 +110,7 @@ class HostileTest : public LoadTest, public testing::WithParamInterface<std::str
 TEST_P(HostileTest, HoldsNobodyUpAndLeavesNothing) {
     const rlimit limit{.rlim_cur = kHostDescriptors, .rlim_max = kHostDescriptors};
     ASSERT_EQ(prlimit(host->pid(), RLIMIT_NOFILE, &limit, nullptr), 0);
-    const int count = harness::countOr(1000);
+    const int count = harness::countOr(1000 / kSlowness);
     figure("median_call_us", callTimes(count)[static_cast<size_t>(count) / 2]);
     const auto work = [this](int calls) {
         std::vector<harness::Child> offenders;

@@ -20,6 +20,13 @@ namespace load_test {
 
 namespace display = process_test::display;
 
+/** How much less is done by default: a sanitizer's processes are slow to start and to call. */
+#ifdef SANITIZED
+constexpr int kSlowness = 4;
+#else
+constexpr int kSlowness = 1;
+#endif
+
 /** What the allocator may keep; 20,000 calls that leak the smallest block each come to more. */
 constexpr int64_t kGrowthKib = 512;
 
