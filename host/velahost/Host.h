@@ -4,6 +4,7 @@
 #include <string>
 
 #include <aidl/velahost/BnHost.h>
+#include <binder_host/Observer.h>
 
 #include "host/chip/SimulatedChip.h"
 
@@ -19,6 +20,11 @@ class Host : public aidl::velahost::BnHost {
 
     ndk::ScopedAStatus picture(int32_t display, std::string* svg) override {
         *svg = mChip == nullptr ? "" : mChip->picture(display);
+        return ndk::ScopedAStatus::ok();
+    }
+
+    ndk::ScopedAStatus liveObjects(int32_t* count) override {
+        *count = binder::liveObjects();
         return ndk::ScopedAStatus::ok();
     }
 

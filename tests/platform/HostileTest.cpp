@@ -266,22 +266,6 @@ TEST_F(HostileTest, ShellCommandReachesTheObject) {
     EXPECT_EQ(text[0], '2');
 }
 
-TEST_F(HostileTest, UnfinishedMessagesHoldNoThread) {
-    std::vector<unique_fd> sockets;
-    for (int i = 0; i < 40; ++i) {
-        unique_fd socket = introduce(ConnectionKind::kCall);
-        Header header = headerOf(MessageKind::kCall);
-        header.dataSize = 100'000;
-        Bytes bytes;
-        append(header, &bytes);
-        bytes.resize(i % 2 == 0 ? sizeof(Header) / 2 : sizeof(Header) + 50'000);
-        sendBytes(socket, bytes);
-        sockets.push_back(std::move(socket));
-    }
-    int32_t swallowed = 0;
-    EXPECT_TRUE(mPeer->swallow(std::vector<uint8_t>(1000), &swallowed).isOk());
-}
-
 TEST_F(HostileTest, UnfinishedMessagesHoldFewDescriptors) {
     const unique_fd file(memfd_create("hostile", MFD_CLOEXEC));
     const std::vector<int> most(binder::kMaxDescriptors, file);
@@ -330,19 +314,6 @@ TEST_F(HostileTest, OnewayCallsThatWaitHoldFewDescriptors) {
     EXPECT_TRUE(ends(socket));
     EXPECT_LT(descriptorsOfPeer(), mDescriptors + 300);
     ASSERT_TRUE(mPeer->releasePosts().isOk());
-}
-
-TEST_F(HostileTest, RepliesThatNobodyReadsAreNotKeptForEver) {
-    const unique_fd socket = introduce(ConnectionKind::kCall);
-    Header header = headerOf(MessageKind::kCall);
-    header.code = '_' << 24 | 'N' << 16 | 'T' << 8 | 'F';
-    header.object = targetObject();
-    // Too long for a call to be read together with the next one's beginning.
-    const Bytes call = messageOf(header, Bytes(16 * 1024), {});
-    int calls = 0;
-    while (send(socket, call.data(), call.size(), MSG_NOSIGNAL) > 0)
-        ASSERT_LT(++calls, 500'000);
-    EXPECT_TRUE(ends(socket));
 }
 
 }  // namespace

@@ -19,6 +19,7 @@ namespace platformtest {
 using ::aidl::platformtest::ITestPeer;
 using ::aidl::platformtest::Kind;
 using ::aidl::platformtest::Sample;
+using ::harness::eventually;
 
 /** Serves ITestPeer. Any thread. */
 class TestPeer : public ::aidl::platformtest::BnTestPeer {
@@ -111,16 +112,5 @@ class PeerProcess {
     harness::Child child;
     std::shared_ptr<ITestPeer> peer;
 };
-
-/** Waits until the condition holds, yielding; false after half a minute. */
-template <typename Condition>
-bool eventually(Condition&& condition) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > deadline) return false;
-        std::this_thread::yield();
-    }
-    return true;
-}
 
 }  // namespace platformtest

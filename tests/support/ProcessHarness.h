@@ -1,10 +1,12 @@
 #pragma once
 
+#include <chrono>
 #include <filesystem>
 #include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <vector>
 
 #include <sys/types.h>
@@ -45,6 +47,17 @@ const std::filesystem::path& runtimeFolder();
 
 /** Descriptors that this process has open. */
 size_t openDescriptors();
+
+/** Waits until the condition holds, yielding; false after half a minute. */
+template <typename Condition>
+bool eventually(Condition&& condition) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > deadline) return false;
+        std::this_thread::yield();
+    }
+    return true;
+}
 
 /** What a role talks to: the test that started it. */
 class Parent {

@@ -2,6 +2,7 @@
 
 #include <sys/types.h>
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 
@@ -9,8 +10,8 @@
 #include <android/binder_status.h>
 
 /**
- * What tools on a PC see of this process's calls. The calls themselves, their objects' identity and
- * lifetime, and the deaths of clients are the same with and without observers.
+ * What tools on a PC see of this process's calls and objects. The calls themselves, their objects'
+ * identity and lifetime, and the deaths of clients are the same with and without observers.
  */
 namespace binder {
 
@@ -39,6 +40,9 @@ using CallObserver =
 
 /** Observes all calls from now until the process ends. Not while calls are under way. */
 [[gnu::visibility("default")]] void addCallObserver(CallObserver observer);
+
+/** How many binder objects this process has: its own, and others' that it holds. Any thread. */
+[[gnu::visibility("default")]] int32_t liveObjects();
 
 /** The process that serves the object, which may be this one; 0 for null. */
 [[gnu::visibility("default")]] pid_t servingProcess(AIBinder* binder);

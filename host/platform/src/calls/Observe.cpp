@@ -54,6 +54,10 @@ void tellEnd(const CallWatches& watches, binder_status_t status, const AParcel* 
     if (reply != nullptr) reply->setPosition(0);
 }
 
+int32_t liveObjects() {
+    return AIBinder::live();
+}
+
 pid_t servingProcess(AIBinder* binder) {
     if (binder == nullptr) return 0;
     return binder->isRemote() ? pidOfEndpoint(proxyOf(*binder).owner()->name()) : getpid();

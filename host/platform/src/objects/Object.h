@@ -65,13 +65,20 @@ struct AIBinder {
     /** Sets the stability unless there is one; the stability that the object has afterwards. */
     binder::Stability offerStability(binder::Stability stability);
 
+    /** How many there are in this process. */
+    static int32_t live() { return sLive.load(std::memory_order_relaxed); }
+
   protected:
-    AIBinder(const AIBinder_Class* clazz, bool isRemote) : mClass(clazz), mIsRemote(isRemote) {}
-    virtual ~AIBinder() = default;
+    AIBinder(const AIBinder_Class* clazz, bool isRemote) : mClass(clazz), mIsRemote(isRemote) {
+        sLive.fetch_add(1, std::memory_order_relaxed);
+    }
+    virtual ~AIBinder() { sLive.fetch_sub(1, std::memory_order_relaxed); }
     /** The last strong reference is gone; runs on the thread that dropped it. */
     virtual void onLastStrong() = 0;
 
   private:
+    static inline std::atomic<int32_t> sLive{0};
+
     std::atomic<const AIBinder_Class*> mClass;
     const bool mIsRemote;
     std::atomic<binder::Stability> mStability{binder::Stability::kUndeclared};

@@ -10,4 +10,7 @@ interface IHost {
 
     /** The frame that the display shows, as SVG; empty when none was presented. */
     String picture(in int display);
+
+    /** How many binder objects the host has: its own, and its clients' that it holds. */
+    int liveObjects();
 }
