@@ -25,7 +25,7 @@ ScopedAStatus sayAndHang(const std::string& line) {
 }  // namespace
 
 std::string enroll(const Service& service, Kind kind, int64_t id, const Hear& hear) {
-    const auto& [vela, composer] = service;
+    const auto& [vela, composer, _] = service;
     if (kind == Kind::kCallback) {
         return told(
                 vela->registerCallback(id, hear ? SharedRefBase::make<Callback>(hear) : nullptr));

@@ -168,32 +168,5 @@ INSTANTIATE_TEST_SUITE_P(Conformance, EventsTest,
                                           testing::ValuesIn(events())),
                          EventsTest::name);
 
-// Needs no event: every chip's service shows it.
-const std::map<std::string, Kind> kRegistrations = {
-        {"IVela_registerCallback", Kind::kCallback},
-        {"IVela_registerSoftVelaClient", kSoft},
-        {"IVelaComposerClient_registerCallback", kComposer},
-};
-
-using DeathsTest = ServiceTest;
-
-TEST_P(DeathsTest, LeaveTheSlotToTheNext) {
-    if (isAbsent()) GTEST_SKIP() << "the service library is absent";
-    const Kind kind = kRegistrations.at(subject());
-    for (int i = 0; i < 2; ++i) {
-        ClientProcess client(instance(), kind, kId);
-        EXPECT_EQ("ok", client.hear());
-        client.kill();
-        EXPECT_EQ("ok", enroll(service, kind, kId, ignore));
-    }
-}
-
-INSTANTIATE_TEST_SUITE_P(Conformance, DeathsTest,
-                         testing::Combine(testing::ValuesIn(instances()),
-                                          testing::Values("IVela_registerCallback",
-                                                          "IVela_registerSoftVelaClient",
-                                                          "IVelaComposerClient_registerCallback")),
-                         DeathsTest::name);
-
 }  // namespace
 }  // namespace vts

@@ -16,9 +16,9 @@ Service connect(const std::string& instance, bool asCompositor) {
     const ndk::SpAIBinder binder(AServiceManager_isDeclared(name.c_str())
                                          ? AServiceManager_waitForService(name.c_str())
                                          : AServiceManager_checkService(name.c_str()));
-    Service service;
-    auto& [vela, composer] = service;
-    vela = IVela::fromBinder(binder);
+    Service service{IVela::fromBinder(binder), nullptr, instance};
+    const auto& vela = std::get<0>(service);
+    auto& composer = std::get<1>(service);
     if (vela == nullptr || !asCompositor) return service;
     const std::string status = told(vela->createComposerClient(&composer));
     EXPECT_EQ(status, composer == nullptr ? "unknown" : "ok");

@@ -25,9 +25,9 @@ using vela::test::ask;
 using vela::test::told;
 using Values = std::vector<int32_t>;
 
-/** The main object and a composer client. Without the service library there is no composer client.
- */
-using Service = std::tuple<std::shared_ptr<IVela>, std::shared_ptr<IVelaComposerClient>>;
+/** Main object, composer client, instance. Without the service library no client can be made. */
+using Service =
+        std::tuple<std::shared_ptr<IVela>, std::shared_ptr<IVelaComposerClient>, std::string>;
 
 /** Starts a thread pool for callbacks; without a main object if the instance is not published. */
 Service connect(const std::string& instance, bool asCompositor = true);
