@@ -12,7 +12,6 @@ namespace vts {
 namespace {
 
 constexpr char kRole[] = "--client";
-// A client that nobody kills ends by itself.
 constexpr unsigned kLongestLifeSeconds = 60;
 
 ScopedAStatus sayAndHang(const std::string& line) {
@@ -64,11 +63,11 @@ std::string ClientProcess::hear() {
     return std::string(line, std::strcspn(line, "\n"));
 }
 
-void ClientProcess::kill() {
+bool ClientProcess::kill() {
     const pid_t pid = std::exchange(mPid, -1);
-    if (pid <= 0) return;
-    ::kill(pid, SIGKILL);
-    waitpid(pid, nullptr, 0);
+    int status = 0;
+    if (pid <= 0 || ::kill(pid, SIGKILL) != 0 || waitpid(pid, &status, 0) != pid) return false;
+    return WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL;
 }
 
 void ClientProcess::playIfAsked(int argc, char** argv) {

@@ -100,8 +100,8 @@ class ClientProcess {
 
     /** First the status of its registration, then what it is told; nothing when it ends. */
     std::string hear();
-    /** Returns when the process is gone. */
-    void kill();
+    /** Returns when the process is gone; false if it ended before, as it does after a minute. */
+    bool kill();
 
     /** To be called by main(): plays such a client if the arguments say so. */
     static void playIfAsked(int argc, char** argv);

@@ -64,7 +64,7 @@ class EventsTest : public ServiceTest {
     /** Raises the event and waits; whether the chip was answered so. */
     void expectAnswer(const char* expected, const std::string& before) {
         const std::string reply = batch(before + "wait; last");
-        EXPECT_NE(reply.find(expected), std::string::npos) << reply << "and not " << expected;
+        ASSERT_NE(reply.find(expected), std::string::npos) << reply << "and not " << expected;
     }
 
     /** Registers a client that hears the event, calls back meanwhile, and answers so. */
@@ -81,8 +81,8 @@ class EventsTest : public ServiceTest {
     }
     /** Raises the event, which that client is to hear, once. */
     void expectHeard(const char* answer) {
-        expectAnswer(answer, raise);
-        EXPECT_EQ(heard->take(), event.heard);
+        ASSERT_NO_FATAL_FAILURE(expectAnswer(answer, raise));
+        ASSERT_EQ(heard->take(), event.heard);
         EXPECT_TRUE(heard->empty());
     }
 
@@ -142,7 +142,7 @@ TEST_P(EventsTest, GoOnWhenAClientStallsAndIsKilled) {
     EXPECT_TRUE(heard->empty());
     EXPECT_EQ("ok", enroll(service, Kind::kCallback, kLowest, ignore));
     EXPECT_EQ("ok 0", ask(composer(), &IVelaComposerClient::getOsdStatus, 2));
-    client.kill();
+    EXPECT_TRUE(client.kill()) << "it was waited for";
     expectAnswer(event.ofDead, "");
     if (areMany) {
         EXPECT_EQ(heard->take(), event.heard);
