@@ -74,7 +74,8 @@ struct Compositor : Client<display::BnVelaComposerCallback> {
     }
     ScopedAStatus onContentSamplingRequested(int64_t display, int32_t value1, int64_t value2,
                                              display::ContentSamples* out) override {
-        *out = {.value1 = 7, .list1 = {7}};
+        out->value1 = 7;
+        out->list1 = {7};
         return hear(display, value1, value2);
     }
 };

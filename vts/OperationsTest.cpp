@@ -26,8 +26,9 @@ const Form kElsewhere{.works = "-2", .refused = "", .absent = "-2"};
 constexpr int32_t kRegister = 2;
 constexpr int64_t kDisplay = 0;
 constexpr int64_t kLayer = 0;
-const display::LayerStack kStack{.layers = {{}}};
-const display::DisplayConfigVariableInfo kMode{.value1 = 1080, .value2 = 2400, .value4 = 3};
+const display::LayerStack kStack{.layers = {{}}, .list1 = {}};
+const display::DisplayConfigVariableInfo kMode{
+        .value1 = 1080, .value2 = 2400, .value4 = 3, .list1 = {}};
 
 /** "ok" and what the service writes. */
 std::string dump(const Service& service) {
