@@ -3,45 +3,55 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <tuple>
 #include <vector>
 
-#include <android/binder_manager.h>
-#include <android/binder_process.h>
 #include <gtest/gtest.h>
 
 #include <aidl/vendor/lumenforge/hardware/display/IVela.h>
+#include <aidl/vendor/lumenforge/hardware/display/IVelaComposerClient.h>
 
-#include "tests/support/Ask.h"
+#include "vts/Ask.h"
 
 namespace vts {
 
 namespace display = aidl::vendor::lumenforge::hardware::display;
 
+using display::IVela;
+using display::IVelaComposerClient;
 using ndk::ScopedAStatus;
 using ndk::SharedRefBase;
 using vela::test::ask;
 using vela::test::told;
 using Values = std::vector<int32_t>;
 
-/** The published service; every test needs it and has a thread pool for callbacks. */
-class ServiceTest : public ::testing::Test {
+/** Main object, composer client, instance. Without the service library no client can be made. */
+using Service =
+        std::tuple<std::shared_ptr<IVela>, std::shared_ptr<IVelaComposerClient>, std::string>;
+
+/** Starts a thread pool for callbacks; without a main object if the instance is not published. */
+Service connect(const std::string& instance, bool asCompositor = true);
+
+/** The instances of the service that are declared; "default" where none is. */
+std::vector<std::string> instances();
+
+/** An instance and what is tested of it. In the end the service must be as ready as it was. */
+class ServiceTest : public testing::TestWithParam<std::tuple<std::string, std::string>> {
+  public:
+    static std::string name(const testing::TestParamInfo<ParamType>& info);
+
   protected:
-    void SetUp() override {
-        ABinderProcess_startThreadPool();
-        const std::string name = std::string(display::IVela::descriptor) + "/default";
-        vela = display::IVela::fromBinder(
-                ndk::SpAIBinder(AServiceManager_waitForService(name.c_str())));
-        ASSERT_NE(vela, nullptr) << name << " is not published";
-    }
+    void SetUp() override;
+    void TearDown() override;
 
-    template <typename Interface>
-    static void expectFrozenVersion(Interface& object) {
-        EXPECT_EQ("ok 2", ask(object, &Interface::getInterfaceVersion));
-        EXPECT_EQ("ok \"" + Interface::hash + '"', ask(object, &Interface::getInterfaceHash));
-        EXPECT_EQ(Interface::hash.size(), 40U);
-    }
+    const std::string& instance() const { return std::get<0>(GetParam()); }
+    const std::string& subject() const { return std::get<1>(GetParam()); }
+    IVela& vela() const { return *std::get<0>(service); }
+    IVelaComposerClient& composer() const { return *std::get<1>(service); }
+    /** The service library is. */
+    bool isAbsent() const { return std::get<1>(service) == nullptr; }
 
-    std::shared_ptr<display::IVela> vela;
+    Service service;
 };
 
 }  // namespace vts

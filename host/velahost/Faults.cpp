@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstring>
+#include <iterator>
 #include <utility>
 
 using lmfg::ChipAnswer;
@@ -12,6 +13,7 @@ namespace {
 
 constexpr int kLastError = 133;
 constexpr int kLongestDelayMs = 60'000;
+constexpr const char* kEveryOperation = "*";
 
 template <typename T>
 std::optional<T> parse(const std::string& text) {
@@ -71,10 +73,11 @@ std::string Faults::add(const std::string& text) {
     const size_t equals = text.find('=');
     const size_t at = text.rfind('@');
     const std::string name = text.substr(0, equals);
-    const auto& operations = lmfg::chipOperations();
-    const auto operation = std::find_if(operations.begin(), operations.end(),
-                                        [&name](const auto& it) { return it.name == name; });
-    if (equals == std::string::npos || operation == operations.end()) {
+    std::vector<lmfg::ChipOperation> named;
+    std::ranges::copy_if(lmfg::chipOperations(), std::back_inserter(named), [&](const auto& it) {
+        return name == kEveryOperation || name == it.name;
+    });
+    if (equals == std::string::npos || named.empty()) {
         return "'" + text +
                "' names no operation of the chip; OPERATION=WHAT[@EVERY] takes:" + operationList();
     }
@@ -86,12 +89,19 @@ std::string Faults::add(const std::string& text) {
     }
     const std::string what =
             text.substr(equals + 1, at == std::string::npos ? at : at - equals - 1);
-    const auto fault = parseFault(what, operation->answer);
-    if (!fault) return "'" + text + "': " + name + " takes " + faultsOf(operation->answer);
-    rule.fault = *fault;
     const std::lock_guard guard(mLock);
-    mRules[name].push_back(rule);
-    return {};
+    bool isTaken = false;
+    for (const auto& operation : named) {
+        const auto fault = parseFault(what, operation.answer);
+        if (!fault) continue;
+        rule.fault = *fault;
+        mRules[operation.name].push_back(rule);
+        isTaken = true;
+    }
+    if (isTaken) return {};
+    return "'" + text + "': " + name + " takes " +
+           (named.size() == 1 ? faultsOf(named[0].answer)
+                              : "what one of them takes:" + operationList());
 }
 
 std::optional<ChipFault> Faults::fault(const lmfg::ChipCall& call) {

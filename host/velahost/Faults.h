@@ -16,8 +16,9 @@ class Faults : public lmfg::ChipObserver {
   public:
     /**
      * Adds "OPERATION=WHAT[@EVERY]": WHAT is a status (-22 or EINVAL), "silent", "twice" or
-     * "delay:MS"; every EVERYth call of the operation has the fault, every one by default. Empty,
-     * or what is wrong and what there is instead. Not once the chip serves.
+     * "delay:MS"; every EVERYth call of the operation has the fault, every one by default. The
+     * operation "*" is each that takes WHAT. Empty, or what is wrong and what there is instead. Not
+     * once the chip serves.
      */
     std::string add(const std::string& text);
 

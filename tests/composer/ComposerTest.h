@@ -10,7 +10,7 @@
 #include <aidl/vendor/lumenforge/hardware/display/BnVelaComposerCallback.h>
 
 #include "composer/VelaComposerClient.h"
-#include "tests/support/Ask.h"
+#include "vts/Ask.h"
 #include "tests/support/ChipTest.h"
 
 namespace display = ::aidl::vendor::lumenforge::hardware::display;

@@ -2,6 +2,7 @@
 
 #include <signal.h>
 
+#include <chrono>
 #include <filesystem>
 
 #include <android/binder_manager.h>
@@ -41,14 +42,6 @@ void HostTest::killHost() {
     host->sendSignal(SIGKILL);
     EXPECT_EQ(host->wait(), -SIGKILL);
     host.reset();
-}
-
-std::unique_ptr<Program> HostTest::startMonitor(std::vector<std::string> options) {
-    options.insert(options.begin(), "monitor");
-    auto monitor = std::make_unique<Program>("velactl", options);
-    const std::string line = monitor->readLine().value_or("");
-    EXPECT_NE(line.find("registered"), std::string::npos) << line << monitor->errors();
-    return monitor;
 }
 
 std::string HostTest::batch(const std::string& text) {

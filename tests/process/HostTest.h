@@ -1,15 +1,9 @@
 #pragma once
 
-#include <chrono>
-#include <condition_variable>
 #include <cstdint>
-#include <deque>
 #include <functional>
 #include <memory>
-#include <mutex>
-#include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -20,45 +14,15 @@
 #include <aidl/vendor/lumenforge/hardware/display/IVela.h>
 
 #include "tests/programs/Program.h"
+#include "vts/Mailbox.h"
 
 namespace process_test {
 
 namespace display = aidl::vendor::lumenforge::hardware::display;
 
 using Values = std::vector<int32_t>;
-
-/** Long enough that only a fault reaches it. */
-constexpr std::chrono::seconds kPatience{60};
-
-/** Things that other threads put in and a test takes out, in order. */
-template <typename T>
-class Mailbox {
-  public:
-    void put(T value) {
-        const std::lock_guard lock(mLock);
-        mValues.push_back(std::move(value));
-        mArrived.notify_all();
-    }
-
-    /** The next one; none, after a long wait, when nothing comes. */
-    std::optional<T> take() {
-        std::unique_lock lock(mLock);
-        if (!mArrived.wait_for(lock, kPatience, [this] { return !mValues.empty(); })) return {};
-        T value = std::move(mValues.front());
-        mValues.pop_front();
-        return value;
-    }
-
-    [[nodiscard]] bool empty() {
-        const std::lock_guard lock(mLock);
-        return mValues.empty();
-    }
-
-  private:
-    std::mutex mLock;
-    std::condition_variable mArrived;
-    std::deque<T> mValues;
-};
+using vela::test::kPatience;
+using vela::test::Mailbox;
 
 /** The published service; waits for it. Starts the thread pool, for callbacks. */
 std::shared_ptr<display::IVela> findService();
@@ -75,9 +39,6 @@ class HostTest : public testing::Test {
 
     /** Kills the host and waits until its process is gone. */
     void killHost();
-
-    /** A `velactl monitor` with these options, registered. */
-    std::unique_ptr<Program> startMonitor(std::vector<std::string> options);
 
     /** Runs a batch of the simulated chip's language; its reply. */
     std::string batch(const std::string& text);

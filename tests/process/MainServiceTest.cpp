@@ -10,11 +10,9 @@
 #include <vector>
 
 #include <android/binder_auto_utils.h>
-#include <android/binder_manager.h>
 #include <gmock/gmock.h>
 
 #include "tests/process/HostTest.h"
-#include "tests/support/ProcessHarness.h"
 
 namespace process_test {
 namespace {
@@ -22,7 +20,6 @@ namespace {
 using ndk::ScopedAStatus;
 using ndk::SharedRefBase;
 using testing::ElementsAre;
-using testing::HasSubstr;
 
 /** Tells who heard of a feature event. */
 class Callback : public display::BnVelaCallback {
@@ -42,34 +39,6 @@ class Callback : public display::BnVelaCallback {
     Mailbox<int64_t>* const mHeard;
 };
 
-/** A soft client that never answers. */
-class MuteSoftClient : public display::BnSoftVelaClient {
-  public:
-    ScopedAStatus setConfig(int64_t id, int32_t, const Values&, int32_t*) override {
-        return hang(id);
-    }
-    ScopedAStatus getConfig(int64_t id, int32_t, const Values&, Values*) override {
-        return hang(id);
-    }
-
-    Mailbox<int64_t> asked;
-
-  private:
-    ScopedAStatus hang(int64_t id) {
-        asked.put(id);
-        for (;;)
-            pause();
-    }
-};
-
-const harness::Role kMuteSoftClient("mute soft client", [](harness::Parent& parent) {
-    const auto client = SharedRefBase::make<MuteSoftClient>();
-    const bool isOk = findService()->registerSoftVelaClient(1, client).isOk();
-    parent.say(isOk ? "registered" : "refused");
-    parent.say("asked " + std::to_string(client->asked.take().value_or(-1)));
-    parent.untilGone();
-});
-
 class MainServiceTest : public HostTest {
   protected:
     void registerCallback(int64_t id) {
@@ -87,70 +56,8 @@ class MainServiceTest : public HostTest {
         return ids;
     }
 
-    static void kill(Program& program) {
-        program.sendSignal(SIGKILL);
-        program.wait();
-    }
-
     Mailbox<int64_t> heard;
 };
-
-TEST_F(MainServiceTest, ForgetsAKilledCallbackAndStillTellsTheOthers) {
-    const auto monitor = startMonitor({"--id", "2"});
-    registerCallback(1);
-    registerCallback(3);
-    kill(*monitor);
-    // With or without the notification having come: the dead one stops nobody.
-    EXPECT_THAT(hearers(2), ElementsAre(1, 3));
-    awaitLog("Noticed AIDL death of IVelaCallback 0x2");
-    EXPECT_THAT(hearers(2), ElementsAre(1, 3));
-}
-
-TEST_F(MainServiceTest, AReplacedClientsDeathRemovesNothing) {
-    const auto replaced = startMonitor({"--id", "7"});
-    const auto other = startMonitor({"--id", "8"});
-    registerCallback(7);
-    kill(*replaced);
-    kill(*other);
-    awaitLog("Noticed AIDL death of IVelaCallback 0x8");
-    EXPECT_THAT(hearers(1), ElementsAre(7));
-    EXPECT_EQ(host->errors().find("IVelaCallback 0x7"), std::string::npos) << host->errors();
-}
-
-TEST_F(MainServiceTest, ASoftClientKilledInTheMiddleOfAnEventAnswersMinusOneToSetAndZeroToGet) {
-    const struct {
-        const char* request;
-        const char* answer;
-    } kCases[] = {{"soft-set 5 2 3", "-> -1"}, {"soft-get 5 2 3", "-> 0 []"}};
-    for (const auto& [request, answer] : kCases) {
-        SCOPED_TRACE(request);
-        harness::Child client("mute soft client");
-        ASSERT_EQ(client.hear(), "registered");
-        batch(request);
-        ASSERT_EQ(client.hear(), "asked 5");
-        client.kill();
-        EXPECT_THAT(batch("wait; last"), HasSubstr(answer));
-        awaitLog("Noticed AIDL death of ISoftVelaClient 0x1");
-    }
-}
-
-TEST_F(MainServiceTest, AStalledClientHoldsUpNeitherRegistrationNorRequests) {
-    const auto stalled = startMonitor({"--id", "1"});
-    stalled->sendSignal(SIGSTOP);
-    batch("feature 9 4 5");  // the chip's thread now waits for the stalled client
-    registerCallback(2);
-    ASSERT_TRUE(vela->registerCallback(1, nullptr).isOk());
-    int32_t code = -1;
-    EXPECT_TRUE(vela->velaConfigureSet(3, {1, 2}, &code).isOk());
-    Values values;
-    EXPECT_TRUE(vela->velaConfigureGet(3, {}, &values).isOk());
-    EXPECT_THAT(values, ElementsAre(1, 2));
-    kill(*stalled);
-    batch("wait");
-    while (!heard.empty())
-        heard.take();  // it may have registered before the chip's thread set out
-    EXPECT_THAT(hearers(1), ElementsAre(2));
-}
 
 TEST_F(MainServiceTest, SurvivesClientsThatDieWhileTheyRegister) {
     registerCallback(1);
@@ -167,7 +74,8 @@ TEST_F(MainServiceTest, SurvivesClientsThatDieWhileTheyRegister) {
         const auto until = std::chrono::steady_clock::now() + std::chrono::microseconds(400 * i);
         while (std::chrono::steady_clock::now() < until)
             std::this_thread::yield();
-        kill(client);
+        client.sendSignal(SIGKILL);
+        client.wait();
     }
     done = true;
     events.join();

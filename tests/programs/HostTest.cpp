@@ -58,18 +58,6 @@ TEST_F(HostTest, SaysInOneLineWhatIsWrong) {
     }
 }
 
-TEST_F(HostTest, ServesWithoutAChip) {
-    const auto host = startHost({"--chip", "absent"});
-    ASSERT_NE(host, nullptr);
-    EXPECT_EQ(velactl({"dump"}).out, "Vela service library loaded failed");
-    const Result get = velactl({"vela", "velaConfigureGet", "1", "[]"});
-    EXPECT_EQ(get.code, 1);
-    EXPECT_THAT(get.errors, HasSubstr("service-specific error -1:"));
-    const Result composer = velactl({"composer", "present", "0"});
-    EXPECT_EQ(composer.code, 1);
-    EXPECT_THAT(composer.errors, HasSubstr("createComposerClient: transport error"));
-}
-
 TEST_F(HostTest, ServesWithOneThread) {
     const auto host = startHost({"--threads", "0"});
     ASSERT_NE(host, nullptr);

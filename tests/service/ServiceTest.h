@@ -10,7 +10,7 @@
 #include <aidl/vendor/lumenforge/hardware/display/BnVelaCallback.h>
 
 #include "service/VelaDefault.h"
-#include "tests/support/Ask.h"
+#include "vts/Ask.h"
 #include "tests/support/ChipTest.h"
 
 namespace aidl::vendor::lumenforge::hardware::display {

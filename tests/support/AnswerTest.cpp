@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/support/Ask.h"
+#include "vts/Ask.h"
 
 namespace lmfg::support {
 namespace {

@@ -39,7 +39,7 @@ T untouched() {
     } else if constexpr (requires { value.list1; }) {
         value.value1 = 77;
         value.list1 = {77};
-    } else {
+    } else if constexpr (requires { value.assign(1, 'M'); }) {
         value.assign(1, 'M');  // 77, too
     }
     return value;
