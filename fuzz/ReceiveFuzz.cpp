@@ -9,7 +9,6 @@
 #include <string>
 #include <vector>
 
-#include <fcntl.h>
 #include <signal.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
@@ -18,6 +17,7 @@
 
 #include "calls/Marshal.h"
 #include "calls/Process.h"
+#include "fuzz/LowestFree.h"
 #include "transport/Connection.h"
 
 // Arbitrary bytes, with descriptors, over a socket: received in two pieces, interrupted by signals,
@@ -70,12 +70,6 @@ void sendPiece(int socket, const uint8_t* data, size_t size, const std::vector<i
     }
 }
 
-int lowestFree() {
-    const int fd = fcntl(STDIN_FILENO, F_DUPFD, 0);
-    close(fd);
-    return fd;
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -99,7 +93,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         header.count %= 16;
         std::copy_n(reinterpret_cast<const uint8_t*>(&header), sizeof(header), bytes.data());
     }
-    const int before = lowestFree();
+    const int before = fuzz::lowestFree();
     int ends[2];
     if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) abort();
     {
@@ -121,6 +115,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             if (message.parcel != nullptr) binder::unpack(peer, &message);
         }
     }
-    if (lowestFree() != before) abort();
+    if (fuzz::lowestFree() != before) abort();
     return 0;
 }
