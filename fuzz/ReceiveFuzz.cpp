@@ -13,11 +13,10 @@
 #include <sys/mman.h>
 #include <sys/socket.h>
 #include <sys/time.h>
-#include <unistd.h>
 
 #include "calls/Marshal.h"
 #include "calls/Process.h"
-#include "fuzz/LowestFree.h"
+#include "fuzz/OpenDescriptors.h"
 #include "transport/Connection.h"
 
 // Arbitrary bytes, with descriptors, over a socket: received in two pieces, interrupted by signals,
@@ -93,7 +92,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         header.count %= 16;
         std::copy_n(reinterpret_cast<const uint8_t*>(&header), sizeof(header), bytes.data());
     }
-    const int before = fuzz::lowestFree();
+    const auto before = fuzz::openDescriptors();
     int ends[2];
     if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) abort();
     {
@@ -115,6 +114,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             if (message.parcel != nullptr) binder::unpack(peer, &message);
         }
     }
-    if (fuzz::lowestFree() != before) abort();
+    if (fuzz::openDescriptors() != before) abort();
     return 0;
 }

@@ -9,7 +9,7 @@
 #include <android/log.h>
 #include <cutils/native_handle.h>
 
-#include "fuzz/LowestFree.h"
+#include "fuzz/OpenDescriptors.h"
 #include "host/chip/ChipHost.h"
 #include "host/chip/SimulatedChip.h"
 
@@ -57,7 +57,7 @@ class Chip : public SimulatedChip {
 
 }  // namespace
 
-Served::Served(bool hasChip) : mLowestFree(lowestFree()) {
+Served::Served(bool hasChip) : mOpen(openDescriptors()) {
     __android_log_set_logger([](const __android_logger_data*, const char*) {});
     lmfg::installChip(hasChip ? std::make_shared<Chip>() : nullptr);
     mService = ndk::SharedRefBase::make<display::VelaDefault>();
@@ -67,7 +67,7 @@ Served::~Served() {
     const std::weak_ptr<display::VelaDefault> weak = mService;
     mService.reset();
     lmfg::installChip(nullptr);
-    if (!weak.expired() || lowestFree() != mLowestFree) std::abort();
+    if (!weak.expired() || openDescriptors() != mOpen) std::abort();
 }
 
 }  // namespace fuzz

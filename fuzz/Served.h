@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <memory>
 
 #include <android/binder_auto_utils.h>
@@ -25,7 +26,7 @@ class Served {
     [[nodiscard]] const std::shared_ptr<display::VelaDefault>& service() const { return mService; }
 
   private:
-    const int mLowestFree;
+    const std::ptrdiff_t mOpen;
     std::shared_ptr<display::VelaDefault> mService;
 };
 

@@ -35,7 +35,7 @@ def run(build, target, options, findings=None, folders=None):
         environment = dict(os.environ, BINDER_RUNTIME_DIR=work, UBSAN_OPTIONS="print_stacktrace=1",
                            ASAN_OPTIONS="detect_stack_use_after_return=1", PWD=work)
         words = [*FIXED, (build / "bin" / target).resolve(), "-max_len=2048", f"-timeout={LONGEST}", "-print_final_stats=1",
-                 f"-artifact_prefix={findings}/{target}-", *options, *(folders or [corpus])]
+                 "-entropic=0", f"-artifact_prefix={findings}/{target}-", *options, *(folders or [corpus])]
         words += [f"-dict={words_of}" for words_of in CORPORA.glob(f"{target}.dict")]
         began = os.times().elapsed
         result = subprocess.run(words, cwd=work, env=environment, check=False, text=True, errors="replace",
