@@ -1,6 +1,6 @@
-# VELA_PLANTED=NAME plants fuzz/faults/NAME.patch: the target that compiles the source which the patch
+# VELA_PLANTED=NAME plants testdata/faults/NAME.patch: the target that compiles the source which the patch
 # names compiles a patched copy in the build folder instead. It proves that fuzzing finds such faults.
-set(VELA_PLANTED "" CACHE STRING "Fault of fuzz/faults to build in, for proofs only")
+set(VELA_PLANTED "" CACHE STRING "Fault of testdata/faults to build in, for proofs only")
 
 # Puts every target of the folder and of those below it into the list.
 function(vela_targets_below folder list)
@@ -14,7 +14,7 @@ function(vela_targets_below folder list)
 endfunction()
 
 function(vela_plant name)
-    set(patch ${CMAKE_SOURCE_DIR}/fuzz/faults/${name}.patch)
+    set(patch ${CMAKE_SOURCE_DIR}/testdata/faults/${name}.patch)
     if(NOT EXISTS ${patch})
         message(FATAL_ERROR "VELA_PLANTED: there is no ${patch}")
     endif()

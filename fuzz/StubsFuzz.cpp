@@ -18,8 +18,8 @@
 #include "fuzz/Served.h"
 #include "host/velactl/Callbacks.h"
 
-// A sequence of calls of both stubs and of clients' objects. The first byte tells whether there is a
-// chip; each call is a target, a code, and the pieces of its parcel up to a zero: 1 to 199 is a
+// A sequence of calls of both stubs and of clients' objects. The first byte tells whether there is
+// a chip; each call is a target, a code, and the pieces of its parcel up to a zero: 1 to 199 is a
 // piece of so many bytes, what follows are descriptors and binders, those that answers brought
 // among them. A bad parcel is refused with a status; it never harms the process.
 
@@ -80,7 +80,10 @@ const Files& files() {
 class Calls {
   public:
     explicit Calls(FuzzedDataProvider* input)
-        : mFiles(files()), mInput(*input), mServed((take() & 1) == 0), mBinders{mServed.service()->asBinder()} {
+        : mFiles(files()),
+          mInput(*input),
+          mServed((take() & 1) == 0),
+          mBinders{mServed.service()->asBinder()} {
         static const auto& clients = *new auto(clientBinders());
         mBinders.insert(mBinders.end(), clients.begin(), clients.end());
     }

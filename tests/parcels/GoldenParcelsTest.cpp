@@ -1,10 +1,8 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <iomanip>
-#include <iterator>
 #include <map>
 #include <sstream>
 #include <string>
@@ -20,10 +18,10 @@
 #include "host/codec/Operations.h"
 #include "host/velactl/Callbacks.h"
 
-// The bytes of a request and a reply of each operation, and of each record, with what they mean, are
-// kept in testdata/parcels. Each is built here from the table of operations, value by value, and has
-// to be what the interface's code writes and reads, and what was kept. VELA_UPDATE_PARCELS=1 in the
-// environment keeps what is built instead.
+// The bytes of a request and a reply of each operation, and of each record, with what they mean,
+// are kept in testdata/parcels. Each is built here from the table of operations, value by value,
+// and has to be what the interface's code writes and reads, and what was kept.
+// VELA_UPDATE_PARCELS=1 in the environment keeps what is built instead.
 
 namespace {
 
@@ -160,53 +158,51 @@ class Golden {
     int mCount = 0;
 };
 
-using Entries = std::vector<std::pair<std::string, std::vector<std::string>>>;
+/** Parcels as text: each one's name, then a line for each of its values. */
+struct Text {
+    std::vector<std::string> lines;
+    int parcels = 0;
 
-/** What stands in the file, or is to stand there, is each entry's name and its lines. */
-void compare(const std::string& name, const Entries& entries) {
-    const std::filesystem::path file = std::filesystem::path(PARCELS_FOLDER) / name;
-    if (std::getenv("VELA_UPDATE_PARCELS") != nullptr) {
-        std::ofstream out(file);
-        out << "# Of each parcel: offset, bytes, and what they are. See golden_parcels_test.\n";
-        for (const auto& [entry, lines] : entries) {
-            out << "\n" << entry << "\n";
+    void add(const std::string& name, const std::vector<std::string>& values) {
+        lines.push_back(name);
+        for (const std::string& value : values)
+            lines.push_back("  " + value);
+        ++parcels;
+    }
+
+    /** Ends at the first difference, which is the value that has changed. */
+    void compare(const std::string& name) const {
+        const std::string file = std::string(PARCELS_FOLDER) + "/" + name;
+        if (std::getenv("VELA_UPDATE_PARCELS") != nullptr) {
+            std::ofstream out(file);
             for (const std::string& line : lines)
-                out << "  " << line << "\n";
+                out << line << "\n";
         }
-    }
-    std::ifstream in(file);
-    std::map<std::string, std::vector<std::string>> kept;
-    std::string entry;
-    for (std::string line; std::getline(in, line);) {
-        if (line.starts_with("  ")) {
-            kept[entry].push_back(line.substr(2));
-        } else if (!line.empty() && line[0] != '#') {
-            kept[entry = line];
+        std::ifstream in(file);
+        std::string parcel;
+        std::string kept;
+        for (const std::string& found : lines) {
+            if (!found.starts_with(' ')) parcel = found;
+            if (!std::getline(in, kept)) kept = "nothing";
+            ASSERT_EQ(kept, found) << "The wire format differs from " << name << " in " << parcel;
         }
+        EXPECT_FALSE(std::getline(in, kept)) << "There is no more " << kept;
+        testing::Test::RecordProperty("golden_parcels", parcels);
     }
-    EXPECT_EQ(kept.size(), entries.size()) << file << " has parcels that are no more";
-    for (const auto& [what, lines] : entries) {
-        const auto& was = kept[what];
-        const size_t common = std::min(lines.size(), was.size());
-        const auto at = std::mismatch(lines.begin(), lines.begin() + static_cast<ptrdiff_t>(common),
-                                      was.begin());
-        if (lines == was) continue;
-        ADD_FAILURE() << file << ": the wire format of " << what << " differs at\n  kept:  "
-                      << (at.second == was.end() ? "nothing" : *at.second) << "\n  found: "
-                      << (at.first == lines.end() ? "nothing" : *at.first);
-    }
-    testing::Test::RecordProperty("golden_parcels", std::to_string(entries.size()));
-}
+};
 
 /** What passes between a proxy and an object that answers what it is told to. */
 struct Exchange {
     const AParcel* answer;
     ndk::ScopedAParcel request{AParcel_create()};
     int32_t begin = 0;  // of the arguments, behind the interface's token
+    transaction_code_t code = 0;
 };
 
-binder_status_t transact(AIBinder* binder, transaction_code_t, const AParcel* in, AParcel* out) {
+binder_status_t transact(AIBinder* binder, transaction_code_t code, const AParcel* in,
+                         AParcel* out) {
     auto& exchange = *static_cast<Exchange*>(AIBinder_getUserData(binder));
+    exchange.code = code;
     exchange.begin = AParcel_getDataPosition(in);
     (void)AParcel_appendFrom(in, exchange.request.get(), 0, AParcel_getDataSize(in));
     const int32_t size = AParcel_getDataSize(exchange.answer);
@@ -214,8 +210,7 @@ binder_status_t transact(AIBinder* binder, transaction_code_t, const AParcel* in
 }
 
 template <typename Proxy, typename Interface>
-void addOperations(const std::vector<codec::CallableOperation<Interface>>& operations,
-                   Entries* entries) {
+void addOperations(const std::vector<codec::CallableOperation<Interface>>& operations, Text* text) {
     static const AIBinder_Class* const clazz = AIBinder_Class_define(
             Interface::descriptor, [](void* data) { return data; }, [](void*) {}, transact);
     const auto find = [](const std::string& type, const Json&, std::string*) {
@@ -225,11 +220,13 @@ void addOperations(const std::vector<codec::CallableOperation<Interface>>& opera
     for (size_t i = 0; i < operations.size(); ++i) {
         const auto& operation = operations[i];
         SCOPED_TRACE(operation.signature());
+        const std::string name = codec::findInterface(Interface::descriptor)->name + " " +
+                                 std::to_string(i + 1) + " " + operation.name;
         Golden request;
         Golden reply;
         Json arguments = Json::array();
-        for (const auto& [type, name] : operation.parameters)
-            arguments.push_back(request.write(type, name));
+        for (const codec::Parameter& it : operation.parameters)
+            arguments.push_back(request.write(it.type, it.name));
         reply.writeWord(EX_NONE, "status");
         const bool isVoid = operation.result == "void";
         const Json result = isVoid ? Json() : reply.write(operation.result, "result");
@@ -247,31 +244,26 @@ void addOperations(const std::vector<codec::CallableOperation<Interface>>& opera
             }
             EXPECT_TRUE(outcome.status.isOk()) << outcome.status;
             EXPECT_TRUE(outcome.value == result || outcome.value.contains("interface"));
-            const auto written = request.explain(exchange.request.get(), exchange.begin);
+            EXPECT_EQ(exchange.code, i + 1);
+            const AParcel* const sent = exchange.request.get();
+            const auto written = request.explain(sent, exchange.begin);
             EXPECT_EQ(written, request.explain(request.parcel(), 0));
             Json read;
-            AParcel_setDataPosition(exchange.request.get(), exchange.begin);
-            EXPECT_TRUE(operation.readArguments(exchange.request.get(), nameObject, &read));
+            AParcel_setDataPosition(sent, exchange.begin);
+            EXPECT_TRUE(operation.readArguments(sent, nameObject, &read));
             EXPECT_EQ(read, arguments);
-            const std::string name = Interface::descriptor;
-            const std::string number = std::to_string(i + 1) + " " + operation.name;
             if (i == 0) {
-                entries->push_back(
-                        {"token " + name,
-                         {bytesOf(exchange.request.get(), 0, exchange.begin, "") + " token"}});
+                const std::string token = bytesOf(sent, 0, exchange.begin, "");
+                text->lines.insert(text->lines.end(), {"token", "  " + token});
             }
-            const std::string kind = codec::findInterface(name)->name + " ";
-            entries->push_back({(isOneway ? "oneway " : "request ") + kind + number, written});
+            text->add((isOneway ? "oneway " : "request ") + name, written);
         }
-        if (isOneway) continue;
-        const std::string kind = codec::findInterface(Interface::descriptor)->name + " ";
-        entries->push_back({"reply " + kind + std::to_string(i + 1) + " " + operation.name,
-                            reply.explain(reply.parcel(), 0)});
+        if (!isOneway) text->add("reply " + name, reply.explain(reply.parcel(), 0));
     }
 }
 
 template <typename... Records>
-void addRecords(Entries* entries) {
+void addRecords(Text* text) {
     const auto fields = recordFields();
     const auto add = [&]<typename Record>(std::type_identity<Record>) {
         const std::string name = codec::shortName(Record::descriptor);
@@ -282,44 +274,44 @@ void addRecords(Entries* entries) {
         ASSERT_TRUE(codec::Codec<Record>::read(json, &record, &error)) << name << ": " << error;
         const ndk::ScopedAParcel parcel(AParcel_create());
         ASSERT_EQ(record.writeToParcel(parcel.get()), STATUS_OK);
-        entries->push_back({name, golden.explain(parcel.get(), 0)});
-        EXPECT_EQ(entries->back().second, golden.explain(golden.parcel(), 0));
+        const auto written = golden.explain(parcel.get(), 0);
+        EXPECT_EQ(written, golden.explain(golden.parcel(), 0));
+        text->add(name, written);
         Record read;
         AParcel_setDataPosition(parcel.get(), 0);
         ASSERT_EQ(read.readFromParcel(parcel.get()), STATUS_OK);
         EXPECT_EQ(codec::Codec<Record>::write(read), json) << name;
     };
     (add(std::type_identity<Records>()), ...);
-    EXPECT_EQ(entries->size(), fields.size());
+    EXPECT_EQ(sizeof...(Records), fields.size());
 }
 
 TEST(GoldenParcels, OfTheMainService) {
-    Entries entries;
-    addOperations<display::BpVela>(codec::velaOperations(), &entries);
-    compare("vela.txt", entries);
+    Text text;
+    addOperations<display::BpVela>(codec::velaOperations(), &text);
+    text.compare("vela.txt");
 }
 
 TEST(GoldenParcels, OfComposerClients) {
-    Entries entries;
-    addOperations<display::BpVelaComposerClient>(codec::composerOperations(), &entries);
-    compare("composer.txt", entries);
+    Text text;
+    addOperations<display::BpVelaComposerClient>(codec::composerOperations(), &text);
+    text.compare("composer.txt");
 }
 
 TEST(GoldenParcels, OfCallbacks) {
-    Entries entries;
-    addOperations<display::BpVelaCallback>(codec::callbackOperations(), &entries);
-    addOperations<display::BpSoftVelaClient>(codec::softClientOperations(), &entries);
-    addOperations<display::BpVelaComposerCallback>(codec::composerCallbackOperations(), &entries);
-    compare("callbacks.txt", entries);
+    Text text;
+    addOperations<display::BpVelaCallback>(codec::callbackOperations(), &text);
+    addOperations<display::BpSoftVelaClient>(codec::softClientOperations(), &text);
+    addOperations<display::BpVelaComposerCallback>(codec::composerCallbackOperations(), &text);
+    text.compare("callbacks.txt");
 }
 
 TEST(GoldenParcels, OfRecords) {
-    Entries entries;
+    Text text;
     using namespace display;
     addRecords<BufferInfo, ColorMetaData, ContentSamples, DisplayConfigVariableInfo, HwcRect, Layer,
-               LayerBuffer, LayerRect, LayerStack, LayerTransform, LutData, VelaFixedConfig>(
-            &entries);
-    compare("records.txt", entries);
+               LayerBuffer, LayerRect, LayerStack, LayerTransform, LutData, VelaFixedConfig>(&text);
+    text.compare("records.txt");
 }
 
 }  // namespace
