@@ -2,6 +2,7 @@
 import os
 import re
 import shutil
+import signal
 import subprocess
 import tempfile
 from collections import namedtuple
@@ -24,25 +25,29 @@ def decode(target, folder):
         (Path(folder) / f"{number:03}").write_bytes(bytes.fromhex(line))
 
 
-def run(build, target, options, findings=None, folders=None):
-    """Runs the target from its corpus, or from the folders; what it finds goes into `findings`."""
+def run(build, target, options, findings=None, folders=None, limit="unlimited"):
+    """Runs the target from its corpus, or from the folders; what it finds goes into `findings`.
+    Seconds are those of a processor, which do not depend on what else runs; `limit` is theirs."""
     findings = Path(findings or build / "findings").resolve()
     findings.mkdir(parents=True, exist_ok=True)
     with tempfile.TemporaryDirectory() as work:
         corpus = Path(work) / "corpus"
         corpus.mkdir()
         decode(target, corpus)
-        environment = dict(os.environ, BINDER_RUNTIME_DIR=work, UBSAN_OPTIONS="print_stacktrace=1",
-                           ASAN_OPTIONS="detect_stack_use_after_return=1", PWD=work)
-        words = [*FIXED, (build / "bin" / target).resolve(), "-max_len=2048", f"-timeout={LONGEST}", "-print_final_stats=1",
-                 "-entropic=0", f"-artifact_prefix={findings}/{target}-", *options, *(folders or [corpus])]
+        environment = dict(os.environ, BINDER_RUNTIME_DIR=work, UBSAN_OPTIONS="print_stacktrace=1")
+        words = ["prlimit", f"--cpu={limit}", *FIXED, (build / "bin" / target).resolve(), "-max_len=2048",
+                 f"-timeout={LONGEST}", "-entropic=0", "-print_final_stats=1",
+                 f"-artifact_prefix={findings}/{target}-", *options, *(folders or [corpus])]
         words += [f"-dict={words_of}" for words_of in CORPORA.glob(f"{target}.dict")]
-        began = os.times().elapsed
-        result = subprocess.run(words, cwd=work, env=environment, check=False, text=True, errors="replace",
-                                stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
-        executed = re.findall(r"number_of_executed_units: (\d+)|^#(\d+)\b", result.stdout, re.MULTILINE)
+        with subprocess.Popen(words, cwd=work, env=environment, text=True, errors="replace",
+                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT) as process:
+            output = process.stdout.read()
+            _, status, usage = os.wait4(process.pid, 0)
+            process.returncode = os.waitstatus_to_exitcode(status)
+    executed = re.findall(r"number_of_executed_units: (\d+)|^#(\d+)\b", output, re.MULTILINE)
     executions = max((int(a or b) for a, b in executed), default=0)
-    return Run(result.returncode != 0, executions, os.times().elapsed - began, result.stdout)
+    failed = process.returncode not in (0, -signal.SIGXCPU)
+    return Run(failed, executions, usage.ru_utime + usage.ru_stime, output)
 
 
 def update(build, target, folder, lines=60, size=300):
