@@ -9,15 +9,14 @@
 #include <string>
 #include <vector>
 
-#include <fcntl.h>
 #include <signal.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
 #include <sys/time.h>
-#include <unistd.h>
 
 #include "calls/Marshal.h"
 #include "calls/Process.h"
+#include "fuzz/OpenDescriptors.h"
 #include "transport/Connection.h"
 
 // Arbitrary bytes, with descriptors, over a socket: received in two pieces, interrupted by signals,
@@ -70,12 +69,6 @@ void sendPiece(int socket, const uint8_t* data, size_t size, const std::vector<i
     }
 }
 
-int lowestFree() {
-    const int fd = fcntl(STDIN_FILENO, F_DUPFD, 0);
-    close(fd);
-    return fd;
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -99,7 +92,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         header.count %= 16;
         std::copy_n(reinterpret_cast<const uint8_t*>(&header), sizeof(header), bytes.data());
     }
-    const int before = lowestFree();
+    const auto before = fuzz::openDescriptors();
     int ends[2];
     if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) abort();
     {
@@ -121,6 +114,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             if (message.parcel != nullptr) binder::unpack(peer, &message);
         }
     }
-    if (lowestFree() != before) abort();
+    if (fuzz::openDescriptors() != before) abort();
     return 0;
 }

@@ -8,9 +8,7 @@ namespace lmfg {
 void EventQueue::start() {
     const std::lock_guard<std::mutex> lifecycle(mLifecycle);
     const std::lock_guard<std::mutex> guard(mLock);
-    if (mRunning) return;
     mRunning = true;
-    mThread = std::thread([this] { run(); });
 }
 
 void EventQueue::stop() {
@@ -32,6 +30,7 @@ int EventQueue::post(std::function<void()> task) {
         const std::lock_guard<std::mutex> guard(mLock);
         if (!mRunning) return -ESHUTDOWN;
         if (mTasks.size() >= kMaxPending) return -EAGAIN;
+        if (!mThread.joinable()) mThread = std::thread([this] { run(); });
         mTasks.push_back(std::move(task));
         ++mPosted;
     }

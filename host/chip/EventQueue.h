@@ -12,7 +12,8 @@
 
 namespace lmfg {
 
-/// One thread that runs tasks in the order in which they were posted. Thread-safe.
+/// One thread, which the first task starts, runs tasks in the order in which they were posted.
+/// Thread-safe.
 class EventQueue {
   public:
     static constexpr size_t kMaxPending = 1024;

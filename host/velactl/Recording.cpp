@@ -120,12 +120,7 @@ int64_t numberOf(const std::string& target) {
     return number;
 }
 
-Failure readRecording(const std::string& file, Recording* out) {
-    std::error_code error;
-    std::ifstream in(file);
-    if (!in || std::filesystem::is_directory(file, error)) {
-        return usageError("cannot read " + file + "; velahost --record FILE writes one");
-    }
+Failure parseRecording(std::istream& in, const std::string& file, Recording* out) {
     out->file = file;
     for (std::string line; std::getline(in, line);) {
         // Only a line that was being written when its writer died has no end.
@@ -158,6 +153,15 @@ Failure readRecording(const std::string& file, Recording* out) {
     std::stable_sort(out->calls.begin(), out->calls.end(),
                      [](const auto& a, const auto& b) { return a.order < b.order; });
     return checkObjects(*out);
+}
+
+Failure readRecording(const std::string& file, Recording* out) {
+    std::error_code error;
+    std::ifstream in(file);
+    if (!in || std::filesystem::is_directory(file, error)) {
+        return usageError("cannot read " + file + "; velahost --record FILE writes one");
+    }
+    return parseRecording(in, file, out);
 }
 
 Failure writeRecording(const Recording& recording) {

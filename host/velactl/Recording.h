@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <istream>
 #include <string>
 #include <vector>
 
@@ -33,7 +34,9 @@ struct Recording {
     std::vector<int64_t> open;        // those that had not ended
 };
 
-/** Reads the file. A failure names the line that is wrong. */
+/** Reads a recording of that name. A failure names the line that is wrong. */
+Failure parseRecording(std::istream& in, const std::string& file, Recording* out);
+/** The same from the file. */
 Failure readRecording(const std::string& file, Recording* out);
 
 /** Writes the calls' statuses and answers into the file, which keeps its other lines. */

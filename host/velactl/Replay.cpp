@@ -27,9 +27,6 @@ using codec::display::IVela;
 using codec::display::IVelaComposerClient;
 using Kind = RecordedCall::Kind;
 
-// How long an event that was recorded may take to come.
-constexpr std::chrono::seconds kPatience{5};
-
 struct Difference {
     size_t line;
     std::string what;  // the call
@@ -45,8 +42,9 @@ std::string callText(const RecordedCall& call) {
 /** The events that were recorded, as they come again. Thread-safe. */
 class Events {
   public:
-    explicit Events(std::shared_ptr<const Recording> recording)
+    Events(std::shared_ptr<const Recording> recording, std::chrono::milliseconds patience)
         : mRecording(std::move(recording)),
+          mPatience(patience),
           mCalls(mRecording->calls),
           mCame(mRecording->calls.size()) {}
 
@@ -84,7 +82,7 @@ class Events {
     /** Waits for the event of that index; false when it does not come. */
     bool await(size_t index) NO_THREAD_SAFETY_ANALYSIS {  // which does not follow unique_lock
         std::unique_lock lock(mLock);
-        const auto deadline = std::chrono::steady_clock::now() + kPatience;
+        const auto deadline = std::chrono::steady_clock::now() + mPatience;
         while (!mCame[index]) {
             if (mChanged.wait_until(lock, deadline) == std::cv_status::timeout) break;
         }
@@ -102,6 +100,7 @@ class Events {
 
   private:
     const std::shared_ptr<const Recording> mRecording;
+    const std::chrono::milliseconds mPatience;
     // What is read here of the calls does not change meanwhile.
     const std::vector<RecordedCall>& mCalls;
     std::mutex mLock;
@@ -114,8 +113,8 @@ class Events {
 /** One thread; only the callbacks are called from others. */
 class Replay {
   public:
-    explicit Replay(const std::shared_ptr<Recording>& recording)
-        : mRecording(*recording), mEvents(std::make_shared<Events>(recording)) {}
+    Replay(const std::shared_ptr<Recording>& recording, std::chrono::milliseconds patience)
+        : mRecording(*recording), mEvents(std::make_shared<Events>(recording, patience)) {}
 
     Failure run() {
         if (auto failure = connect(&mVela)) return failure;
@@ -289,6 +288,15 @@ void printOutcome(const Recording& recording, const Replay& replay) {
 
 }  // namespace
 
+Failure replay(const std::shared_ptr<Recording>& recording, std::chrono::milliseconds patience,
+               bool* equal) {
+    Replay replay(recording, patience);
+    if (auto failure = replay.run()) return failure;
+    printOutcome(*recording, replay);
+    *equal = replay.differences().empty();
+    return {};
+}
+
 Failure replay(const std::string& file, bool update, bool* equal) {
     // Shared with callbacks, which may be called to the end.
     const auto recording = std::make_shared<Recording>();
@@ -297,10 +305,8 @@ Failure replay(const std::string& file, bool update, bool* equal) {
         std::cerr << "velactl: " << printable(file) << ":" << recording->text.size()
                   << ": the recording ends here, without its last line; velahost was killed\n";
     }
-    Replay replay(recording);
-    if (auto failure = replay.run()) return failure;
-    printOutcome(*recording, replay);
-    *equal = replay.differences().empty() || update;
+    if (auto failure = replay(recording, kEventPatience, equal)) return failure;
+    *equal = *equal || update;
     return update ? writeRecording(*recording) : Failure{};
 }
 
