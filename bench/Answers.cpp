@@ -20,20 +20,22 @@ namespace display = ::aidl::vendor::lumenforge::hardware::display;
 namespace V1_1 = ::vendor::lumenforge::hardware::display::V1_1;
 using ::android::hardware::hidl_vec;
 
-/** A list as raw memory: what std::vector is made of, without anything of its own. */
+/** A list of the interface as raw memory: what std::vector is made of, and nothing of its own. */
 struct RawList {
-    std::unique_ptr<int32_t[]> values;
-    size_t size = 0;
+    std::unique_ptr<int32_t[]> begin;
+    int32_t* end = nullptr;
+    int32_t* capacity = nullptr;
 };
 
 template <typename T>
 RawList copyOf(const hidl_vec<T>& list) {
     if (list.size() == 0) return {};
-    RawList copy{std::make_unique_for_overwrite<int32_t[]>(list.size()), list.size()};
+    RawList copy{std::make_unique_for_overwrite<int32_t[]>(list.size())};
+    copy.end = copy.capacity = copy.begin.get() + list.size();
     if constexpr (sizeof(T) == sizeof(int32_t)) {
-        std::memcpy(copy.values.get(), list.data(), list.size() * sizeof(T));
+        std::memcpy(copy.begin.get(), list.data(), list.size() * sizeof(T));
     } else {
-        std::copy_n(list.data(), list.size(), copy.values.get());
+        std::copy_n(list.data(), list.size(), copy.begin.get());
     }
     return copy;
 }
