@@ -1,6 +1,5 @@
 #include "translate/AidlToHidl.h"
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -19,10 +18,15 @@ bool areEmpty(const std::vector<In>& in, const hidl_vec<Out>& out) {
     return in.empty() && out.size() == 0;
 }
 
+/** Not by resize(), which would zero the elements first. A call: most lists do without it. */
+template <typename T>
+[[gnu::noinline]] void fill(const std::vector<T>& in, hidl_vec<T>* out) {
+    *out = hidl_vec<T>(in.begin(), in.end());
+}
+
 template <typename T>
 void replace(const std::vector<T>& in, hidl_vec<T>* out) {
-    // Not by resize(), which would zero the elements first.
-    if (!areEmpty(in, *out)) *out = hidl_vec<T>(in.begin(), in.end());
+    if (!areEmpty(in, *out)) fill(in, out);
 }
 
 }  // namespace
