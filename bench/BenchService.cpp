@@ -12,21 +12,19 @@ namespace bench {
 
 using ::aidl::vendor::lumenforge::hardware::display::VelaDefault;
 
-std::shared_ptr<IVela> publish(const char* name) {
+void publish(const char* name) {
     lmfg::installChip(std::make_shared<BenchChip>());
-    const auto made = ndk::SharedRefBase::make<VelaDefault>();
-    // Held for good: the binder holds its object only while it is itself held.
-    static ndk::SpAIBinder binder;
-    binder = made->asBinder();
+    // Never destroyed: calls may be under way when the process ends.
+    static const auto& made = *new auto(ndk::SharedRefBase::make<VelaDefault>());
+    // The binder holds its object only while it is itself held.
+    static const auto& binder = *new ndk::SpAIBinder(made->asBinder());
     check(AServiceManager_addService(binder.get(), name) == EX_NONE, "addService");
-    return made;
 }
 
 void startOwnService(const char* name) {
     check(binder::startServiceManager() == binder::ServiceManagerHost::kThisProcess,
           "startServiceManager");
-    static std::shared_ptr<IVela> own;
-    own = publish(name);
+    publish(name);
     ABinderProcess_startThreadPool();
 }
 

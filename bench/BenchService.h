@@ -10,8 +10,9 @@ namespace bench {
 
 using ::aidl::vendor::lumenforge::hardware::display::IVela;
 
-/** Publishes the product's main service, with a chip that takes no time, under the name. */
-std::shared_ptr<IVela> publish(const char* name);
+/** Publishes the product's main service, with a chip that takes no time, under the name, for good.
+ */
+void publish(const char* name);
 
 /** Makes this process the one that has the service manager and a service of that name. */
 void startOwnService(const char* name);

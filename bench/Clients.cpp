@@ -40,6 +40,11 @@ constexpr bench::EchoSizes kEcho{.request = 152, .reply = 4};
 
 using Children = std::vector<std::unique_ptr<Child>>;
 
+// Made by main().
+const Children* gCallers = nullptr;
+const Child* gStalled = nullptr;
+const Children* gListeners = nullptr;
+
 // --- calls of several clients at once ---
 
 /** How many calls fit a turn. */
@@ -85,40 +90,45 @@ void callUntilTold(Channel parent) {
     }
 }
 
-double callsPerSecond(const Children& callers, int count, char what) {
-    for (int i = 0; i < count; ++i)
-        callers[static_cast<size_t>(i)]->channel().tell(what);
+double callsPerSecond(size_t count, char what) {
+    for (size_t i = 0; i < count; ++i)
+        (*gCallers)[i]->channel().tell(what);
     uint64_t calls = 0;
-    for (int i = 0; i < count; ++i) {
+    for (size_t i = 0; i < count; ++i) {
         uint64_t made = 0;
-        callers[static_cast<size_t>(i)]->channel().receive(&made, sizeof(made));
+        (*gCallers)[i]->channel().receive(&made, sizeof(made));
         calls += made;
     }
     return static_cast<double>(calls) / std::chrono::duration<double>(kTurn).count();
 }
 
 /** Floor: as many pairs of processes that echo as many bytes. */
-void throughput(benchmark::State& state, const Children& callers, int count) {
+void callAtOnce(benchmark::State& state, size_t count) {
     std::vector<double> measured;
     std::vector<double> floor;
     for ([[maybe_unused]] auto _ : state) {
-        measured.push_back(callsPerSecond(callers, count, 'g'));
-        floor.push_back(callsPerSecond(callers, count, 'e'));
+        measured.push_back(callsPerSecond(count, 'g'));
+        floor.push_back(callsPerSecond(count, 'e'));
         state.SetIterationTime(2 * std::chrono::duration<double>(kTurn).count());
     }
     state.counters["calls_per_second"] = bench::median(measured);
     state.counters["floor_calls_per_second"] = bench::median(floor);
 }
 
-/** One client's calls while another one, stopped in the middle of its own, reads nothing. */
-void throughputBesideStalled(benchmark::State& state, const Children& callers,
-                             const Child& stalled) {
-    stalled.channel().ask('g');
-    check(kill(stalled.pid(), SIGSTOP) == 0, "kill");
-    throughput(state, callers, 1);
-    check(kill(stalled.pid(), SIGCONT) == 0, "kill");
-    stalled.channel().ask('s');
+void throughput(benchmark::State& state) {
+    callAtOnce(state, static_cast<size_t>(state.range(0)));
 }
+BENCHMARK(throughput)->Arg(1)->Arg(2)->Arg(4)->Arg(8)->UseManualTime();
+
+/** One client's calls while another one, stopped in the middle of its own, reads nothing. */
+void throughputBesideStalled(benchmark::State& state) {
+    gStalled->channel().ask('g');
+    check(kill(gStalled->pid(), SIGSTOP) == 0, "kill");
+    callAtOnce(state, 1);
+    check(kill(gStalled->pid(), SIGCONT) == 0, "kill");
+    gStalled->channel().ask('s');
+}
+BENCHMARK(throughputBesideStalled)->Name("throughput/1 beside a stalled one")->UseManualTime();
 
 // --- an event to many clients ---
 
@@ -145,12 +155,13 @@ void listen(Channel parent, const std::string& name, int64_t id) {
     }
 }
 
-/** `per_client_ns`: of an event; `floor_ns`: of an echo of one byte with as many processes. */
-void fanOut(benchmark::State& state, const Children& listeners, int64_t count) {
+/** For each client. Floor: an echo of one byte with each of the processes. */
+void fanOut(benchmark::State& state) {
+    const int64_t count = state.range(0);
     const auto own = bench::service(kName);
     for (int64_t id = 0; id < kListeners; ++id) {
         if (id < count) {
-            listeners[static_cast<size_t>(id)]->channel().ask('c');
+            (*gListeners)[static_cast<size_t>(id)]->channel().ask('c');
         } else {
             check(own->registerCallback(id, nullptr).isOk(), "registerCallback");
         }
@@ -160,12 +171,13 @@ void fanOut(benchmark::State& state, const Children& listeners, int64_t count) {
             state, [&] { library.featureChanged(1, {1}); },
             [&] {
                 for (int64_t id = 0; id < count; ++id)
-                    listeners[static_cast<size_t>(id)]->channel().ask('e');
+                    (*gListeners)[static_cast<size_t>(id)]->channel().ask('e');
             },
             bench::Report::kMedians, std::chrono::microseconds(400));
-    state.counters["ns"] = state.counters["ns"] / static_cast<double>(count);
-    state.counters["floor_ns"] = state.counters["floor_ns"] / static_cast<double>(count);
+    for (const char* const time : {"ns", "floor_ns"})
+        state.counters[time] = state.counters[time] / static_cast<double>(count);
 }
+BENCHMARK(fanOut)->Name("fan-out")->Arg(1)->Arg(10)->Arg(100)->Arg(1000)->UseManualTime();
 
 void allowManyDescriptors() {
     rlimit limit{};
@@ -194,11 +206,6 @@ void holdClients(const std::string& name, int64_t count) {
     std::getchar();
 }
 
-template <typename Body>
-void add(const std::string& name, Body body) {
-    benchmark::RegisterBenchmark(name.c_str(), body)->UseManualTime();
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -219,16 +226,9 @@ int main(int argc, char** argv) {
     for (const auto& caller : callers)
         caller->channel().ask('g');
     stalled.channel().ask('g');
-    for (const int count : {1, 2, 4, 8}) {
-        add("throughput/" + std::to_string(count),
-            [&, count](benchmark::State& state) { throughput(state, callers, count); });
-    }
-    add("throughput/1 beside a stalled one",
-        [&](benchmark::State& state) { throughputBesideStalled(state, callers, stalled); });
-    for (const int64_t count : {1, 10, 100, 1000}) {
-        add("fan-out/" + std::to_string(count),
-            [&, count](benchmark::State& state) { fanOut(state, listeners, count); });
-    }
+    gCallers = &callers;
+    gStalled = &stalled;
+    gListeners = &listeners;
     benchmark::RunSpecifiedBenchmarks();
     return 0;
 }

@@ -74,7 +74,8 @@ void buildLayerStack(benchmark::State& state) {
         benchmark::DoNotOptimize(status.get());
     };
     const auto floor = [&] {
-        const V1_1::LayerStack copy = finished;
+        V1_1::LayerStack copy = finished;
+        benchmark::DoNotOptimize(&copy);
         service->buildLayerStack(0, copy);
         const ndk::ScopedAStatus status = ndk::ScopedAStatus::ok();
         benchmark::DoNotOptimize(status.get());

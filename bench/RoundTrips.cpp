@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
-#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -50,7 +50,7 @@ class Compositor : public display::BnVelaComposerCallback {
 /** A service of its own under the name, and when it is asked to, a compositor of the parent's. */
 void serve(const bench::Channel& parent, const std::string& name) {
     parent.hear();  // that there is a service manager
-    const auto service = bench::publish(name.c_str());
+    bench::publish(name.c_str());
     ABinderProcess_startThreadPool();
     parent.tell('s');
     std::shared_ptr<display::IVelaComposerClient> client;
@@ -160,22 +160,43 @@ void event(benchmark::State& state, const Side& side) {
     });
 }
 
-void addAll(Side* side, const std::string& where) {
-    side->connect();
-    const auto add = [&](const std::string& what,
-                         std::function<void(benchmark::State&, const Side&)> body) {
-        benchmark::RegisterBenchmark(("round trip/" + what + where).c_str(),
-                                     [=](benchmark::State& state) { body(state, *side); })
-                ->UseManualTime();
-    };
-    add("empty", emptyCall);
-    for (const size_t count : {16u, 1024u, 65'536u}) {
-        add(std::to_string(count) + " integers",
-            [count](benchmark::State& state, const Side& on) { integers(state, on, count); });
-    }
-    add("eight layers", eightLayers);
-    add("event with its answer", event);
+// Set by main(): on this processor, and on another one if there is one.
+const Side* gSame = nullptr;
+const Side* gOther = nullptr;
+
+template <auto Body>
+void oneCore(benchmark::State& state) {
+    Body(state, *gSame);
 }
+
+template <auto Body>
+void twoCores(benchmark::State& state) {
+    if (gOther == nullptr) {
+        state.SkipWithError("there is only one");
+        return;
+    }
+    Body(state, *gOther);
+}
+
+template <size_t kCount>
+void integers(benchmark::State& state, const Side& side) {
+    integers(state, side, kCount);
+}
+
+BENCHMARK(oneCore<emptyCall>)->Name("round trip/empty, one core")->UseManualTime();
+BENCHMARK(oneCore<integers<16>>)->Name("round trip/16 integers, one core")->UseManualTime();
+BENCHMARK(oneCore<integers<1024>>)->Name("round trip/1024 integers, one core")->UseManualTime();
+BENCHMARK(oneCore<integers<65'536>>)->Name("round trip/65536 integers, one core")->UseManualTime();
+BENCHMARK(oneCore<eightLayers>)->Name("round trip/eight layers, one core")->UseManualTime();
+BENCHMARK(oneCore<event>)->Name("round trip/event with its answer, one core")->UseManualTime();
+BENCHMARK(twoCores<emptyCall>)->Name("round trip/empty, two cores")->UseManualTime();
+BENCHMARK(twoCores<integers<16>>)->Name("round trip/16 integers, two cores")->UseManualTime();
+BENCHMARK(twoCores<integers<1024>>)->Name("round trip/1024 integers, two cores")->UseManualTime();
+BENCHMARK(twoCores<integers<65'536>>)
+        ->Name("round trip/65536 integers, two cores")
+        ->UseManualTime();
+BENCHMARK(twoCores<eightLayers>)->Name("round trip/eight layers, two cores")->UseManualTime();
+BENCHMARK(twoCores<event>)->Name("round trip/event with its answer, two cores")->UseManualTime();
 
 }  // namespace
 
@@ -185,11 +206,16 @@ int main(int argc, char** argv) {
     const std::vector<int> available = bench::processors();
     bench::runOn(available[0]);
     Side same(available[0], "bench.same");
-    Side other(available.back(), "bench.other");
+    std::optional<Side> other;
+    if (available.size() > 1) other.emplace(available[1], "bench.other");
 
     bench::startOwnService(kOwnName);
-    addAll(&same, ", one core");
-    if (available.size() > 1) addAll(&other, ", two cores");
+    same.connect();
+    gSame = &same;
+    if (other) {
+        other->connect();
+        gOther = &*other;
+    }
     benchmark::RunSpecifiedBenchmarks();
     return 0;
 }
