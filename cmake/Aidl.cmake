@@ -52,7 +52,8 @@ function(aidl_library name)
     add_dependencies(interface_headers ${name}_headers)
     add_library(${name} STATIC ${sources})
     add_dependencies(${name} ${name}_headers)
-    target_compile_options(${name} PRIVATE -w)
+    # Parcels are a call of the run time for each field: not by way of a stub each.
+    target_compile_options(${name} PRIVATE -w -fno-plt)
     set_target_properties(${name} PROPERTIES UNITY_BUILD OFF)
     # As a device's build has it: the objects say that their interface is frozen.
     target_compile_definitions(${name} PUBLIC BINDER_STABILITY_SUPPORT)

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -13,13 +12,9 @@ namespace lmfg::support {
 template <typename T>
 [[nodiscard]] android::hardware::hidl_vec<T> toHidl(const std::vector<T>& values) {
     static_assert(std::is_arithmetic_v<T>);
-    android::hardware::hidl_vec<T> result;
-    // resize(0) would allocate.
-    if (!values.empty()) {
-        result.resize(values.size());
-        std::copy_n(values.data(), values.size(), result.data());
-    }
-    return result;
+    // Not by resize(), which would zero the elements first, and allocate even for none.
+    if (values.empty()) return {};
+    return android::hardware::hidl_vec<T>(values.begin(), values.end());
 }
 
 /** An owning copy, embedded zero bytes included. */

@@ -1,6 +1,5 @@
 #include "translate/AidlToHidl.h"
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -11,16 +10,23 @@ namespace lmfg::a2h {
 
 namespace {
 
-/** Gives `out` the size of `in`. resize() would allocate even for a list that stays empty. */
+using ::android::hardware::hidl_vec;
+
+/** Whether there is nothing to do for a list: resize() would allocate even for no elements. */
 template <typename In, typename Out>
-void resizeLike(const std::vector<In>& in, ::android::hardware::hidl_vec<Out>* out) {
-    if (!in.empty() || out->size() != 0) out->resize(in.size());
+bool areEmpty(const std::vector<In>& in, const hidl_vec<Out>& out) {
+    return in.empty() && out.size() == 0;
+}
+
+/** Not by resize(), which would zero the elements first. A call: most lists do without it. */
+template <typename T>
+[[gnu::noinline]] void fill(const std::vector<T>& in, hidl_vec<T>* out) {
+    *out = hidl_vec<T>(in.begin(), in.end());
 }
 
 template <typename T>
-void replace(const std::vector<T>& in, ::android::hardware::hidl_vec<T>* out) {
-    resizeLike(in, out);
-    std::copy_n(in.data(), in.size(), out->data());
+void replace(const std::vector<T>& in, hidl_vec<T>* out) {
+    if (!areEmpty(in, *out)) fill(in, out);
 }
 
 }  // namespace
@@ -107,7 +113,7 @@ bool translate(const display::Layer& in, V1_1::Layer* out) {
 }
 
 bool translate(const display::LayerStack& in, V1_1::LayerStack* out) {
-    resizeLike(in.layers, &out->layers);
+    if (!areEmpty(in.layers, out->layers)) out->layers.resize(in.layers.size());
     for (size_t i = 0; i < in.layers.size(); ++i) {
         (void)translate(in.layers[i], &out->layers[i]);
     }

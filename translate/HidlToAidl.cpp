@@ -14,7 +14,12 @@ namespace {
 template <typename In, typename Out>
 void append(const ::android::hardware::hidl_vec<In>& in, std::vector<Out>* out) {
     static_assert(sizeof(In) <= sizeof(Out), "elements are widened, never cut");
-    out->insert(out->end(), in.data(), in.data() + in.size());
+    if (in.size() == 0) return;
+    if (out->empty()) {
+        out->assign(in.data(), in.data() + in.size());
+    } else {
+        out->insert(out->end(), in.data(), in.data() + in.size());
+    }
 }
 
 }  // namespace

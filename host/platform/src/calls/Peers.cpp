@@ -4,6 +4,8 @@
 #include <optional>
 #include <utility>
 
+#include <malloc.h>
+
 #include "base/Fork.h"
 #include "base/Log.h"
 #include "calls/Exports.h"
@@ -16,6 +18,15 @@ namespace {
 constexpr int kMessagesPerTurn = 64;
 
 std::atomic<Peers*> gPeers{nullptr};
+
+/**
+ * Lets the heap keep what large transactions take and give back, over and over. To have the kernel
+ * take such memory away and hand it out anew, page by page, costs more than all else about them.
+ */
+void keepFreedMemory() {
+    mallopt(M_MMAP_THRESHOLD, 4 * kMaxTransaction);
+    mallopt(M_TRIM_THRESHOLD, 8 * kMaxTransaction);
+}
 
 }  // namespace
 
@@ -38,6 +49,7 @@ Peers* Peers::create(const ServeCalls& serveCalls) {
     isForked();  // from here on a forked child would find what it cannot use
     std::unique_ptr<Endpoint> self = Endpoint::create();
     if (self == nullptr || !IoThread::get().start()) return nullptr;
+    keepFreedMemory();
     auto* const peers = new Peers(std::move(self), serveCalls);  // outlives every thread
     peers->mGreeter = std::make_shared<Greeter>(
             *peers->mSelf,

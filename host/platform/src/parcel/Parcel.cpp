@@ -98,8 +98,8 @@ uint8_t* AParcel::place(size_t size) {
     const size_t end = mPosition + size;
     if (!growTo(end)) return nullptr;
     if (mPosition < mSize) {
-        releaseObjects(mPosition, end);
-    } else {
+        if (!mObjects.empty()) releaseObjects(mPosition, end);
+    } else if (mPosition > mSize) {
         memset(mData + mSize, 0, mPosition - mSize);
     }
     uint8_t* const room = mData + mPosition;
@@ -124,6 +124,20 @@ binder_status_t AParcel::readInPlace(size_t size, const uint8_t** bytes) const {
     *bytes = mData + mPosition;
     mPosition += padded(size);
     return STATUS_OK;
+}
+
+binder_status_t AParcel::writeBytes(const void* bytes, size_t size) {
+    uint8_t* const room = writeInPlace(size);
+    if (room == nullptr) return STATUS_NO_MEMORY;
+    memcpy(room, bytes, size);
+    return STATUS_OK;
+}
+
+binder_status_t AParcel::readBytes(void* bytes, size_t size) const {
+    const uint8_t* in = nullptr;
+    const binder_status_t status = readInPlace(size, &in);
+    if (status == STATUS_OK) memcpy(bytes, in, size);
+    return status;
 }
 
 binder_status_t AParcel::adoptObject(const Object& object) {

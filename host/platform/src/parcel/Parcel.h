@@ -93,20 +93,28 @@ struct AParcel {
      */
     binder_status_t readInPlace(size_t size, const uint8_t** bytes) const;
 
+    /** A value of whole words. Nearly all parcels hold nothing else: that costs no further call. */
     template <typename T>
     requires std::is_trivially_copyable_v<T> binder_status_t writeValue(T value) {
-        uint8_t* const room = writeInPlace(sizeof(T));
-        if (room == nullptr) return STATUS_NO_MEMORY;
-        memcpy(room, &value, sizeof(T));
+        static_assert(sizeof(T) % 4 == 0);
+        const size_t begin = mPosition;
+        const size_t end = begin + sizeof(T);
+        if (begin > mSize || end > mCapacity || !mObjects.empty()) return writeElsewhere(value);
+        mPosition = end;
+        if (mSize < end) mSize = end;
+        memcpy(mData + begin, &value, sizeof(T));
         return STATUS_OK;
     }
     template <typename T>
     requires std::is_trivially_copyable_v<T> binder_status_t readValue(T* value)
     const {
-        const uint8_t* bytes = nullptr;
-        const binder_status_t status = readInPlace(sizeof(T), &bytes);
-        if (status == STATUS_OK) memcpy(value, bytes, sizeof(T));
-        return status;
+        static_assert(sizeof(T) % 4 == 0);
+        const size_t begin = mPosition;
+        const size_t end = begin + sizeof(T);
+        if (end > mSize || begin > end || !mObjects.empty()) return readBytes(value, sizeof(T));
+        mPosition = end;
+        memcpy(value, mData + begin, sizeof(T));
+        return STATUS_OK;
     }
 
     /** Writes a slot and takes a reference of its own; a null binder is a slot without an object.
@@ -123,6 +131,14 @@ struct AParcel {
     binder_status_t appendFrom(const AParcel& from, size_t start, size_t size);
 
   private:
+    // What the above leave: they are long, and rare.
+    template <typename T>
+    [[gnu::noinline]] binder_status_t writeElsewhere(T value) {
+        return writeBytes(&value, sizeof(T));
+    }
+    binder_status_t writeBytes(const void* bytes, size_t size);
+    binder_status_t readBytes(void* bytes, size_t size) const;
+
     uint8_t* place(size_t size);
     bool growTo(size_t capacity);
     void releaseObjects(size_t begin, size_t end);

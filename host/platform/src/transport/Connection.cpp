@@ -20,9 +20,12 @@ namespace {
 
 using android::base::unique_fd;
 
-// What is read of a body together with its header: most bodies whole.
-constexpr size_t kReadAhead = 8 * 1024;
-thread_local std::array<uint8_t, kReadAhead> gAhead;
+// What is read at once of a message, header and body: most messages whole.
+constexpr size_t kReadAtOnce = 8 * 1024;
+thread_local std::array<uint8_t, kReadAtOnce> gArrived;
+
+// Up to this size, to put a message together costs less than to have the kernel do it.
+constexpr size_t kSentAtOnce = 4 * 1024;
 
 using Control = std::array<char, CMSG_SPACE(kMaxDescriptors * sizeof(int))>;
 
@@ -40,7 +43,29 @@ size_t skip(std::span<const iovec> buffers, size_t offset, std::span<iovec> rest
     return count;
 }
 
-/** One sendmsg of what follows the first `sent` bytes; the descriptors go with the first byte. */
+size_t sizeOf(std::span<const iovec> buffers) {
+    size_t size = 0;
+    for (const iovec& buffer : buffers)
+        size += buffer.iov_len;
+    return size;
+}
+
+/** One send of the buffers, which are small. */
+ssize_t sendTogether(int socket, std::span<const iovec> buffers, int flags) {
+    std::array<uint8_t, kSentAtOnce> bytes;
+    size_t size = 0;
+    for (const iovec& buffer : buffers) {
+        memcpy(bytes.data() + size, buffer.iov_base, buffer.iov_len);
+        size += buffer.iov_len;
+    }
+    ssize_t result;
+    do {
+        result = ::send(socket, bytes.data(), size, flags | MSG_NOSIGNAL);
+    } while (result < 0 && errno == EINTR);
+    return result;
+}
+
+/** One send of what follows the first `sent` bytes; the descriptors go with the first byte. */
 template <typename Descriptors>
 ssize_t sendSome(int socket, std::span<const iovec> buffers, const Descriptors& descriptors,
                  size_t sent, int flags) {
@@ -48,6 +73,10 @@ ssize_t sendSome(int socket, std::span<const iovec> buffers, const Descriptors& 
     msghdr message{};
     message.msg_iov = rest.data();
     message.msg_iovlen = skip(buffers, sent, rest);
+    const std::span<const iovec> left(rest.data(), message.msg_iovlen);
+    if (descriptors.empty() && sizeOf(left) <= kSentAtOnce) {
+        return sendTogether(socket, left, flags);
+    }
 
     alignas(cmsghdr) Control control;
     if (sent == 0 && !descriptors.empty()) {
@@ -164,9 +193,9 @@ Connection::Received Connection::receiveSome(bool waits) {
     std::array<iovec, 2> buffers{};
     const size_t headerMissing = sizeof(Header) - std::min(mArrived, sizeof(Header));
     if (headerMissing != 0) {
-        buffers[0] = {reinterpret_cast<char*>(&arriving.header) + mArrived, headerMissing};
         // One message at a time is under way on such a connection: what follows is its body.
-        if (mKind == ConnectionKind::kCall) buffers[1] = {gAhead.data(), gAhead.size()};
+        const bool isAlone = mKind == ConnectionKind::kCall;
+        buffers[0] = {gArrived.data(), isAlone ? gArrived.size() : headerMissing};
     } else {
         const size_t at = mArrived - sizeof(Header);
         const size_t dataSize = arriving.header.dataSize;
@@ -180,7 +209,7 @@ Connection::Received Connection::receiveSome(bool waits) {
     alignas(cmsghdr) Control control;
     msghdr header{};
     header.msg_iov = buffers.data();
-    header.msg_iovlen = buffers.size();
+    header.msg_iovlen = buffers[1].iov_len == 0 ? 1 : buffers.size();
     // Descriptors come with the first byte of a transaction: others are not let in.
     const bool mayBringDescriptors = mArrived == 0 && mKind != ConnectionKind::kControl;
     if (mayBringDescriptors) {
@@ -205,10 +234,14 @@ Connection::Received Connection::receiveSome(bool waits) {
         fault = "descriptors where there are to be none";
     }
     const size_t got = static_cast<size_t>(result);
-    mArrived += got;
-    if (fault == nullptr && headerMissing != 0 && mArrived >= sizeof(Header)) {
-        fault = startBody({gAhead.data(), got - headerMissing});
+    if (headerMissing != 0) {
+        const size_t inHeader = std::min(got, headerMissing);
+        memcpy(reinterpret_cast<char*>(&arriving.header) + mArrived, gArrived.data(), inHeader);
+        if (fault == nullptr && inHeader == headerMissing) {
+            fault = startBody({gArrived.data() + inHeader, got - inHeader});
+        }
     }
+    mArrived += got;
     if (fault == nullptr) return Received::kMessage;
     malformed(fault);
     return Received::kMalformed;
