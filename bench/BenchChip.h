@@ -1,8 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <mutex>
-#include <optional>
 
 #include "host/chip/SimulatedChip.h"
 
