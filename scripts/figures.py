@@ -21,9 +21,9 @@ def print_table(table, left=2):
 
 
 def markdown(table):
-    rule = "|---" * len(table[0]) + "|"
-    first, *rest = ["| " + " | ".join(line) + " |" for line in table]
-    return "\n".join([first, rule, *rest])
+    """Without the columns that are empty."""
+    headings, *lines = zip(*(column for column in zip(*table) if any(column[1:])))
+    return "\n".join("| " + " | ".join(line) + " |" for line in (headings, ["---"] * len(headings), *lines))
 
 
 def machine():
