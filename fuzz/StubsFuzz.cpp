@@ -89,8 +89,10 @@ class Calls {
     }
 
     void run() {
-        while (mInput.remaining_bytes() > 0)
-            call(mBinders[take() % mBinders.size()].get(), take());
+        while (mInput.remaining_bytes() > 0) {
+            AIBinder* const target = mBinders[take() % mBinders.size()].get();
+            call(target, take());
+        }
     }
 
   private:

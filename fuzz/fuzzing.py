@@ -13,8 +13,6 @@ CORPORA = ROOT / "testdata/corpus"
 TARGETS = sorted(file.stem for file in CORPORA.glob("*.hex"))
 # Sanitizers of older compilers cannot place their shadow where the kernel randomises many bits.
 FIXED = ["setarch", "-R"] if subprocess.run(["setarch", "-R", "true"], check=False, capture_output=True).returncode == 0 else []
-# No input is to take longer, in seconds.
-LONGEST = 10
 
 Run = namedtuple("Run", "failed executions seconds output")
 
@@ -35,8 +33,8 @@ def run(build, target, options, findings=None, folders=None, limit="unlimited"):
         corpus.mkdir()
         decode(target, corpus)
         environment = dict(os.environ, BINDER_RUNTIME_DIR=work, UBSAN_OPTIONS="print_stacktrace=1")
-        words = ["prlimit", f"--cpu={limit}", *FIXED, (build / "bin" / target).resolve(), "-max_len=2048",
-                 f"-timeout={LONGEST}", "-entropic=0", "-print_final_stats=1",
+        words = ["prlimit", f"--cpu={limit}:", *FIXED, (build / "bin" / target).resolve(), "-max_len=2048",
+                 "-timeout=60", "-entropic=0", "-print_final_stats=1",
                  f"-artifact_prefix={findings}/{target}-", *options, *(folders or [corpus])]
         words += [f"-dict={words_of}" for words_of in CORPORA.glob(f"{target}.dict")]
         with subprocess.Popen(words, cwd=work, env=environment, text=True, errors="replace",

@@ -182,6 +182,7 @@ TEST(ParcelValue, HoldersKeepOneRecordOfAnyType) {
     EXPECT_EQ(ndk::AParcel_readData(parcel.get(), &local), STATUS_BAD_VALUE);
 }
 
+// Of what no interface here has; the golden parcels show the others.
 TEST(ParcelValue, LayoutIsPaddedToWords) {
     struct Case {
         const char* name;
@@ -192,20 +193,10 @@ TEST(ParcelValue, LayoutIsPaddedToWords) {
         return [written](AParcel* parcel) { return write(parcel, written); };
     };
     const Case cases[] = {
-            {"bool", value(true), {1, 0, 0, 0}},
-            {"byte", value(int8_t{-2}), {0xfe, 0xff, 0xff, 0xff}},
             {"char", value(u'\u4e16'), {0x16, 0x4e, 0, 0}},
-            {"long", value(int64_t{1}), {1, 0, 0, 0, 0, 0, 0, 0}},
-            {"bytes",
-             value(std::vector<uint8_t>{1, 2, 3, 4, 5}),
-             {5, 0, 0, 0, 1, 2, 3, 4, 5, 0, 0, 0}},
             {"bools", value(std::vector<bool>{true, false}), {2, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0}},
             {"chars", value(std::vector<char16_t>{u'a'}), {1, 0, 0, 0, 'a', 0, 0, 0}},
             {"absent string", value(std::optional<std::string>()), {0xff, 0xff, 0xff, 0xff}},
-            {"string", value(std::string("ab")), {2, 0, 0, 0, 'a', 0, 'b', 0, 0, 0, 0, 0}},
-            {"pair",
-             value(std::string("\U0001f600")),
-             {2, 0, 0, 0, 0x3d, 0xd8, 0, 0xde, 0, 0, 0, 0}},
     };
     for (const Case& test : cases) {
         SCOPED_TRACE(test.name);
