@@ -1,4 +1,4 @@
-"""What run, campaign and prove share: the corpora as text, and one run of a target."""
+"""What fuzz-run, fuzz-campaign and fuzz-prove share: the corpora as text, and one run of a target."""
 import os
 import re
 import shutil
