@@ -156,6 +156,7 @@ const harness::Role kCallersRole("callers", [](harness::Parent& parent) {
         std::atomic<int> calls = 0;
         std::atomic<int> answers = 0;
         std::vector<std::thread> threads;
+        threads.reserve(callers.size());
         for (Caller& caller : callers) {
             threads.emplace_back([&] {
                 for (int i = 0; each == 0 ? !isEnding : i < each; ++i) {

@@ -95,6 +95,7 @@ class HostileTest : public LoadTest, public testing::WithParamInterface<std::str
     /** The times that calls take, in order. */
     std::vector<int64_t> callTimes(int calls) {
         std::vector<int64_t> times;
+        times.reserve(static_cast<size_t>(calls));
         for (int i = 0; i < calls; ++i) {
             const auto start = std::chrono::steady_clock::now();
             EXPECT_EQ(batch("set 1 " + std::to_string(i) + "; get 1"),
@@ -114,6 +115,7 @@ TEST_P(HostileTest, HoldsNobodyUpAndLeavesNothing) {
     figure("median_call_us", callTimes(count)[static_cast<size_t>(count) / 2]);
     const auto work = [this](int calls) {
         std::vector<harness::Child> offenders;
+        offenders.reserve(kAtOnce);
         for (int i = 0; i < kAtOnce; ++i) {
             offenders.emplace_back("offender",
                                    std::vector{GetParam(), std::to_string(host->pid())});
