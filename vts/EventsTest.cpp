@@ -1,17 +1,50 @@
 #include <chrono>
+#include <condition_variable>
+#include <deque>
 #include <map>
 #include <memory>
+#include <mutex>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "vts/Clients.h"
-#include "vts/Mailbox.h"
 
 namespace vts {
 namespace {
 
-using vela::test::kPatience;
-using Heard = vela::test::Mailbox<std::string>;
+/** Long enough that only a fault reaches it. */
+constexpr std::chrono::seconds kPatience{60};
+
+/** What a client has heard, in order. Any thread. */
+class Heard {
+  public:
+    void put(std::string value) {
+        const std::lock_guard lock(mLock);
+        mValues.push_back(std::move(value));
+        mArrived.notify_all();
+    }
+
+    /** The next one; none, after a long wait, when nothing comes. */
+    std::optional<std::string> take() {
+        std::unique_lock lock(mLock);
+        if (!mArrived.wait_for(lock, kPatience, [this] { return !mValues.empty(); })) return {};
+        std::string value = std::move(mValues.front());
+        mValues.pop_front();
+        return value;
+    }
+
+    [[nodiscard]] bool empty() {
+        const std::lock_guard lock(mLock);
+        return mValues.empty();
+    }
+
+  private:
+    std::mutex mLock;
+    std::condition_variable mArrived;
+    std::deque<std::string> mValues;
+};
 
 /** An operation of a callback, as a simulated chip raises it and tells what it was answered. */
 struct Event {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -14,15 +15,15 @@
 #include <aidl/vendor/lumenforge/hardware/display/IVela.h>
 
 #include "tests/programs/Program.h"
-#include "vts/Mailbox.h"
 
 namespace process_test {
 
 namespace display = aidl::vendor::lumenforge::hardware::display;
 
 using Values = std::vector<int32_t>;
-using vela::test::kPatience;
-using vela::test::Mailbox;
+
+/** Long enough that only a fault reaches it. */
+constexpr std::chrono::seconds kPatience{60};
 
 /** The published service; waits for it. Starts the thread pool, for callbacks. */
 std::shared_ptr<display::IVela> findService();
