@@ -12,21 +12,6 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using BatchTest = SimulatedChipTest;
 
-TEST_F(BatchTest, RunsCommandsInOrder) {
-    EXPECT_EQ(batch("set 5 1 -2 2147483647; get 5\n"
-                    "# a comment\n"
-                    "  get 5 1 1 # ;get 99\r\n"
-                    "\n;;\t\n"
-                    "osd 3 1;get 512"),
-              "set 5: ok\nget 5: [1,-2,2147483647]\nget 5: [-2]\nosd 3: ok\n"
-              "get 512: [4,1024,64]\n");
-    EXPECT_EQ(mService->GetOsdState(), 3);
-    EXPECT_EQ(mService->GetOsdOverFlow(), 1);
-    EXPECT_EQ(batch(""), "");
-    EXPECT_EQ(batch("set 6 1;clear"), "set 6: ok\nclear: ok\n");
-    EXPECT_THAT(get(6), ElementsAre(-ENOENT));
-}
-
 TEST_F(BatchTest, MalformedTextChangesNothing) {
     const std::pair<std::string, std::string> cases[] = {
             {"set 5 1\nnonsense 1", "line 2: unknown command 'nonsense'"},
@@ -46,13 +31,6 @@ TEST_F(BatchTest, MalformedTextChangesNothing) {
     EXPECT_THAT(get(5), ElementsAre(-ENOENT));
     EXPECT_THAT(dump(), HasSubstr("batches 0, events raised 0,"));
     EXPECT_THAT(dump(), HasSubstr("batch line 3: usage: power DISPLAY MODE  "));
-}
-
-TEST_F(BatchTest, RefusedCommandEndsTheBatch) {
-    EXPECT_EQ(batch("set 5 1\nset 600 1\nset 6 1"), "-1 line 2: set");
-    EXPECT_THAT(get(5), ElementsAre(0, 1));
-    EXPECT_THAT(get(6), ElementsAre(-ENOENT));
-    EXPECT_THAT(dump(), HasSubstr("batch line 2: set   EPERM "));
 }
 
 TEST_F(BatchTest, SizeIsLimited) {

@@ -19,30 +19,6 @@ using ::testing::Not;
 using Handle = VelaService::hidl_handle;
 using ConfigurationTest = SimulatedChipTest;
 
-TEST_F(ConfigurationTest, RegistersKeepTheirValuesAndRefuseNonsense) {
-    ASSERT_EQ(set(1, {1, 2}), 0);
-    EXPECT_THAT(get(1, {1}), ElementsAre(0, 2));
-    EXPECT_THAT(get(1, {0, 1}), ElementsAre(0, 1));
-    EXPECT_THAT(get(1, {2}), ElementsAre(0));
-    expectEach({{set(-1, {1}), -EINVAL},
-                {set(1024, {1}), -EINVAL},
-                {set(512, {1}), -EPERM},
-                {set(1, std::vector<int>(65)), -E2BIG},
-                {get(-1)[0], -EINVAL},
-                {get(1024)[0], -EINVAL},
-                {get(2)[0], -ENOENT},
-                {get(1, {-1})[0], -ERANGE},
-                {get(1, {3})[0], -ERANGE},
-                {get(1, {1, 2})[0], -ERANGE},
-                {get(1, {1, -1})[0], -ERANGE},
-                {get(1, {0, 1, 2})[0], -EINVAL},
-                {set(1, std::vector<int>(64)), 0},
-                {set(1, {}), 0},
-                {get(1)[0], -ENOENT}});
-    EXPECT_THAT(dump(), HasSubstr("refusals 13\n"));
-    EXPECT_THAT(dump(), HasSubstr("velaConfigureSet 512   EPERM "));
-}
-
 /// A handle that owns the descriptors.
 Handle handleOf(const std::vector<int>& fds) {
     native_handle_t* const native = native_handle_create(static_cast<int>(fds.size()), 0);
@@ -95,31 +71,6 @@ TEST_F(ConfigurationTest, BuffersReachTheirLayerOrLeaveTheirChecksum) {
     EXPECT_EQ(table.value1, 2);
     EXPECT_EQ(table.value2, 7);
     EXPECT_EQ(table.flag1, 1);
-}
-
-TEST_F(ConfigurationTest, PanelAndBrightnessRefuseWhatDoesNotFit) {
-    std::vector<int> answer;
-    const auto panel = [&](bool write, uint8_t display, uint8_t address, size_t size,
-                           uint8_t count) {
-        mService->panelReadWrite(write, display, address, false, std::vector<uint8_t>(size), count,
-                                 into(answer));
-        return answer[0];
-    };
-    const auto brightness = [&](int level, size_t count) {
-        mService->updateDisplayBrightness(0, level, std::vector<int>(count), into(answer));
-        return answer[0];
-    };
-    expectEach({{panel(true, 4, 0, 1, 0), -EINVAL},
-                {panel(true, 0, 0, 0, 9), -EINVAL},
-                {panel(false, 0, 0, 1, 0), -EINVAL},
-                {panel(true, 0, 255, 2, 0), -ERANGE},
-                {panel(true, 0, 255, 1, 0), 0},
-                {panel(false, 0, 2, 0, 255), -ERANGE},
-                {panel(false, 0, 1, 0, 255), 0}});
-    EXPECT_EQ(answer.size(), 256u);
-    expectEach(
-            {{brightness(10, 64), 0}, {brightness(-1, 0), -ERANGE}, {brightness(1, 65), -E2BIG}});
-    EXPECT_THAT(answer, ElementsAre(-E2BIG, 10));
 }
 
 }  // namespace
