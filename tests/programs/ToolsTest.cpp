@@ -65,7 +65,7 @@ class ToolsTest : public ProgramsTest {
         EXPECT_EQ(session.code, 0) << session.errors;
         batch("refresh 1; wait");
         EXPECT_EQ(stop(monitor.get(), SIGTERM), 0);
-        EXPECT_EQ(stop(host.get(), SIGTERM), 0) << host->errors();
+        EXPECT_EQ(stop(host.get(), SIGINT), 0) << host->errors();
     }
 
     /** Replays before a host of those options, which ends after it. */
