@@ -15,7 +15,7 @@ namespace vts {
 namespace {
 
 /** Long enough that only a fault reaches it. */
-constexpr std::chrono::seconds kPatience{60};
+constexpr std::chrono::seconds kPatience{15};
 
 /** What a client has heard, in order. Any thread. */
 class Heard {

@@ -1,9 +1,7 @@
 #include "host/velahost/Faults.h"
 
-#include <algorithm>
 #include <charconv>
 #include <cstring>
-#include <iterator>
 #include <utility>
 
 using lmfg::ChipAnswer;
@@ -74,9 +72,9 @@ std::string Faults::add(const std::string& text) {
     const size_t at = text.rfind('@');
     const std::string name = text.substr(0, equals);
     std::vector<lmfg::ChipOperation> named;
-    std::ranges::copy_if(lmfg::chipOperations(), std::back_inserter(named), [&](const auto& it) {
-        return name == kEveryOperation || name == it.name;
-    });
+    for (const auto& operation : lmfg::chipOperations()) {
+        if (name == kEveryOperation || name == operation.name) named.push_back(operation);
+    }
     if (equals == std::string::npos || named.empty()) {
         return "'" + text +
                "' names no operation of the chip; OPERATION=WHAT[@EVERY] takes:" + operationList();

@@ -10,8 +10,8 @@
 #include <aidl/vendor/lumenforge/hardware/display/BnVelaComposerCallback.h>
 
 #include "composer/VelaComposerClient.h"
-#include "vts/Ask.h"
 #include "tests/support/ChipTest.h"
+#include "vts/Ask.h"
 
 namespace display = ::aidl::vendor::lumenforge::hardware::display;
 namespace V1_1 = ::vendor::lumenforge::hardware::display::V1_1;

@@ -16,7 +16,7 @@ namespace {
 
 using namespace platformtest;
 
-constexpr int kAtOnce = 4;
+constexpr int kOffenders = 4;
 constexpr rlim_t kHostDescriptors = 1024;
 // What the host may keep for offenders at one time, and the allocator afterwards.
 constexpr int64_t kKeptKib = 16 * 1024;
@@ -72,7 +72,7 @@ const std::map<std::string, std::function<bool(const std::filesystem::path&)>> k
              // A process's share of them with the first, and connections for the rest.
              const unique_fd file(open("/dev/null", O_RDONLY | O_CLOEXEC));
              std::vector<unique_fd> sockets;
-             for (size_t i = 0; i < kHostDescriptors / kAtOnce; ++i) {
+             for (size_t i = 0; i < kHostDescriptors / kOffenders; ++i) {
                  sockets.push_back(introduce(host, ConnectionKind::kCall));
                  sendBytes(sockets.back(), Bytes(5),
                            std::vector<int>(i == 0 ? binder::kMaxDescriptors : 0, file));
@@ -115,8 +115,8 @@ TEST_P(HostileTest, HoldsNobodyUpAndLeavesNothing) {
     figure("median_call_us", callTimes(count)[static_cast<size_t>(count) / 2]);
     const auto work = [this](int calls) {
         std::vector<harness::Child> offenders;
-        offenders.reserve(kAtOnce);
-        for (int i = 0; i < kAtOnce; ++i) {
+        offenders.reserve(kOffenders);
+        for (int i = 0; i < kOffenders; ++i) {
             offenders.emplace_back("offender",
                                    std::vector{GetParam(), std::to_string(host->pid())});
         }

@@ -13,7 +13,8 @@ namespace {
 
 using aidl::velahost::IHost;
 
-constexpr int kMostPoolThreads = 15;
+// Fifteen on demand, and the one that the host starts.
+constexpr int kMostPoolThreads = 16;
 
 }  // namespace
 

@@ -10,8 +10,8 @@
 #include <aidl/vendor/lumenforge/hardware/display/BnVelaCallback.h>
 
 #include "service/VelaDefault.h"
-#include "vts/Ask.h"
 #include "tests/support/ChipTest.h"
+#include "vts/Ask.h"
 
 namespace aidl::vendor::lumenforge::hardware::display {
 
