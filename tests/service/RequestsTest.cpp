@@ -12,6 +12,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Return;
 using vela::test::answering;
+using vela::test::shown;
 using Library = lmfg::VelaService;
 using V = VelaDefault;
 
@@ -133,6 +134,31 @@ TEST_F(RequestsTest, ComposerClientsAreFreshAndBoundToTheLibrary) {
     EXPECT_EQ("ok 12", ask(*first, &IVelaComposerClient::presentDisplay));
     EXPECT_EQ("unknown", told(mDegraded->createComposerClient(&second)));
     EXPECT_EQ(second, nullptr);
+}
+
+// Of the operations that only composer clients serve, those with an answer. The chip is strict:
+// asking it anything fails the test.
+TEST_F(RequestsTest, RefusalsFillTheOutParameterWithAndWithoutTheLibrary) {
+    for (VelaDefault* const service : {mService.get(), mDegraded.get()}) {
+        const std::pair<std::string, std::string> kAnswers[] = {
+                {"-2 0", ask(*service, &V::commitLayerStack)},
+                {"-2 0", ask(*service, &V::configureVelaMaxcll)},
+                {"-2 " + shown(VelaFixedConfig()), ask(*service, &V::getCurrentConfig)},
+                {"-2 \"\"", ask(*service, &V::getDumpString)},
+                {"-2 " + shown(LutData()), ask(*service, &V::getLayerToneMappingLut)},
+                {"-2 0", ask(*service, &V::getOsdStatus)},
+                {"-2 0", ask(*service, &V::handleDisplayEvent)},
+                {"-2 1", ask(*service, &V::present)},
+                {"-2 0", ask(*service, &V::presentDisplay)},
+                {"-2 0", ask(*service, &V::setColorModeWithRenderIntent)},
+                {"-2 0", ask(*service, &V::setOsdAutoRefresh)},
+                {"-2 0", ask(*service, &V::setPowerMode)},
+                {"-2 { -1 }", ask(*service, &V::updateDisplayBrightness)},
+                {"-2 0", ask(*service, &V::setColorTransform)},
+        };
+        for (const auto& it : kAnswers)
+            EXPECT_EQ(it.first, it.second) << "number " << &it - kAnswers;
+    }
 }
 
 }  // namespace
