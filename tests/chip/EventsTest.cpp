@@ -1,7 +1,6 @@
 #include <cerrno>
 #include <future>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -150,34 +149,6 @@ TEST_F(EventsTest, LongAnswersAreCut) {
         EXPECT_LT(answer.size(), 2000u);
         EXPECT_EQ(answer.find("\xC3."), std::string::npos) << answer;
     }
-}
-
-TEST_F(EventsTest, ConcurrentRequestsAndEvents) {
-    constexpr int kThreads = 4;
-    constexpr int kRounds = 50;
-    int events = 0;
-    onFeature([&](int, const auto&) { ++events; });
-    std::vector<std::thread> threads;
-    for (int t = 0; t < kThreads; ++t) {
-        threads.emplace_back([this, t] {
-            for (int i = 0; i < kRounds; ++i) {
-                const auto layer = static_cast<uint64_t>(t * kRounds + i);
-                mService->CreateLayer(layer, 0);
-                mService->SetLayerZOrder(layer, 3);
-                set(t, {i});
-                batch("feature 1 " + std::to_string(i) + "; wait");
-                dump();
-                if (i % 2 == 0) mService->DestroyLayer(layer);
-            }
-        });
-    }
-    for (std::thread& thread : threads)
-        thread.join();
-    EXPECT_EQ(events, kThreads * kRounds);
-    EXPECT_THAT(dump(), HasSubstr("refusals 0\n"));
-    VelaService::VelaFixedConfig config;
-    mService->getCurrentConfig([&](int32_t, const auto& it) { config = it; });
-    EXPECT_EQ(config.value10, kThreads * kRounds / 2) << "layers that were left";
 }
 
 }  // namespace

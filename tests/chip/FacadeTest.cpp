@@ -1,6 +1,5 @@
 #include <functional>
 #include <memory>
-#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -13,15 +12,11 @@
 namespace lmfg {
 namespace {
 
-using ::testing::HasSubstr;
 using ::testing::StrictMock;
 
-/// Notes what it sees, and spoils what it is told to.
+/// Notes what it sees.
 class NotingObserver : public ChipObserver {
   public:
-    std::optional<ChipFault> fault(const ChipCall& call) override {
-        return call.operation == mSpoilt ? std::optional(mFault) : std::nullopt;
-    }
     void began(const ChipCall& call) override { note("begin", call); }
     void ended(const ChipCall& call, const codec::Json& answer) override {
         note("end", call);
@@ -30,8 +25,6 @@ class NotingObserver : public ChipObserver {
     void settled(const ChipCall& call) override { note("settled", call); }
 
     std::string mLog;
-    std::string mSpoilt;
-    ChipFault mFault;
 
   private:
     void note(const char* what, const ChipCall& call) {
@@ -125,17 +118,6 @@ TEST_F(FacadeTest, ObserversSeeRequestsAndTheEventsTheyCause) {
               "begin configChanged[1,2,[3]]<velaConfigureSet "
               "end configChanged[1,2,[3]]<velaConfigureSet [9] "
               "settled configChanged[1,2,[3]]<velaConfigureSet settled velaConfigureSet[1,[2]] ");
-}
-
-TEST_F(FacadeTest, FaultsAnswerWithoutTheChip) {
-    mObserver->mFault = {.status = -7};
-    mObserver->mSpoilt = "velaConfigureSet";
-    EXPECT_EQ(mService->velaConfigureSet(1, {2}), -7);
-    mObserver->mSpoilt = "PresentDisplay";
-    EXPECT_EQ(mService->PresentDisplay(), -7);
-    mObserver->mSpoilt = "Present";
-    EXPECT_FALSE(mService->Present());
-    EXPECT_THAT(mObserver->mLog, HasSubstr("end Present[] false "));
 }
 
 }  // namespace

@@ -1,8 +1,13 @@
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <memory>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -15,6 +20,7 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::Not;
+using Handle = VelaService::hidl_handle;
 
 VelaService::LayerStack stackOf(size_t layers) {
     VelaService::LayerStack stack;
@@ -143,21 +149,6 @@ TEST_F(SimulatedChipTest, NonsenseChangesNothingButTheDump) {
     VelaService& chip = *mService;
     chip.CreateLayer(1, 0);
     const std::string before = dump();
-    expectEach({{chip.CommitLayerStack(4, false), -EINVAL},
-                {chip.CommitLayerStack(-1, false), -EINVAL},
-                {chip.CommitLayerStack(1, false), -ENODATA},
-                {chip.PresentDisplay(), -ENODATA},
-                {chip.Present(), false},
-                {chip.SetColorModeWithRenderIntent(-1, 0), -EINVAL},
-                {chip.SetColorModeWithRenderIntent(0, 256), -EINVAL},
-                {chip.SetColorTransform({1, 2}), -EINVAL},
-                {chip.SetColorTransform({}), -EINVAL},
-                {chip.SetColorTransform(std::vector<float>(16, NAN)), -EINVAL},
-                {chip.configureVelaMaxcll(10001), -ERANGE},
-                {chip.configureVelaMaxcll(-1), -ERANGE},
-                {chip.handleDisplayEvent(0, 3, 0), -EOPNOTSUPP},
-                {chip.handleDisplayEvent(1ull << 32, 0, 0), -EINVAL},
-                {chip.setOsdAutoRefresh(2), -EINVAL}});
     chip.initialize(1, 0, 1);
     chip.initialize(1, 1, 16385);
     chip.CreateLayer(1, 1);
@@ -180,7 +171,7 @@ TEST_F(SimulatedChipTest, NonsenseChangesNothingButTheDump) {
     chip.setPanelName(0, std::string(256, 'n'));
     chip.setPanelName(9, "n");
     const std::string after = dump();
-    EXPECT_THAT(after, HasSubstr("refusals 36\n"));
+    EXPECT_THAT(after, HasSubstr("refusals 21\n"));
     // Everything but the counters and the refusals.
     const auto state = [](const std::string& text) {
         const size_t counted = text.find("  counted");
@@ -190,12 +181,90 @@ TEST_F(SimulatedChipTest, NonsenseChangesNothingButTheDump) {
     EXPECT_EQ(state(after), state(before));
 }
 
-TEST_F(SimulatedChipTest, SecondaryDisplayPresentsOnItsOwn) {
-    mService->buildLayerStack(3, stackOf(1));
-    expectEach({{mService->CommitLayerStack(3, false), 0}, {mService->Present2nd(), false}});
-    EXPECT_THAT(dump(), HasSubstr("Present2nd  ENODEV "));
-    mService->enableSecondaryDisplay(true);
-    expectEach({{mService->Present2nd(), true}, {mService->Present(), false}});
+TEST_F(SimulatedChipTest, MalformedBatchChangesNothing) {
+    const std::pair<std::string, std::string> cases[] = {
+            {"set 5 1\nnonsense 1", "line 2: unknown command 'nonsense'"},
+            {"set", "line 1: usage: set TYPE [VALUE...]"},
+            {"set 5 x", "line 1: usage: set TYPE [VALUE...]"},
+            {"set 5 1 2147483648", "line 1: usage: set TYPE [VALUE...]"},
+            {"set 5 1.5", "line 1: usage: set TYPE [VALUE...]"},
+            {"get 5 0 1 2", "line 1: usage: get TYPE [FIRST [COUNT]]"},
+            {"\n\nrefresh 1; power 1", "line 3: usage: power DISPLAY MODE"},
+            {"refresh 9223372036854775808", "line 1: usage: refresh DISPLAY"},
+            {"sample 1 2147483648 0", "line 1: usage: sample DISPLAY A B"},
+            {"wait 1", "line 1: usage: wait"},
+            {std::string("clear\0", 6), std::string("line 1: unknown command 'clear\0'", 32)},
+    };
+    for (const auto& [text, refusal] : cases)
+        EXPECT_EQ(batch(text), "-22 " + refusal);
+    EXPECT_THAT(get(5), ElementsAre(-ENOENT));
+    EXPECT_THAT(dump(), HasSubstr("batches 0, events raised 0,"));
+    EXPECT_THAT(dump(), HasSubstr("batch line 3: usage: power DISPLAY MODE  "));
+}
+
+TEST_F(SimulatedChipTest, BatchesAreLimited) {
+    EXPECT_EQ(batch(std::string(64 * 1024, ' ')), "");
+    EXPECT_EQ(batch(std::string(64 * 1024 + 1, ' ')), "-7 ");
+    std::string text;
+    for (int i = 0; i < 1024; ++i)
+        text += "osd 1 1;";
+    EXPECT_THAT(batch(text), HasSubstr("osd 1: ok\n"));
+    EXPECT_EQ(batch(text + "osd 2 2"), "-7 ");
+    EXPECT_EQ(mService->GetOsdState(), 1);
+}
+
+/// A handle that owns the descriptors.
+Handle handleOf(const std::vector<int>& fds) {
+    native_handle_t* const native = native_handle_create(static_cast<int>(fds.size()), 0);
+    std::copy(fds.begin(), fds.end(), native->data);
+    Handle handle;
+    handle.setTo(native, true);
+    return handle;
+}
+
+TEST_F(SimulatedChipTest, BuffersReachTheirLayerOrLeaveTheirChecksum) {
+    const Handle buffer = handleOf({memfd_create("buffer", MFD_CLOEXEC)});
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    const Handle noFile = handleOf({ends[0]});
+    const Handle two = handleOf({ends[1], -1});
+    ASSERT_EQ(pwrite(buffer->data[0], "hello", 5, 0), 5);
+    const auto request = [this](int type, uint64_t layer, const Handle& handle, uint32_t size) {
+        return mService->velaConfigureBuffer(type, layer, handle, size);
+    };
+    const auto lut = [this](uint64_t layer) {
+        VelaService::LutData result;
+        mService->getLayerToneMappingLut(layer, 7, [&](int32_t status, const auto& table) {
+            EXPECT_EQ(status, 0);
+            result = table;
+        });
+        return result;
+    };
+    mService->CreateLayer(9, 2);
+    expectEach({{request(77, 9, buffer, 0), -EINVAL},
+                {request(77, 9, buffer, 6), -EIO},
+                {request(77, 9, buffer, (1 << 20) + 1), -E2BIG},
+                {request(77, 9, {}, 1), -EBADF},
+                {request(77, 9, two, 1), -EBADF},
+                {request(77, 9, noFile, 1), -ESPIPE},
+                {request(-1, 9, buffer, 1), -EINVAL},
+                {request(1, 9, buffer, 3), -EINVAL},
+                {request(1, 9, buffer, 8194), -E2BIG},
+                {request(1, 8, buffer, 2), -EINVAL}});
+    EXPECT_THAT(dump(), Not(HasSubstr("Buffers")));
+    EXPECT_EQ(lut(9).list2[15], 0xffff);
+    EXPECT_EQ(lut(9).flag1, 0);
+
+    EXPECT_EQ(request(77, ~0ull, buffer, 5), 0);
+    EXPECT_THAT(dump(), HasSubstr("77  18446744073709551615      5  1335831723\n"));
+    ASSERT_EQ(pwrite(buffer->data[0], "\x01\x02\xff\x00", 4, 0), 4);
+    EXPECT_EQ(request(1, 9, buffer, 4), 0);
+    const VelaService::LutData table = lut(9);
+    EXPECT_THAT(table.list2, ElementsAre(0x201, 0xff));
+    EXPECT_THAT(table.list1, ElementsAre(2));
+    EXPECT_EQ(table.value1, 2);
+    EXPECT_EQ(table.value2, 7);
+    EXPECT_EQ(table.flag1, 1);
 }
 
 }  // namespace

@@ -29,8 +29,7 @@ template <typename Record, typename In>
 auto translationOfFilled() {
     Record record;
     (void)lmfg::a2h::translate(filled<In>(), &record);
-    return testing::ResultOf([](const Record& arg) { return fields::flatten(arg); },
-                             fields::flatten(record));
+    return testing::ResultOf(fields::toJson<Record>, fields::toJson(record));
 }
 
 using LayersTest = ComposerTest;

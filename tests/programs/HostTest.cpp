@@ -1,5 +1,3 @@
-#include <signal.h>
-
 #include <algorithm>
 #include <string>
 
@@ -12,16 +10,6 @@ namespace {
 using testing::HasSubstr;
 
 class HostTest : public ProgramsTest {};
-
-TEST_F(HostTest, EndsCleanlyOnBothSignals) {
-    for (const int signal : {SIGINT, SIGTERM}) {
-        const auto host = startHost();
-        ASSERT_NE(host, nullptr);
-        EXPECT_EQ(velactl({"dump"}).code, 0);
-        EXPECT_EQ(stop(host.get(), signal), 0) << host->errors();
-        EXPECT_EQ(velactl({"info"}).code, 3);
-    }
-}
 
 TEST_F(HostTest, SaysInOneLineWhatIsWrong) {
     struct Case {

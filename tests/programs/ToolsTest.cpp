@@ -65,7 +65,7 @@ class ToolsTest : public ProgramsTest {
         EXPECT_EQ(session.code, 0) << session.errors;
         batch("refresh 1; wait");
         EXPECT_EQ(stop(monitor.get(), SIGTERM), 0);
-        EXPECT_EQ(stop(host.get(), SIGTERM), 0) << host->errors();
+        EXPECT_EQ(stop(host.get(), SIGINT), 0) << host->errors();
     }
 
     /** Replays before a host of those options, which ends after it. */
@@ -198,13 +198,17 @@ TEST_F(ToolsTest, SpoilsCallsAsTold) {
 }
 
 TEST_F(ToolsTest, RunsTheSessionsThatComeWithIt) {
-    for (const std::string name : {"compositor", "brightness", "panel", "without-library"}) {
-        const auto host = startHost({"--chip", name == "without-library" ? "absent" : "simulated"});
-        ASSERT_NE(host, nullptr);
-        const Result session = velactl({"session", SOURCE_FOLDER "/sessions/" + name});
-        EXPECT_EQ(session.code, 0) << session.errors;
-        EXPECT_EQ(session.errors, "");
-        stop(host.get(), SIGTERM);
+    for (const char* const folder : {"/sessions", "/testdata/sessions"}) {
+        for (const auto& file :
+             std::filesystem::directory_iterator(std::string(SOURCE_FOLDER) + folder)) {
+            const bool isAbsent = file.path().filename() == "without-library";
+            const auto host = startHost({"--chip", isAbsent ? "absent" : "simulated"});
+            ASSERT_NE(host, nullptr);
+            const Result session = velactl({"session", file.path()});
+            EXPECT_EQ(session.code, 0) << session.errors;
+            EXPECT_EQ(session.errors, "");
+            stop(host.get(), SIGTERM);
+        }
     }
 }
 

@@ -12,6 +12,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Return;
 using vela::test::answering;
+using vela::test::shown;
 using Library = lmfg::VelaService;
 using V = VelaDefault;
 
@@ -133,6 +134,50 @@ TEST_F(RequestsTest, ComposerClientsAreFreshAndBoundToTheLibrary) {
     EXPECT_EQ("ok 12", ask(*first, &IVelaComposerClient::presentDisplay));
     EXPECT_EQ("unknown", told(mDegraded->createComposerClient(&second)));
     EXPECT_EQ(second, nullptr);
+}
+
+// The operations that only composer clients serve. The chip is strict: asking it anything fails the
+// test.
+TEST_F(RequestsTest, RefusalsFillTheOutParameterWithAndWithoutTheLibrary) {
+    for (VelaDefault* const service : {mService.get(), mDegraded.get()}) {
+        const std::pair<std::string, std::string> kAnswers[] = {
+                {"-2 0", ask(*service, &V::commitLayerStack)},
+                {"-2 0", ask(*service, &V::configureVelaMaxcll)},
+                {"-2 " + shown(VelaFixedConfig()), ask(*service, &V::getCurrentConfig)},
+                {"-2 \"\"", ask(*service, &V::getDumpString)},
+                {"-2 " + shown(LutData()), ask(*service, &V::getLayerToneMappingLut)},
+                {"-2 0", ask(*service, &V::getOsdStatus)},
+                {"-2 0", ask(*service, &V::handleDisplayEvent)},
+                {"-2 1", ask(*service, &V::present)},
+                {"-2 0", ask(*service, &V::presentDisplay)},
+                {"-2 0", ask(*service, &V::setColorModeWithRenderIntent)},
+                {"-2 0", ask(*service, &V::setOsdAutoRefresh)},
+                {"-2 0", ask(*service, &V::setPowerMode)},
+                {"-2 { -1 }", ask(*service, &V::updateDisplayBrightness)},
+                {"-2 0", ask(*service, &V::setColorTransform)},
+        };
+        for (const auto& it : kAnswers)
+            EXPECT_EQ(it.first, it.second) << "number " << &it - kAnswers;
+        const std::string kStatuses[] = {ask(*service, &V::buildLayerStack),
+                                         ask(*service, &V::changeLayerType),
+                                         ask(*service, &V::createLayer),
+                                         ask(*service, &V::destroyLayer),
+                                         ask(*service, &V::enableSecondaryDisplay),
+                                         ask(*service, &V::reportDualChannelStatus),
+                                         ask(*service, &V::setActiveConfig),
+                                         ask(*service, &V::setClientTarget),
+                                         ask(*service, &V::setDisplayConnected),
+                                         ask(*service, &V::setLayerBuffer),
+                                         ask(*service, &V::setLayerCompositionType),
+                                         ask(*service, &V::setLayerDisplayFrame),
+                                         ask(*service, &V::setLayerProperty),
+                                         ask(*service, &V::setLayerSetEmpty),
+                                         ask(*service, &V::setLayerSourceCrop),
+                                         ask(*service, &V::setLayerTransform),
+                                         ask(*service, &V::setLayerZOrder),
+                                         ask(*service, &V::configureVelaHdrMode)};
+        EXPECT_THAT(kStatuses, testing::Each("-2"));
+    }
 }
 
 }  // namespace

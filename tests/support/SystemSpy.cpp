@@ -32,12 +32,6 @@ void syslog(int priority, const char* format, ...) {
     if (gSeen != nullptr) gSeen->lines.push_back({priority, text});
 }
 
-native_handle_t* native_handle_create(int numFds, int numInts) {
-    if (gSeen != nullptr) ++gSeen->made;
-    return reinterpret_cast<decltype(&native_handle_create)>(
-            dlsym(RTLD_NEXT, "native_handle_create"))(numFds, numInts);
-}
-
 int native_handle_delete(native_handle_t* handle) {
     if (gSeen != nullptr) ++gSeen->deleted;
     return reinterpret_cast<decltype(&native_handle_delete)>(

@@ -7,8 +7,8 @@ namespace vela::test {
 
 /**
  * Sees what code of the test program, the platform's inline functions included, asks of the system:
- * lines for syslog(), which it keeps to itself, and native handles made and deleted. One at a time,
- * used by one thread.
+ * lines for syslog(), which it keeps to itself, and native handles deleted. One at a time, used by
+ * one thread.
  */
 class SystemSpy {
   public:
@@ -20,7 +20,6 @@ class SystemSpy {
     };
     struct Seen {
         std::vector<Line> lines;
-        int made = 0;
         int deleted = 0;
     };
 
@@ -30,7 +29,6 @@ class SystemSpy {
     SystemSpy& operator=(const SystemSpy&) = delete;
 
     [[nodiscard]] const std::vector<Line>& syslogLines() const { return mSeen.lines; }
-    [[nodiscard]] int handlesMade() const { return mSeen.made; }
     [[nodiscard]] int handlesDeleted() const { return mSeen.deleted; }
 
   private:

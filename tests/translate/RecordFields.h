@@ -3,14 +3,9 @@
 #include <bit>
 #include <concepts>
 #include <cstdint>
-#include <map>
-#include <ostream>
 #include <random>
-#include <string>
 #include <tuple>
 #include <type_traits>
-#include <utility>
-#include <vector>
 
 #include "host/chip/LibraryCodec.h"
 #include "host/codec/InterfaceCodec.h"
@@ -47,9 +42,8 @@ inline constexpr auto kFields<V1_2::VelaFixedConfig_1_2> = [] {
 
 }  // namespace codec
 
-// The fields of the interface's and the library's records by name, so that tests can fill, change
-// and compare records of either family. A path such as "layers[1].layerBuffer.value2" is the same
-// datum on both sides. Native handles are not among the fields.
+// The fields of the interface's and the library's records by name, so that tests can fill and
+// compare records of either family. Native handles are not among the fields.
 namespace fields {
 
 namespace display = ::aidl::vendor::lumenforge::hardware::display;
@@ -63,98 +57,35 @@ void visit(R& record, V v) {
                codec::kFields<std::remove_const_t<R>>);
 }
 
-// Calls leaf(path, field) for every number, flag and list of numbers of the record, in order.
-template <typename R, typename Leaf>
-void forEachLeaf(R& record, Leaf leaf, const std::string& prefix = "") {
-    visit(record, [&](const char* name, auto& field) {
-        using Field = std::remove_cvref_t<decltype(field)>;
-        const std::string path = prefix + name;
-        if constexpr (std::is_arithmetic_v<Field>) {
-            leaf(path, field);
-        } else if constexpr (requires { field.size(); }) {
-            using Element = std::remove_cvref_t<decltype(field[0])>;
-            if constexpr (std::is_arithmetic_v<Element>) {
-                leaf(path, field);
-            } else {
-                for (size_t i = 0; i < field.size(); ++i) {
-                    forEachLeaf(field[i], leaf, path + "[" + std::to_string(i) + "].");
-                }
-            }
-        } else {
-            forEachLeaf(field, leaf, path + ".");
-        }
-    });
-}
-
-// A field's content in a form that both families share: floats by their bits, flags unsigned.
-struct Datum {
-    std::vector<int64_t> elements;
-    bool isList = false;
-    size_t bits = 64;  // width of an element in the record
-
-    bool operator==(const Datum& other) const { return elements == other.elements; }
-    friend void PrintTo(const Datum& datum, std::ostream* out) {
-        for (const int64_t element : datum.elements)
-            *out << element << ' ';
-    }
-};
-using Flat = std::map<std::string, Datum>;
-
 template <typename T>
-int64_t canonical(T value) {
-    if constexpr (std::same_as<T, float>) {
-        return std::bit_cast<int32_t>(value);
-    } else if constexpr (sizeof(T) == 1) {
-        return static_cast<uint8_t>(value);
+void fill(T& value, std::mt19937& generator) {
+    if constexpr (codec::Record<T>) {
+        visit(value, [&](const char*, auto& field) { fill(field, generator); });
+    } else if constexpr (requires { value.resize(1); }) {
+        value.resize(generator() % 4);
+        for (auto& element : value)
+            fill(element, generator);
     } else {
-        return static_cast<int64_t>(value);
-    }
-}
-
-template <typename R>
-Flat flatten(const R& record) {
-    Flat flat;
-    forEachLeaf(record, [&flat](const std::string& path, const auto& field) {
-        if constexpr (std::is_arithmetic_v<std::remove_cvref_t<decltype(field)>>) {
-            flat[path] = {{canonical(field)}, false, 8 * sizeof(field)};
+        const uint64_t bits = std::uniform_int_distribution<uint64_t>()(generator);
+        if constexpr (std::same_as<T, float>) {
+            value = std::bit_cast<float>(static_cast<uint32_t>(bits));
         } else {
-            Datum datum{{}, true, 8 * sizeof(field[0])};
-            for (const auto element : field)
-                datum.elements.push_back(canonical(element));
-            flat[path] = std::move(datum);
+            value = static_cast<T>(bits);
         }
-    });
-    return flat;
-}
-
-template <typename T>
-T random(std::mt19937& generator) {
-    const uint64_t bits = std::uniform_int_distribution<uint64_t>()(generator);
-    if constexpr (std::same_as<T, float>) {
-        return std::bit_cast<float>(static_cast<uint32_t>(bits));
-    } else {
-        return static_cast<T>(bits);
     }
 }
 
 // Fills every field, lists with up to three elements, stacks with up to three layers.
 template <typename R>
 R randomRecord(std::mt19937& generator) {
-    std::uniform_int_distribution<size_t> length(0, 3);
     R record;
-    if constexpr (requires { record.layers; }) record.layers.resize(length(generator));
-    forEachLeaf(record, [&](const std::string&, auto& field) {
-        using Field = std::remove_cvref_t<decltype(field)>;
-        if constexpr (std::is_arithmetic_v<Field>) {
-            field = random<Field>(generator);
-        } else {
-            field.resize(length(generator));
-            for (auto& element : field) {
-                element = random<std::remove_cvref_t<decltype(element)>>(generator);
-            }
-        }
-    });
+    fill(record, generator);
     return record;
+}
+
+template <typename R>
+codec::Json toJson(const R& record) {
+    return codec::Codec<R>::write(record);
 }
 
 }  // namespace fields
