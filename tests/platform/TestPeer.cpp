@@ -142,12 +142,6 @@ ScopedAStatus TestPeer::meet(int32_t callers) {
     return ScopedAStatus::ok();
 }
 
-ScopedAStatus TestPeer::hang() {
-    posted(0);
-    for (;;)
-        pause();
-}
-
 void TestPeer::posted(int32_t number) {
     std::unique_lock lock(mLock);
     while (mHolding)

@@ -45,7 +45,6 @@ class TestPeer : public ::aidl::platformtest::BnTestPeer {
                                int32_t* result) override;
     ndk::ScopedAStatus cameBackOnSameThread(bool* result) override;
     ndk::ScopedAStatus meet(int32_t callers) override;
-    ndk::ScopedAStatus hang() override;
 
     ndk::ScopedAStatus post(int32_t number) override;
     ndk::ScopedAStatus holdPosts() override;

@@ -23,8 +23,6 @@ interface ITestPeer {
     boolean cameBackOnSameThread();
     /** Returns when so many callers are in here. */
     void meet(int callers);
-    /** Posts, so that its beginning can be awaited, and does not return. */
-    void hang();
 
     oneway void post(int number);
     /** Holds up the one-way calls to this object. */
