@@ -13,7 +13,8 @@ namespace {
 
 using aidl::velahost::IHost;
 
-constexpr int kMostPoolThreads = 15;
+// And the chip's, which has the name of the one that starts it.
+constexpr int kMostPoolThreads = 15 + 1;
 
 }  // namespace
 
