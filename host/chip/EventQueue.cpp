@@ -1,5 +1,7 @@
 #include "host/chip/EventQueue.h"
 
+#include <pthread.h>
+
 #include <cerrno>
 #include <utility>
 
@@ -30,7 +32,10 @@ int EventQueue::post(std::function<void()> task) {
         const std::lock_guard<std::mutex> guard(mLock);
         if (!mRunning) return -ESHUTDOWN;
         if (mTasks.size() >= kMaxPending) return -EAGAIN;
-        if (!mThread.joinable()) mThread = std::thread([this] { run(); });
+        if (!mThread.joinable()) {
+            mThread = std::thread([this] { run(); });
+            pthread_setname_np(mThread.native_handle(), "chip:events");
+        }
         mTasks.push_back(std::move(task));
         ++mPosted;
     }

@@ -76,6 +76,9 @@ class Caller {
         ScopedAStatus status;
         if (mayRaise && mTurn % kCallsPerEvent == 0) {
             status = callOwn(eventsAbout(mNumber * 10'000 + mTurn), "wait: done\n");
+            // On a busy machine it may take longer than the chip waits.
+            while (status.isOk() && !mIsRight)
+                status = callOwn("wait", "wait: done\n");
         } else if (mTurn % 2 == 0) {
             const std::string own = std::to_string(kFirstRegister + mNumber);
             const std::string value = std::to_string(mTurn);
@@ -118,12 +121,7 @@ class Caller {
         };
         const size_t index = (turn + static_cast<size_t>(mNumber)) % all;
         if (index >= vela.size()) return callOf(*mComposer, *composer[index - vela.size()]);
-        ScopedAStatus status = callOf(*mVela, *vela[index]);
-        const std::string& name = vela[index]->name;
-        const bool isServed = name == "registerCallback" ||
-                              !codec::findOperation(codec::composerOperations(), name);
-        mIsRight &= isServed || status.getServiceSpecificError() == -2;
-        return status;
+        return callOf(*mVela, *vela[index]);
     }
 
     const int mNumber;

@@ -11,6 +11,7 @@
 namespace load_test {
 namespace {
 
+constexpr int kIdentifiers = 8;
 constexpr size_t kAtOnce = 4;
 // With as many at once, about as long as a client takes to start and to register.
 constexpr int kLongestUs = 1500;
@@ -51,7 +52,8 @@ TEST_F(LoadTest, ClientsThatAreKilledAtAnyMomentLeaveNothing) {
         std::list<harness::Child> clients;
         for (int i = 0; i < cycles || !clients.empty(); ++i) {
             if (i < cycles)
-                clients.emplace_back("newcomer", std::vector{std::to_string(below(8) + 1)});
+                clients.emplace_back("newcomer",
+                                     std::vector{std::to_string(below(kIdentifiers) + 1)});
             // An event of a kind whose functions a new composer client leaves alone.
             batch("feature " + std::to_string(i));
             std::this_thread::sleep_for(std::chrono::microseconds(below(kLongestUs)));
@@ -60,6 +62,11 @@ TEST_F(LoadTest, ClientsThatAreKilledAtAnyMomentLeaveNothing) {
             client->kill();
             registered += client->hear() == "registered" ? 1 : 0;
             clients.erase(client);
+        }
+        // What is registered after its client's death deliberately stays until it is replaced.
+        for (int id = 1; id <= kIdentifiers; ++id) {
+            harness::Child last("newcomer", std::vector{std::to_string(id)});
+            EXPECT_EQ(last.hear(), "registered");
         }
         batch("wait");
         EXPECT_EQ(mHeard.count(), cycles + static_cast<int>(kAtOnce) - 1);

@@ -64,7 +64,7 @@ void LoadTest::listen() {
 }
 
 Footprint LoadTest::footprint() {
-    Footprint now{.descriptors = static_cast<int64_t>(hostDescriptors())};
+    Footprint now{.descriptors = static_cast<int64_t>(harness::openDescriptors(host->pid()))};
     const std::filesystem::path process = "/proc/" + std::to_string(host->pid());
     for (const auto& task : std::filesystem::directory_iterator(process / "task")) {
         std::string name;

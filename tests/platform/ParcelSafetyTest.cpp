@@ -77,15 +77,4 @@ TEST(StatusSafety, ThereIsOneOkStatus) {
     EXPECT_EQ(first.get(), second.get());
 }
 
-TEST(StatusSafety, NoStatusIsAFailedTransaction) {
-    const ScopedAStatus none;
-    EXPECT_EQ(none.getExceptionCode(), EX_TRANSACTION_FAILED);
-    EXPECT_EQ(none.getStatus(), STATUS_UNEXPECTED_NULL);
-    EXPECT_EQ(none.getServiceSpecificError(), 0);
-    EXPECT_STREQ(none.getMessage(), "");
-    EXPECT_EQ(none.getDescription(), "Status(-129, EX_TRANSACTION_FAILED): 'UNEXPECTED_NULL: '");
-    const ScopedAParcel parcel(AParcel_create());
-    EXPECT_EQ(AParcel_writeStatusHeader(parcel.get(), none.get()), STATUS_UNEXPECTED_NULL);
-}
-
 }  // namespace

@@ -1,6 +1,5 @@
 #include <array>
 #include <cmath>
-#include <functional>
 #include <limits>
 #include <memory>
 #include <optional>
@@ -180,30 +179,6 @@ TEST(ParcelValue, HoldersKeepOneRecordOfAnyType) {
     ndk::AParcelableHolder local(ndk::STABILITY_LOCAL);
     AParcel_setDataPosition(parcel.get(), 0);
     EXPECT_EQ(ndk::AParcel_readData(parcel.get(), &local), STATUS_BAD_VALUE);
-}
-
-// Of what no interface here has; the golden parcels show the others.
-TEST(ParcelValue, LayoutIsPaddedToWords) {
-    struct Case {
-        const char* name;
-        std::function<binder_status_t(AParcel*)> write;
-        std::vector<uint8_t> bytes;
-    };
-    const auto value = [](const auto& written) {
-        return [written](AParcel* parcel) { return write(parcel, written); };
-    };
-    const Case cases[] = {
-            {"char", value(u'\u4e16'), {0x16, 0x4e, 0, 0}},
-            {"bools", value(std::vector<bool>{true, false}), {2, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0}},
-            {"chars", value(std::vector<char16_t>{u'a'}), {1, 0, 0, 0, 'a', 0, 0, 0}},
-            {"absent string", value(std::optional<std::string>()), {0xff, 0xff, 0xff, 0xff}},
-    };
-    for (const Case& test : cases) {
-        SCOPED_TRACE(test.name);
-        const ScopedAParcel parcel(AParcel_create());
-        EXPECT_EQ(test.write(parcel.get()), STATUS_OK);
-        EXPECT_THAT(bytesOf(parcel.get()), ElementsAreArray(test.bytes));
-    }
 }
 
 TEST(ParcelValue, PositionMovesFreely) {

@@ -116,6 +116,13 @@ inline void sendBytes(int socket, const Bytes& bytes, const std::vector<int>& de
     static_cast<void>(sendmsg(socket, &message, MSG_NOSIGNAL));
 }
 
+/** A connection after a correct hello. */
+inline unique_fd introduce(const std::filesystem::path& path, ConnectionKind kind) {
+    unique_fd socket = connectRaw(path);
+    sendBytes(socket, helloOf(kind, claimedName()));
+    return socket;
+}
+
 /** Reads until the peer ends the connection; false when it does not. */
 inline bool ends(int socket) {
     const timeval limit{.tv_sec = 30, .tv_usec = 0};
@@ -168,12 +175,10 @@ inline Bytes lookupOf(const char* name) {
 
 /** Connections to a process without anything of the library's on this side. */
 struct Raw {
-    explicit Raw(const std::filesystem::path& path) : control(connectRaw(path)) {
-        // A process makes no other connection before it has introduced itself over this one.
-        sendBytes(control, helloOf(ConnectionKind::kControl, claimedName()));
-        call = connectRaw(path);
-        sendBytes(call, helloOf(ConnectionKind::kCall, claimedName()));
-    }
+    // A process makes no other connection before it has introduced itself over the first.
+    explicit Raw(const std::filesystem::path& path)
+        : control(introduce(path, ConnectionKind::kControl)),
+          call(introduce(path, ConnectionKind::kCall)) {}
     /** The name can be claimed again once the process has forgotten it. */
     ~Raw() {
         shutdown(control, SHUT_WR);

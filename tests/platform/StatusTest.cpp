@@ -26,6 +26,8 @@ struct Case {
 
 const Case kCases[] = {
         {"ok", [] { return AStatus_newOk(); }, EX_NONE, STATUS_OK, 0, "", "No error"},
+        {"none", [] { return static_cast<AStatus*>(nullptr); }, EX_TRANSACTION_FAILED,
+         STATUS_UNEXPECTED_NULL, 0, "", "Status(-129, EX_TRANSACTION_FAILED): 'UNEXPECTED_NULL: '"},
         {"deadObject", [] { return AStatus_fromStatus(STATUS_DEAD_OBJECT); }, EX_TRANSACTION_FAILED,
          STATUS_DEAD_OBJECT, 0, "", "Status(-129, EX_TRANSACTION_FAILED): 'DEAD_OBJECT: '"},
         {"unknownError", [] { return AStatus_fromStatus(STATUS_UNKNOWN_ERROR); },
@@ -61,7 +63,6 @@ TEST(Status, TellsWhatItWasMadeOf) {
         SCOPED_TRACE(test.name);
         expectLike(ScopedAStatus(test.make()), test);
     }
-    EXPECT_FALSE(ScopedAStatus().isOk()) << "holds none";
 }
 
 TEST(Status, CrossesAParcelUnlessTheTransactionFailed) {

@@ -11,7 +11,6 @@
 
 #include <android/binder_manager.h>
 #include <android/binder_process.h>
-#include <android/log.h>
 
 #include "binder_host/ServiceManager.h"
 
@@ -23,8 +22,6 @@ using ndk::ScopedAStatus;
 // The thread is within a call of descend() to another process.
 thread_local int gDescending = 0;
 
-std::atomic<int32_t> gLogLines{0};
-
 // Serves a TestPeer under the name of the first argument; the second limits its descriptors.
 const harness::Role kServer("peer", [](harness::Parent& parent) {
     if (parent.arguments.size() > 1) {
@@ -32,7 +29,6 @@ const harness::Role kServer("peer", [](harness::Parent& parent) {
         const rlimit few{.rlim_cur = limit, .rlim_max = limit};
         setrlimit(RLIMIT_NOFILE, &few);
     }
-    __android_log_set_logger([](const __android_logger_data*, const char*) { ++gLogLines; });
     prepareProcess();
     const auto peer = ndk::SharedRefBase::make<TestPeer>();
     if (AServiceManager_addService(peer->asBinder().get(), parent.arguments[0].c_str()) !=
@@ -60,18 +56,10 @@ PeerProcess::PeerProcess(const std::vector<std::string>& arguments)
     if (child.hear() == "ready") peer = peerNamed(arguments[0]);
 }
 
-ScopedAStatus TestPeer::echo(const Sample& sample, Sample* copy, std::vector<int32_t>* numbers,
-                             Sample* result) {
-    *copy = sample;
-    *result = sample;
-    for (int32_t& number : *numbers)
-        number = -number;
-    return ScopedAStatus::ok();
-}
-
-ScopedAStatus TestPeer::echoDescriptor(const ndk::ScopedFileDescriptor& descriptor,
-                                       ndk::ScopedFileDescriptor* result) {
-    *result = descriptor.dup();
+ScopedAStatus TestPeer::resize(const std::vector<uint8_t>& bytes, int32_t size,
+                               std::vector<uint8_t>* result) {
+    *result = bytes;
+    result->resize(static_cast<size_t>(size));
     return ScopedAStatus::ok();
 }
 
@@ -80,16 +68,6 @@ ScopedAStatus TestPeer::echoDescriptors(const std::vector<ndk::ScopedFileDescrip
     for (const ndk::ScopedFileDescriptor& descriptor : descriptors) {
         result->push_back(descriptor.dup());
     }
-    return ScopedAStatus::ok();
-}
-
-ScopedAStatus TestPeer::bytes(int32_t size, std::vector<uint8_t>* result) {
-    result->assign(static_cast<size_t>(size), 0x5a);
-    return ScopedAStatus::ok();
-}
-
-ScopedAStatus TestPeer::swallow(const std::vector<uint8_t>& bytes, int32_t* result) {
-    *result = static_cast<int32_t>(bytes.size());
     return ScopedAStatus::ok();
 }
 
@@ -128,9 +106,9 @@ ScopedAStatus TestPeer::kept(std::shared_ptr<ITestPeer>* result) {
 
 ScopedAStatus TestPeer::callKept() {
     std::shared_ptr<ITestPeer> peer;
-    int32_t pid = 0;
+    std::vector<int32_t> caller;
     kept(&peer);
-    return peer->callingPid(&pid);
+    return peer->caller(&caller);
 }
 
 ScopedAStatus TestPeer::descend(const std::shared_ptr<ITestPeer>& other, int32_t depth,
@@ -162,12 +140,6 @@ ScopedAStatus TestPeer::meet(int32_t callers) {
     while (mMeeting < callers)
         mChanged.wait(lock);
     return ScopedAStatus::ok();
-}
-
-ScopedAStatus TestPeer::hang() {
-    posted(0);
-    for (;;)
-        pause();
 }
 
 void TestPeer::posted(int32_t number) {
@@ -211,28 +183,12 @@ ScopedAStatus TestPeer::awaitPosts(int32_t count, std::vector<int32_t>* result) 
     return ScopedAStatus::ok();
 }
 
-ScopedAStatus TestPeer::postBytes(const std::vector<uint8_t>& bytes) {
-    posted(static_cast<int32_t>(bytes.size()));
-    return ScopedAStatus::ok();
-}
-
-ScopedAStatus TestPeer::postDescriptors(const std::vector<ndk::ScopedFileDescriptor>& descriptors) {
-    posted(static_cast<int32_t>(descriptors.size()));
-    return ScopedAStatus::ok();
-}
-
-ScopedAStatus TestPeer::postFailure() {
-    posted(0);
+ScopedAStatus TestPeer::postMuch(const std::vector<uint8_t>& bytes,
+                                 const std::vector<ndk::ScopedFileDescriptor>& descriptors,
+                                 const std::shared_ptr<ITestPeer>& peer) {
+    keep(peer);
+    posted(AIBinder_getCallingPid() + static_cast<int32_t>(bytes.size() + descriptors.size()));
     return ScopedAStatus::fromServiceSpecificError(42);
-}
-
-ScopedAStatus TestPeer::postPeer(const std::shared_ptr<ITestPeer>& peer) {
-    {
-        const std::lock_guard lock(mLock);
-        mKept = peer;
-    }
-    posted(0);
-    return ScopedAStatus::ok();
 }
 
 ScopedAStatus TestPeer::totalPosts(int32_t* result) {
@@ -240,43 +196,13 @@ ScopedAStatus TestPeer::totalPosts(int32_t* result) {
     return ScopedAStatus::ok();
 }
 
-ScopedAStatus TestPeer::callingPid(int32_t* result) {
-    *result = AIBinder_getCallingPid();
-    return ScopedAStatus::ok();
-}
-
-ScopedAStatus TestPeer::callingUid(int32_t* result) {
-    *result = static_cast<int32_t>(AIBinder_getCallingUid());
-    return ScopedAStatus::ok();
-}
-
-ScopedAStatus TestPeer::noteCallingPid() {
-    const std::lock_guard lock(mLock);
-    mNotedPid = AIBinder_getCallingPid();
-    mChanged.notify_all();
-    return ScopedAStatus::ok();
-}
-
-ScopedAStatus TestPeer::notedPid(int32_t* result) {
-    std::unique_lock lock(mLock);
-    while (!mNotedPid.has_value())
-        mChanged.wait(lock);
-    *result = *mNotedPid;
+ScopedAStatus TestPeer::caller(std::vector<int32_t>* result) {
+    *result = {AIBinder_getCallingPid(), static_cast<int32_t>(AIBinder_getCallingUid())};
     return ScopedAStatus::ok();
 }
 
 ScopedAStatus TestPeer::liveObjects(int32_t* result) {
     *result = live();
-    return ScopedAStatus::ok();
-}
-
-ScopedAStatus TestPeer::openDescriptors(int32_t* result) {
-    *result = static_cast<int32_t>(harness::openDescriptors());
-    return ScopedAStatus::ok();
-}
-
-ScopedAStatus TestPeer::logLines(int32_t* result) {
-    *result = gLogLines;
     return ScopedAStatus::ok();
 }
 

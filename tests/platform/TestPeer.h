@@ -17,8 +17,6 @@
 namespace platformtest {
 
 using ::aidl::platformtest::ITestPeer;
-using ::aidl::platformtest::Kind;
-using ::aidl::platformtest::Sample;
 using ::harness::eventually;
 
 /** Serves ITestPeer. Any thread. */
@@ -29,14 +27,10 @@ class TestPeer : public ::aidl::platformtest::BnTestPeer {
 
     static int live() { return gLive; }
 
-    ndk::ScopedAStatus echo(const Sample& sample, Sample* copy, std::vector<int32_t>* numbers,
-                            Sample* result) override;
-    ndk::ScopedAStatus echoDescriptor(const ndk::ScopedFileDescriptor& descriptor,
-                                      ndk::ScopedFileDescriptor* result) override;
+    ndk::ScopedAStatus resize(const std::vector<uint8_t>& bytes, int32_t size,
+                              std::vector<uint8_t>* result) override;
     ndk::ScopedAStatus echoDescriptors(const std::vector<ndk::ScopedFileDescriptor>& descriptors,
                                        std::vector<ndk::ScopedFileDescriptor>* result) override;
-    ndk::ScopedAStatus bytes(int32_t size, std::vector<uint8_t>* result) override;
-    ndk::ScopedAStatus swallow(const std::vector<uint8_t>& bytes, int32_t* result) override;
 
     ndk::ScopedAStatus isYou(const ndk::SpAIBinder& binder, bool* result) override;
     ndk::ScopedAStatus echoBinder(const ndk::SpAIBinder& binder, ndk::SpAIBinder* result) override;
@@ -51,28 +45,20 @@ class TestPeer : public ::aidl::platformtest::BnTestPeer {
                                int32_t* result) override;
     ndk::ScopedAStatus cameBackOnSameThread(bool* result) override;
     ndk::ScopedAStatus meet(int32_t callers) override;
-    ndk::ScopedAStatus hang() override;
 
     ndk::ScopedAStatus post(int32_t number) override;
     ndk::ScopedAStatus holdPosts() override;
     ndk::ScopedAStatus releasePosts() override;
     ndk::ScopedAStatus awaitPosts(int32_t count, std::vector<int32_t>* result) override;
-    ndk::ScopedAStatus postBytes(const std::vector<uint8_t>& bytes) override;
-    ndk::ScopedAStatus postDescriptors(
-            const std::vector<ndk::ScopedFileDescriptor>& descriptors) override;
-    ndk::ScopedAStatus postFailure() override;
-    ndk::ScopedAStatus postPeer(const std::shared_ptr<ITestPeer>& peer) override;
+    ndk::ScopedAStatus postMuch(const std::vector<uint8_t>& bytes,
+                                const std::vector<ndk::ScopedFileDescriptor>& descriptors,
+                                const std::shared_ptr<ITestPeer>& peer) override;
 
     ndk::ScopedAStatus totalPosts(int32_t* result) override;
 
-    ndk::ScopedAStatus callingPid(int32_t* result) override;
-    ndk::ScopedAStatus callingUid(int32_t* result) override;
-    ndk::ScopedAStatus noteCallingPid() override;
-    ndk::ScopedAStatus notedPid(int32_t* result) override;
+    ndk::ScopedAStatus caller(std::vector<int32_t>* result) override;
 
     ndk::ScopedAStatus liveObjects(int32_t* result) override;
-    ndk::ScopedAStatus openDescriptors(int32_t* result) override;
-    ndk::ScopedAStatus logLines(int32_t* result) override;
     ndk::ScopedAStatus heapBytes(int64_t* result) override;
 
     binder_status_t dump(int fd, const char** args, uint32_t numArgs) override;
@@ -93,7 +79,6 @@ class TestPeer : public ::aidl::platformtest::BnTestPeer {
     bool mHolding GUARDED_BY(mLock) = false;
     int32_t mMeeting GUARDED_BY(mLock) = 0;
     bool mSameThread GUARDED_BY(mLock) = false;
-    std::optional<pid_t> mNotedPid GUARDED_BY(mLock);
 };
 
 /** Makes this process able to serve and to host the service manager; once is enough. */

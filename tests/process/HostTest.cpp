@@ -3,7 +3,6 @@
 #include <signal.h>
 
 #include <chrono>
-#include <filesystem>
 
 #include <android/binder_manager.h>
 #include <android/binder_process.h>
@@ -49,11 +48,6 @@ std::string HostTest::batch(const std::string& text) {
     const ndk::ScopedAStatus status = vela->velaConfigureBatch(0, text, &reply);
     EXPECT_TRUE(status.isOk()) << status.getDescription();
     return reply;
-}
-
-size_t HostTest::hostDescriptors() const {
-    const auto folder = "/proc/" + std::to_string(host->pid()) + "/fd";
-    return static_cast<size_t>(std::distance(std::filesystem::directory_iterator(folder), {}));
 }
 
 void HostTest::await(const char* what, const std::function<bool()>& isSo) {

@@ -44,9 +44,6 @@ class HostTest : public testing::Test {
     /** Runs a batch of the simulated chip's language; its reply. */
     std::string batch(const std::string& text);
 
-    /** How many descriptors the host's process has open. */
-    [[nodiscard]] size_t hostDescriptors() const;
-
     /**
      * Waits for what the host does after it has answered, such as closing what a request brought,
      * by asking until it is so; fails the test when it never is.

@@ -92,13 +92,10 @@ const std::filesystem::path& runtimeFolder() {
     return gRuntimeFolder;
 }
 
-size_t openDescriptors() {
-    size_t count = 0;
-    for ([[maybe_unused]] const auto& entry :
-         std::filesystem::directory_iterator("/proc/self/fd")) {
-        ++count;
-    }
-    return count - 1;  // the iterator's own
+size_t openDescriptors(pid_t pid) {
+    const std::filesystem::directory_iterator folder("/proc/" + std::to_string(pid) + "/fd");
+    const auto count = static_cast<size_t>(std::distance(begin(folder), end(folder)));
+    return pid == getpid() ? count - 1 : count;  // the iterator's own
 }
 
 Role::Role(const char* name, std::function<void(Parent&)> body) {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include <sys/types.h>
+#include <unistd.h>
 
 /**
  * Tests across real processes: the test program starts itself again in another role and talks to it
@@ -45,8 +46,8 @@ int countOr(int fallback);
 /** The folder in which the program and its roles find each other. */
 const std::filesystem::path& runtimeFolder();
 
-/** Descriptors that this process has open. */
-size_t openDescriptors();
+/** Descriptors that a process has open. */
+size_t openDescriptors(pid_t pid = getpid());
 
 /** Waits until the condition holds, yielding; false after half a minute. */
 template <typename Condition>

@@ -1,15 +1,11 @@
 package platformtest;
 
-import platformtest.Sample;
-
 /** An object of a test process that does what tests ask of it. */
 @VintfStability
 interface ITestPeer {
-    Sample echo(in Sample sample, out Sample copy, inout int[] numbers);
-    ParcelFileDescriptor echoDescriptor(in ParcelFileDescriptor descriptor);
+    /** The bytes as far as they go, and zeros. */
+    byte[] resize(in byte[] bytes, int size);
     ParcelFileDescriptor[] echoDescriptors(in ParcelFileDescriptor[] descriptors);
-    byte[] bytes(int size);
-    int swallow(in byte[] bytes);
 
     /** True when the binder is the object itself. */
     boolean isYou(IBinder binder);
@@ -27,8 +23,6 @@ interface ITestPeer {
     boolean cameBackOnSameThread();
     /** Returns when so many callers are in here. */
     void meet(int callers);
-    /** Posts, so that its beginning can be awaited, and does not return. */
-    void hang();
 
     oneway void post(int number);
     /** Holds up the one-way calls to this object. */
@@ -36,24 +30,18 @@ interface ITestPeer {
     void releasePosts();
     /** The numbers posted so far, once there are so many. */
     int[] awaitPosts(int count);
-    oneway void postBytes(in byte[] bytes);
-    /** Posts how many there are. */
-    oneway void postDescriptors(in ParcelFileDescriptor[] descriptors);
-    oneway void postFailure();
-    oneway void postPeer(ITestPeer peer);
+    /** Keeps the peer, posts the caller's process plus how many bytes and descriptors there are,
+        and fails. */
+    oneway void postMuch(in byte[] bytes, in ParcelFileDescriptor[] descriptors,
+            @nullable ITestPeer peer);
 
     /** Posts to all objects of the process, those that are gone included. */
     int totalPosts();
 
-    int callingPid();
-    int callingUid();
-    oneway void noteCallingPid();
-    int notedPid();
+    /** Its process and its user. */
+    int[] caller();
 
     /** Objects of this interface that the process has, this one included. */
     int liveObjects();
-    int openDescriptors();
-    /** Lines that the process has logged, and bytes that it has allocated. */
-    int logLines();
     long heapBytes();
 }
