@@ -12,7 +12,6 @@ namespace {
 
 using codec::Json;
 using ndk::ScopedAStatus;
-using process_test::findService;
 
 constexpr int kClients = 10;
 constexpr int kThreads = 10;

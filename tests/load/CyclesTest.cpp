@@ -20,7 +20,7 @@ constexpr int kLongestUs = 1500;
 const harness::Role kNewcomer("newcomer", [](harness::Parent& parent) {
     const int64_t id = std::stoi(parent.arguments.at(0));
     Heard heard;
-    const auto vela = process_test::findService();
+    const auto vela = findService();
     std::shared_ptr<display::IVelaComposerClient> composer;
     AParcel* in = nullptr;
     AParcel* out = nullptr;

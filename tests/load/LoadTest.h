@@ -13,12 +13,10 @@
 #include <android-base/thread_annotations.h>
 
 #include "host/velactl/Callbacks.h"
-#include "tests/process/HostTest.h"
+#include "tests/load/HostTest.h"
 #include "tests/support/ProcessHarness.h"
 
 namespace load_test {
-
-namespace display = process_test::display;
 
 /** How much less is done by default: a sanitizer's processes are slow to start and to call. */
 #ifdef SANITIZED
@@ -69,7 +67,7 @@ constexpr int kEventKinds = 7;
 void figure(const std::string& name, int64_t value);
 
 /** A host, and this process registered with it for all events. One thread calls it from here. */
-class LoadTest : public process_test::HostTest {
+class LoadTest : public HostTest {
   protected:
     void SetUp() override;
 

@@ -1,15 +1,13 @@
-#include "tests/process/HostTest.h"
+#include "tests/load/HostTest.h"
 
 #include <signal.h>
-
-#include <chrono>
 
 #include <android/binder_manager.h>
 #include <android/binder_process.h>
 
 #include "tests/support/ProcessHarness.h"
 
-namespace process_test {
+namespace load_test {
 
 std::shared_ptr<display::IVela> findService() {
     ABinderProcess_startThreadPool();
@@ -50,25 +48,18 @@ std::string HostTest::batch(const std::string& text) {
     return reply;
 }
 
-void HostTest::await(const char* what, const std::function<bool()>& isSo) {
-    const auto deadline = std::chrono::steady_clock::now() + kPatience;
-    while (!isSo()) {
-        ASSERT_LT(std::chrono::steady_clock::now(), deadline) << what << '\n' << host->errors();
-        // A round trip instead of a sleep: the host gets the processor.
-        ASSERT_EQ(AIBinder_ping(vela->asBinder().get()), STATUS_OK);
-    }
-}
-
 void HostTest::awaitLog(const std::string& text) {
-    await(("no line in the log with: " + text).c_str(), [&] {
-        const size_t found = host->errors().find(text, mLogSeen);
-        if (found == std::string::npos) return false;
-        mLogSeen = found + text.size();
-        return true;
-    });
+    size_t found = 0;
+    EXPECT_TRUE(harness::eventually([&] {
+        found = host->errors().find(text, mLogSeen);
+        return found != std::string::npos;
+    })) << "no line in the log with: "
+        << text << '\n'
+        << host->errors();
+    mLogSeen = found + text.size();
 }
 
-}  // namespace process_test
+}  // namespace load_test
 
 int main(int argc, char** argv) {
     return harness::run(argc, argv);

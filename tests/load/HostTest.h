@@ -1,29 +1,17 @@
 #pragma once
 
-#include <chrono>
-#include <cstdint>
-#include <functional>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include <gtest/gtest.h>
 
-#include <aidl/vendor/lumenforge/hardware/display/BnSoftVelaClient.h>
-#include <aidl/vendor/lumenforge/hardware/display/BnVelaCallback.h>
-#include <aidl/vendor/lumenforge/hardware/display/BnVelaComposerCallback.h>
 #include <aidl/vendor/lumenforge/hardware/display/IVela.h>
 
 #include "tests/programs/Program.h"
 
-namespace process_test {
+namespace load_test {
 
 namespace display = aidl::vendor::lumenforge::hardware::display;
-
-using Values = std::vector<int32_t>;
-
-/** Long enough that only a fault reaches it. */
-constexpr std::chrono::seconds kPatience{60};
 
 /** The published service; waits for it. Starts the thread pool, for callbacks. */
 std::shared_ptr<display::IVela> findService();
@@ -44,12 +32,6 @@ class HostTest : public testing::Test {
     /** Runs a batch of the simulated chip's language; its reply. */
     std::string batch(const std::string& text);
 
-    /**
-     * Waits for what the host does after it has answered, such as closing what a request brought,
-     * by asking until it is so; fails the test when it never is.
-     */
-    void await(const char* what, const std::function<bool()>& isSo);
-
     /** Waits until the host's log has one more line with this text. */
     void awaitLog(const std::string& text);
 
@@ -58,4 +40,4 @@ class HostTest : public testing::Test {
     size_t mLogSeen = 0;
 };
 
-}  // namespace process_test
+}  // namespace load_test
