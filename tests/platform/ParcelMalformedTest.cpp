@@ -90,11 +90,11 @@ TEST(ParcelMalformed, Statuses) {
     };
     constexpr int32_t kNoEnd = 'a' | 'b' << 16;
     const Case cases[] = {
-            // The length tells more than there is, though not more elements than bytes.
-            {readRequired<std::vector<int32_t>>, STATUS_NOT_ENOUGH_DATA, {{3, 0, 0}}},
-            {readRequired<std::vector<int64_t>>, STATUS_NOT_ENOUGH_DATA, {{2, 0, 0, 0}}},
-            {readRequired<std::vector<char16_t>>, STATUS_NOT_ENOUGH_DATA, {{2, 'a'}}},
-            {readRequired<std::vector<bool>>, STATUS_NOT_ENOUGH_DATA, {{2, 1}}},
+            // The length tells more than there is.
+            {readRequired<std::vector<int32_t>>, STATUS_NO_MEMORY, {{3, 0, 0}}},
+            {readRequired<std::vector<int64_t>>, STATUS_NO_MEMORY, {{2, 0, 0, 0}}},
+            {readRequired<std::vector<char16_t>>, STATUS_NO_MEMORY, {{2, 'a'}}},
+            {readRequired<std::vector<bool>>, STATUS_NO_MEMORY, {{2, 1}}},
 
             // Absent lists and elements.
             {readRequired<std::vector<bool>>, STATUS_UNEXPECTED_NULL, {{-1}}},

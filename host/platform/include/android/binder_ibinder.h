@@ -124,14 +124,15 @@ __attribute__((warn_unused_result)) AIBinder_DeathRecipient* AIBinder_DeathRecip
 void AIBinder_DeathRecipient_setOnUnlinked(AIBinder_DeathRecipient* recipient,
                                            AIBinder_DeathRecipient_onBinderUnlinked onUnlinked);
 /**
- * The recipient is notified no more; its links end when they would have. Null is allowed; allowed
- * within its own notification.
+ * The recipient is notified no more, and its links have ended when this returns, but for that of a
+ * notification that is running. Null is allowed; allowed within its own notification.
  */
 void AIBinder_DeathRecipient_delete(AIBinder_DeathRecipient* recipient);
 
 /**
- * Each link notifies once, on a thread of the platform. STATUS_UNEXPECTED_NULL for null,
- * STATUS_INVALID_OPERATION for a local binder, STATUS_DEAD_OBJECT when it is dead already.
+ * Notifies the recipient once, on a thread of the platform; once for a cookie, however often it was
+ * linked with it. STATUS_UNEXPECTED_NULL for null, STATUS_INVALID_OPERATION for a local binder,
+ * STATUS_DEAD_OBJECT when it is dead already.
  */
 binder_status_t AIBinder_linkToDeath(AIBinder* binder, AIBinder_DeathRecipient* recipient,
                                      void* cookie);

@@ -3,7 +3,9 @@
 #include <condition_variable>
 #include <deque>
 #include <functional>
+#include <memory>
 #include <mutex>
+#include <utility>
 
 #include <android-base/thread_annotations.h>
 
@@ -20,6 +22,12 @@ class Worker {
 
     /** Any thread. */
     void post(std::function<void()> work);
+    /** Destroys it there. Any thread. */
+    template <typename T>
+    void release(T last) {
+        auto shared = std::make_shared<T>(std::move(last));
+        post([shared = std::move(shared)]() mutable { shared.reset(); });
+    }
 
   private:
     // The analysis does not follow std::unique_lock.

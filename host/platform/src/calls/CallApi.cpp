@@ -27,6 +27,21 @@ std::string remoteDescriptor(AIBinder& binder) {
 
 }  // namespace
 
+AIBinder_Class* AIBinder_Class_define(const char* interfaceDescriptor,
+                                      AIBinder_Class_onCreate onCreate,
+                                      AIBinder_Class_onDestroy onDestroy,
+                                      AIBinder_Class_onTransact onTransact) {
+    if (interfaceDescriptor == nullptr || onCreate == nullptr || onDestroy == nullptr ||
+        onTransact == nullptr) {
+        return nullptr;
+    }
+    return new AIBinder_Class{.descriptor = interfaceDescriptor,
+                              .token = AParcel::interfaceToken(interfaceDescriptor),
+                              .onCreate = onCreate,
+                              .onDestroy = onDestroy,
+                              .onTransact = onTransact};
+}
+
 bool AIBinder_associateClass(AIBinder* binder, const AIBinder_Class* clazz) {
     if (binder == nullptr || clazz == nullptr) return false;
     const AIBinder_Class* const current = binder->clazz();
@@ -59,7 +74,7 @@ binder_status_t AIBinder_prepareTransaction(AIBinder* binder, AParcel** in) {
     auto parcel = std::make_unique<AParcel>();
     parcel->setTarget(binder);
     if (clazz->hasTokenHeader) {
-        const binder_status_t status = parcel->writeInterfaceToken(clazz->descriptor.c_str());
+        const binder_status_t status = parcel->writeInterfaceToken(clazz->token);
         if (status != STATUS_OK) return status;
     }
     *in = parcel.release();

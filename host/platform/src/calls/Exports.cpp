@@ -1,146 +1,118 @@
 #include "calls/Exports.h"
 
-#include <algorithm>
-#include <memory>
-#include <random>
+#include <array>
+#include <cassert>
+#include <cerrno>
+#include <cstring>
+#include <string>
 #include <utility>
-#include <vector>
 
+#include <fcntl.h>
+#include <sys/epoll.h>
+#include <unistd.h>
+
+#include "base/Log.h"
+#include "base/Random.h"
 #include "base/Worker.h"
+#include "transport/IoThread.h"
+#include "transport/Pipe.h"
 
 namespace binder {
-namespace {
 
-/** Releases the objects on the worker, since that may run their destructors. */
-void releaseLater(std::vector<StrongBinder> objects) {
-    if (objects.empty()) return;
-    auto shared = std::make_shared<std::vector<StrongBinder>>(std::move(objects));
-    Worker::get().post([shared = std::move(shared)]() { shared->clear(); });
-}
+using android::base::unique_fd;
 
-void count(std::map<PeerNumber, int64_t>* granted, PeerNumber granter, int64_t more) {
-    int64_t& number = (*granted)[granter];
-    number += more;
-    if (number == 0) granted->erase(granter);
-}
+/** One exported object, as long as it is held; the I/O thread sees its pipe hang up. */
+class Exports::Entry final : public Watched {
+  public:
+    Entry(LocalObject& object, unique_fd reader)
+        : object(share(object)),
+          id(randomNumber()),
+          reader(std::move(reader)),
+          pipe(pipeOf(this->reader)) {}
 
-}  // namespace
+    int fd() const override { return reader.get(); }
+    void onEvents(uint32_t /*events*/) override { Exports::get().hungUp(*this); }
 
-bool Exports::Holder::holds() const {
-    int64_t held = references;
-    for (const auto& [granter, count] : granted)
-        held += std::max<int64_t>(count, 0);
-    return held > 0;
-}
+    StrongBinder object;
+    const uint64_t id;
+    const unique_fd reader;
+    const std::optional<PipeNumber> pipe;
+};
 
 Exports& Exports::get() {
     static Exports* const instance = new Exports;  // outlives every thread
     return *instance;
 }
 
-uint64_t Exports::newIdLocked() {
-    static std::random_device random;
-    for (;;) {
-        const uint64_t id = uint64_t{random()} << 32 | random();
-        if (id != 0 && !mEntries.contains(id)) return id;
-    }
+std::shared_ptr<Exports::Entry> Exports::makeLocked(LocalObject& object) {
+    std::array<int, 2> ends{};
+    if (pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK) != 0) return nullptr;
+    const unique_fd writer(ends[1]);  // until there is another
+    auto entry = std::make_shared<Entry>(object, unique_fd(ends[0]));
+    // Of an end of the other side, the reading end tells unasked. Each one is told once.
+    if (!IoThread::get().watch(entry, EPOLLET)) return nullptr;
+    mEntries[entry->id] = entry;
+    mOfObjects[&object] = entry;
+    return entry;
 }
 
-StrongBinder Exports::takeUnheldLocked(Entries::iterator entry) {
-    const auto holds = [](const auto& holder) { return holder.second.holds(); };
-    const auto& holders = entry->second.holders;
-    if (entry->second.isPermanent || std::any_of(holders.begin(), holders.end(), holds)) {
-        return nullptr;
-    }
-    StrongBinder object = std::move(entry->second.object);
-    mIds.erase(localOf(object.get()));
-    mEntries.erase(entry);
-    return object;
-}
-
-template <typename Change>
-void Exports::change(PeerNumber holder, uint64_t id, const Change& change) {
-    std::vector<StrongBinder> released;
+std::optional<Exports::Exported> Exports::add(LocalObject& object) {
+    unique_fd writer;
+    uint64_t id = 0;
     {
         const std::lock_guard lock(mLock);
-        const auto entry = mEntries.find(id);
-        if (entry == mEntries.end() || entry->second.isPermanent) return;
-        auto& holders = entry->second.holders;
-        const auto found = holders.try_emplace(holder).first;
-        change(found->second);
-        const bool holds = found->second.holds();
-        if (found->second.isEmpty()) holders.erase(found);
-        if (holds) return;
-        if (StrongBinder object = takeUnheldLocked(entry)) released.push_back(std::move(object));
-    }
-    releaseLater(std::move(released));
-}
-
-uint64_t Exports::add(PeerNumber holder, LocalObject& object) {
-    const std::lock_guard lock(mLock);
-    const auto [known, isNew] = mIds.try_emplace(&object, 0);
-    if (isNew) {
-        known->second = newIdLocked();
-        mEntries[known->second].object = share(object);
-    }
-    Entry& entry = mEntries[known->second];
-    if (!entry.isPermanent) ++entry.holders[holder].references;
-    return known->second;
-}
-
-void Exports::release(PeerNumber holder, uint64_t id, uint32_t count) {
-    change(holder, id, [count](Holder& changed) { changed.references -= count; });
-}
-
-void Exports::grant(PeerNumber granter, PeerNumber receiver, uint64_t id) {
-    change(receiver, id, [&](Holder& changed) { count(&changed.granted, granter, 1); });
-}
-
-void Exports::revoke(PeerNumber granter, PeerNumber receiver, uint64_t id) {
-    change(receiver, id, [&](Holder& changed) {
-        const auto granted = changed.granted.find(granter);
-        const bool isOpen = granted != changed.granted.end() && granted->second > 0;
-        if (isOpen) count(&changed.granted, granter, -1);
-    });
-}
-
-void Exports::claim(PeerNumber receiver, PeerNumber granter, uint64_t id) {
-    change(receiver, id, [&](Holder& changed) {
-        ++changed.references;
-        if (granter != kSelf) count(&changed.granted, granter, -1);
-    });
-}
-
-void Exports::dropPeer(PeerNumber peer) {
-    std::vector<StrongBinder> released;
-    {
-        const std::lock_guard lock(mLock);
-        for (auto next = mEntries.begin(); next != mEntries.end();) {
-            const auto entry = next++;
-            auto& holders = entry->second.holders;
-            size_t changes = holders.erase(peer);
-            for (auto& [number, holder] : holders)
-                changes += holder.granted.erase(peer);
-            if (changes == 0) continue;
-            std::erase_if(holders, [](const auto& holder) { return holder.second.isEmpty(); });
-            if (StrongBinder object = takeUnheldLocked(entry)) {
-                released.push_back(std::move(object));
-            }
+        const auto known = mOfObjects.find(&object);
+        const std::shared_ptr<Entry> entry =
+                known == mOfObjects.end() ? makeLocked(object) : known->second;
+        if (entry != nullptr) {
+            // A further writing end also ends a hang-up of which the I/O thread has yet to hear.
+            const std::string path = "/proc/self/fd/" + std::to_string(entry->reader.get());
+            writer.reset(open(path.c_str(), O_WRONLY | O_CLOEXEC));
+            id = entry->id;
         }
     }
-    releaseLater(std::move(released));
+    if (writer < 0) {
+        complain(ANDROID_LOG_ERROR, "Cannot send an object: %s", strerror(errno));
+        return std::nullopt;
+    }
+    return Exported{.id = id, .end = std::make_shared<const unique_fd>(std::move(writer))};
+}
+
+void Exports::hungUp(Entry& entry) {
+    StrongBinder object;
+    {
+        const std::lock_guard lock(mLock);
+        // The object may be under way again.
+        if (!isOtherEndGone(entry.reader)) return;
+        IoThread::get().forget(entry);
+        object = std::move(entry.object);
+        [[maybe_unused]] const size_t known =
+                mOfObjects.erase(localOf(object.get())) + mEntries.erase(entry.id);
+        assert(known == 2);
+    }
+    Worker::get().release(std::move(object));
 }
 
 void Exports::addPermanent(uint64_t id, LocalObject& object) {
+    StrongBinder last = share(object);  // released without the lock
     const std::lock_guard lock(mLock);
-    mIds[&object] = id;
-    mEntries[id] = {.object = share(object), .isPermanent = true, .holders = {}};
+    mPermanent.swap(last);
+    mPermanentId = id;
 }
 
 StrongBinder Exports::find(uint64_t id) {
     const std::lock_guard lock(mLock);
+    if (id == mPermanentId && mPermanent != nullptr) return share(*mPermanent);
     const auto entry = mEntries.find(id);
-    return entry == mEntries.end() ? nullptr : share(*entry->second.object);
+    return entry == mEntries.end() ? nullptr : share(*entry->second->object);
+}
+
+StrongBinder Exports::find(uint64_t id, int end) {
+    const auto pipe = pipeOf(end);
+    const std::lock_guard lock(mLock);
+    const auto entry = mEntries.find(id);
+    if (entry == mEntries.end() || !pipe.has_value() || pipe != entry->second->pipe) return nullptr;
+    return share(*entry->second->object);
 }
 
 }  // namespace binder

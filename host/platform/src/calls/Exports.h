@@ -1,78 +1,55 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
+#include <memory>
 #include <mutex>
+#include <optional>
 #include <unordered_map>
 
 #include <android-base/thread_annotations.h>
 
 #include "objects/Object.h"
+#include "transport/Message.h"
 
 namespace binder {
 
-/** Names a peer for good: another one never gets the same number. */
-using PeerNumber = uint64_t;
-/** This process itself. */
-inline constexpr PeerNumber kSelf = 0;
-
 /**
- * The local objects that other processes refer to, each under a random number that one has to have
- * been given, and how many references each peer has. An object is kept alive while any peer has
- * one, and gets a new number when it is exported again.
- *
- * When a reference travels on from one peer to another, the one that sends it grants it before, and
- * the one that gets it claims it after; both say so here, over connections of their own, so either
- * may come first. A grant keeps the object alive until it is claimed, or until one of the two dies.
- * What a peer says of references that it never had harms only itself.
- *
- * Objects that end here are released by the worker. Any thread.
+ * The local objects that other processes refer to. Each has a pipe, of which this process keeps the
+ * reading end, and goes with a writing end under a random number that one has to have been given.
+ * While any writing end exists, in whatever process or message, the object is held; when the last
+ * is closed the reading end hangs up, and the worker releases the object. It gets another pipe and
+ * number when it is exported again. Any thread.
  */
 class Exports {
   public:
     static Exports& get();
 
-    /** Counts one reference of the holder; the object's number. */
-    uint64_t add(PeerNumber holder, LocalObject& object);
-    void release(PeerNumber holder, uint64_t id, uint32_t count);
-    void grant(PeerNumber granter, PeerNumber receiver, uint64_t id);
-    /** Undoes a grant that cannot be claimed any more. */
-    void revoke(PeerNumber granter, PeerNumber receiver, uint64_t id);
-    /** Counts one reference that the receiver has got from the granter; kSelf when that is gone. */
-    void claim(PeerNumber receiver, PeerNumber granter, uint64_t id);
-    /** Forgets all that a dead peer had and granted. */
-    void dropPeer(PeerNumber peer);
+    /** An object on its way to another process. */
+    struct Exported {
+        uint64_t id;
+        SharedFd end;
+    };
+    /** Nothing, logged, when no descriptors are left. */
+    std::optional<Exported> add(LocalObject& object);
 
-    /** Keeps the object for good under a number that everybody knows. */
+    /** Keeps the object for good under a number that everybody knows, instead of another one. */
     void addPermanent(uint64_t id, LocalObject& object);
-    /** Null when there is no such object. */
+    /** The object to call; null when there is none of that number. */
     StrongBinder find(uint64_t id);
+    /** The object that the end holds; null when it does not belong to the number's. */
+    StrongBinder find(uint64_t id, int end);
 
   private:
-    struct Holder {
-        int64_t references = 0;                 // below zero while a return has overtaken its claim
-        std::map<PeerNumber, int64_t> granted;  // below zero while a claim has overtaken its grant
+    class Entry;
 
-        bool holds() const;
-        bool isEmpty() const { return references == 0 && granted.empty(); }
-    };
-    struct Entry {
-        StrongBinder object;
-        bool isPermanent = false;
-        std::map<PeerNumber, Holder> holders;
-    };
-    using Entries = std::unordered_map<uint64_t, Entry>;
-
-    uint64_t newIdLocked() REQUIRES(mLock);
-    /** Has the change made to the holder, where the object is here, and releases it when due. */
-    template <typename Change>
-    void change(PeerNumber holder, uint64_t id, const Change& change);
-    /** Takes the entry out when nobody holds its object; then the object, else null. */
-    StrongBinder takeUnheldLocked(Entries::iterator entry) REQUIRES(mLock);
+    std::shared_ptr<Entry> makeLocked(LocalObject& object) REQUIRES(mLock);
+    void hungUp(Entry& entry);
 
     std::mutex mLock;
-    Entries mEntries GUARDED_BY(mLock);
-    std::unordered_map<const LocalObject*, uint64_t> mIds GUARDED_BY(mLock);
+    std::unordered_map<uint64_t, std::shared_ptr<Entry>> mEntries GUARDED_BY(mLock);
+    std::unordered_map<const LocalObject*, std::shared_ptr<Entry>> mOfObjects GUARDED_BY(mLock);
+    StrongBinder mPermanent GUARDED_BY(mLock);
+    uint64_t mPermanentId GUARDED_BY(mLock) = 0;
 };
 
 }  // namespace binder

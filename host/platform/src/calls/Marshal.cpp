@@ -11,132 +11,115 @@
 namespace binder {
 namespace {
 
-bool isCounted(const Proxy& proxy) {
-    return proxy.id() != kServiceManagerObject;
-}
+using android::base::unique_fd;
 
-void tellOwner(Peer& owner, MessageKind kind, uint64_t id, const Peer& other) {
-    Header message{};
-    message.kind = kind;
-    message.object = id;
-    owner.sendControl(message, other.name());
-}
-
-/** The binder that came from the peer; null when it is of this process and gone. */
-StrongBinder resolve(Peers& peers, const std::shared_ptr<Peer>& from, const ObjectRecord& record) {
-    const auto stability = static_cast<Stability>(record.stability);
-    if (record.endpoint.empty()) return Proxy::received(from, record.id, stability);
-    if (record.endpoint == peers.self().name()) {
-        Exports& exports = Exports::get();
-        StrongBinder object = exports.find(record.id);
-        exports.claim(kSelf, from->number(), record.id);
-        exports.release(kSelf, record.id, 1);
-        if (from->isDead()) exports.dropPeer(from->number());
-        return object;
+/** Takes in a binder that came with an end. */
+Unpacked resolve(Peers& peers, const Peer& from, const ObjectRecord& record, unique_fd end,
+                 StrongBinder* out) {
+    const std::optional<PipeNumber> pipe = pipeOf(end);
+    if (!pipe.has_value()) return Unpacked::kMalformed;
+    const std::string owner(endpointOf(record));
+    if (owner == peers.self().name()) {
+        *out = Exports::get().find(record.id, end);
+        return *out == nullptr ? Unpacked::kStale : Unpacked::kWhole;
     }
-    const std::shared_ptr<Peer> owner = peers.obtain(std::string(record.endpoint));
-    StrongBinder proxy = Proxy::received(owner, record.id, stability);
-    if (isCounted(proxyOf(*proxy))) tellOwner(*owner, MessageKind::kClaim, record.id, *from);
-    return proxy;
+    Charge charge(from.account(), Resource::kEnds, 1);
+    const std::shared_ptr<Route> route = charge.isMade() ? peers.route(owner) : nullptr;
+    if (route == nullptr) return Unpacked::kIncomplete;
+    *out = Proxy::received(route, record.id, *pipe, std::move(end), std::move(charge));
+    return Unpacked::kWhole;
 }
 
 }  // namespace
 
-Packed::Packed(Peer& peer, const AParcel* parcel) : mPeer(peer) {
-    if (parcel != nullptr) mStatus = pack(*parcel);
+Packed::Packed(const AParcel* parcel, std::vector<pid_t> waiting) {
+    if (parcel == nullptr && waiting.empty()) return;
+    Table table{.objects = {}, .waiting = std::move(waiting)};
+    if (parcel != nullptr) mStatus = pack(*parcel, &table);
+    mMessage.header.count = static_cast<uint32_t>(table.waiting.size());
+    mMessage.header.objectCount = static_cast<uint32_t>(table.objects.size());
+    mMessage.table = bytesOf(table);
 }
 
-Packed::~Packed() {
-    if (mSent) return;
-    for (const uint64_t id : mCounted)
-        Exports::get().release(mPeer.number(), id, 1);
-    for (const AIBinder* const granted : mGranted) {
-        const auto& proxy = static_cast<const Proxy&>(*granted);
-        tellOwner(*proxy.owner(), MessageKind::kRevoke, proxy.id(), mPeer);
-    }
-}
-
-binder_status_t Packed::packBinder(uint32_t offset, AIBinder& binder) {
-    ObjectRecord record{.kind = ObjectRecord::Kind::kBinder, .offset = offset};
+binder_status_t Packed::packBinder(AIBinder& binder, ObjectRecord* record) {
+    const std::string* owner = nullptr;
+    SharedFd end;
     if (LocalObject* const local = localOf(&binder); local != nullptr) {
-        record.id = Exports::get().add(mPeer.number(), *local);
-        mCounted.push_back(record.id);
-        record.stability = static_cast<uint32_t>(local->offerStability(kOwnStability));
-        if (mPeer.isDead()) {
-            Exports::get().dropPeer(mPeer.number());
-            return STATUS_DEAD_OBJECT;
-        }
+        const Peers* const peers = Peers::get();
+        const auto exported = Exports::get().add(*local);
+        if (peers == nullptr || !exported.has_value()) return STATUS_FAILED_TRANSACTION;
+        owner = &peers->self().name();
+        record->id = exported->id;
+        end = exported->end;
     } else {
         const Proxy& proxy = proxyOf(binder);
         if (proxy.isDead()) return STATUS_DEAD_OBJECT;
-        record.id = proxy.id();
-        record.stability = static_cast<uint32_t>(proxy.stability());
-        record.endpoint = proxy.owner()->name();
-        if (isCounted(proxy)) {
-            tellOwner(*proxy.owner(), MessageKind::kGrant, proxy.id(), mPeer);
-            mGranted.push_back(&binder);
-        }
+        owner = &proxy.route()->name();
+        record->id = proxy.id();
+        end = proxy.end();
+        if (end == nullptr) return STATUS_BAD_TYPE;
     }
-    appendRecord(record, &mMessage.table);
+    owner->copy(record->endpoint, sizeof(record->endpoint));
+    const int fd = end->get();
+    mMessage.descriptors.push_back({fd, std::move(end)});
     return STATUS_OK;
 }
 
-binder_status_t Packed::pack(const AParcel& parcel) {
-    Header& header = mMessage.header;
+binder_status_t Packed::pack(const AParcel& parcel, Table* table) {
     const std::vector<AParcel::Object>& objects = parcel.objects();
-    if (parcel.dataSize() + objects.size() * kOffsetSize > kMaxTransaction) {
+    if (parcel.dataSize() + objects.size() * kOffsetSize > kMaxTransaction ||
+        objects.size() > kMaxDescriptors) {
         return STATUS_FAILED_TRANSACTION;
     }
     for (const AParcel::Object& object : objects) {
+        ObjectRecord& record = table->objects.emplace_back();
+        record.offset = object.offset;
         if (object.kind == AParcel::Object::Kind::kBinder) {
-            const binder_status_t status = packBinder(object.offset, *object.binder);
+            record.kind = ObjectRecord::Kind::kBinder;
+            const binder_status_t status = packBinder(*object.binder, &record);
             if (status != STATUS_OK) return status;
         } else {
-            appendRecord({.kind = ObjectRecord::Kind::kDescriptor, .offset = object.offset},
-                         &mMessage.table);
-            mMessage.descriptors.push_back(object.fd);
+            record.kind = ObjectRecord::Kind::kDescriptor;
+            mMessage.descriptors.push_back({object.fd});
         }
     }
-    if (mMessage.table.size() > kMaxTransaction || mMessage.descriptors.size() > kMaxDescriptors) {
-        return STATUS_FAILED_TRANSACTION;
-    }
     mMessage.data = {parcel.data(), parcel.dataSize()};
-    header.dataSize = static_cast<uint32_t>(parcel.dataSize());
-    header.tableSize = static_cast<uint32_t>(mMessage.table.size());
-    header.objectCount = static_cast<uint32_t>(objects.size());
-    header.descriptorCount = static_cast<uint32_t>(mMessage.descriptors.size());
+    mMessage.header.dataSize = static_cast<uint32_t>(parcel.dataSize());
     return STATUS_OK;
 }
 
-Unpacked unpack(const std::shared_ptr<Peer>& from, Incoming* message) {
-    if (message->header.objectCount == 0 && message->table.empty()) return Unpacked::kWhole;
-    const auto records = parseTable(message->header, message->table);
+Unpacked unpack(const Peer& from, Incoming* message) {
+    if (message->descriptorsLost) return Unpacked::kIncomplete;
+    if (message->header.objectCount == 0) return Unpacked::kWhole;
+    const std::optional<Table> table = parseTable(message->header, message->table);
     Peers* const peers = Peers::get();
-    if (!records.has_value() || peers == nullptr) return Unpacked::kMalformed;
+    if (!table.has_value() || peers == nullptr) return Unpacked::kMalformed;
 
-    bool stale = false;
-    auto descriptor = message->descriptors.begin();
-    for (const ObjectRecord& record : *records) {
+    Unpacked result = Unpacked::kWhole;
+    // What the call itself brings comes before what its parcel does.
+    auto descriptor = message->descriptors.end() - message->header.objectCount;
+    for (const ObjectRecord& record : table->objects) {
+        unique_fd fd = std::move(*descriptor++);
         AParcel::Object object{.kind = AParcel::Object::Kind::kDescriptor,
                                .offset = record.offset,
                                .binder = nullptr,
                                .fd = -1};
         if (record.kind == ObjectRecord::Kind::kBinder) {
-            object.kind = AParcel::Object::Kind::kBinder;
-            object.binder = resolve(*peers, from, record).release();
-            if (object.binder == nullptr) {
-                stale = true;
+            StrongBinder binder;
+            const Unpacked resolved = resolve(*peers, from, record, std::move(fd), &binder);
+            if (resolved == Unpacked::kMalformed) return resolved;
+            if (resolved != Unpacked::kWhole) {
+                result = resolved;
                 continue;
             }
-        } else if (message->descriptorsLost) {
-            continue;
+            object.kind = AParcel::Object::Kind::kBinder;
+            object.binder = binder.release();
         } else {
-            object.fd = (descriptor++)->release();
+            object.fd = fd.release();
         }
         if (message->parcel->adoptObject(object) != STATUS_OK) return Unpacked::kMalformed;
     }
-    if (message->descriptorsLost) return Unpacked::kIncomplete;
-    return stale ? Unpacked::kStale : Unpacked::kWhole;
+    return result;
 }
 
 }  // namespace binder

@@ -39,7 +39,7 @@ CallWatches observe(bool served, AIBinder& object, transaction_code_t code, cons
                             .code = code};
     for (const CallObserver& observer : *gObservers.load(std::memory_order_acquire)) {
         in.setPosition(0);
-        if (in.checkInterfaceToken(clazz->descriptor.c_str()) != STATUS_OK) break;
+        if (in.checkInterfaceToken(clazz->token) != STATUS_OK) break;
         if (auto watch = observer(call, &in); watch != nullptr) watches.push_back(std::move(watch));
     }
     in.setPosition(position);
@@ -60,7 +60,7 @@ int32_t liveObjects() {
 
 pid_t servingProcess(AIBinder* binder) {
     if (binder == nullptr) return 0;
-    return binder->isRemote() ? pidOfEndpoint(proxyOf(*binder).owner()->name()) : getpid();
+    return binder->isRemote() ? proxyOf(*binder).route()->peer()->pid() : getpid();
 }
 
 }  // namespace binder

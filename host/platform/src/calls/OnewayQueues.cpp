@@ -2,19 +2,47 @@
 
 #include <utility>
 
-namespace binder {
+#include "calls/Serve.h"
 
-OnewayCall::OnewayCall(std::shared_ptr<Peer> from, std::shared_ptr<Connection> over,
-                       Incoming message)
-    : from(std::move(from)),
-      over(std::move(over)),
-      cost(OnewayCost::of(message.header)),
-      in(std::move(message.parcel)),
-      code(message.header.code) {}
+namespace binder {
+namespace {
+
+// Served calls are reported when they come to so much.
+constexpr uint32_t kReportBytes = 16 * 1024;
+// Of one object, until others have their turn.
+constexpr int kCallsPerTurn = 64;
+
+}  // namespace
+
+void OnewayReport::served(const OnewayCost& cost) {
+    OnewayCost report;
+    {
+        const std::lock_guard lock(mLock);
+        mWaiting.remove(cost);
+        mUnreported.bytes += cost.bytes;
+        mUnreported.descriptors += cost.descriptors;
+        if (mUnreported.bytes < kReportBytes && mUnreported.descriptors == 0) return;
+        report = std::exchange(mUnreported, {});
+    }
+    Outgoing message;
+    message.header.kind = MessageKind::kServed;
+    message.header.count = report.bytes;
+    message.header.object = report.descriptors;
+    // A sender that does not read what it is told cannot send any more.
+    if (mConnection->send(message, kReportBytes) != Sent::kDone) mConnection->shutdown();
+}
+
+OnewayCall::OnewayCall(std::shared_ptr<OnewayReport> report, uid_t uid, const Header& header,
+                       std::unique_ptr<AParcel> in)
+    : report(std::move(report)),
+      cost(OnewayCost::of(header)),
+      uid(uid),
+      code(header.code),
+      in(std::move(in)) {}
 
 OnewayCall::~OnewayCall() {
     in.reset();
-    if (from != nullptr) from->onewayAccount().served(cost, *over);
+    if (report != nullptr) report->served(cost);
 }
 
 OnewayQueues& OnewayQueues::get() {
@@ -39,6 +67,17 @@ std::unique_ptr<OnewayCall> OnewayQueues::next(const LocalObject& object) {
     auto call = std::make_unique<OnewayCall>(std::move(queue->second.front()));
     queue->second.pop_front();
     return call;
+}
+
+bool serveOneways(LocalObject& object) {
+    for (int i = 0; i < kCallsPerTurn; ++i) {
+        const std::unique_ptr<OnewayCall> call = OnewayQueues::get().next(object);
+        if (call == nullptr) return false;
+        const ServedCall served(nullptr, {}, 0, call->uid);
+        AParcel ignored;
+        serveOther(object, call->code, *call->in, &ignored);
+    }
+    return true;
 }
 
 }  // namespace binder

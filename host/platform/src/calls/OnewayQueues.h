@@ -9,23 +9,41 @@
 
 #include <android-base/thread_annotations.h>
 
-#include "calls/Peer.h"
+#include "calls/OnewayLink.h"
 #include "objects/Object.h"
 #include "parcel/Parcel.h"
 
 namespace binder {
 
+/** Tells the sender of one-way calls which have been served, small ones many at a time. */
+class OnewayReport {
+  public:
+    explicit OnewayReport(std::shared_ptr<Connection> connection)
+        : mConnection(std::move(connection)) {}
+
+    /** What the sender's calls take that wait here. */
+    OnewayAccount& waiting() { return mWaiting; }
+    void served(const OnewayCost& cost);
+
+  private:
+    const std::shared_ptr<Connection> mConnection;
+    OnewayAccount mWaiting;
+    std::mutex mLock;
+    OnewayCost mUnreported GUARDED_BY(mLock);
+};
+
 /** A one-way call that waits for its turn; reports itself served when it goes. */
 struct OnewayCall {
-    std::shared_ptr<Peer> from;
-    std::shared_ptr<Connection> over;
-    OnewayCost cost;
-    std::unique_ptr<AParcel> in;
-    transaction_code_t code = 0;
-
-    OnewayCall(std::shared_ptr<Peer> from, std::shared_ptr<Connection> over, Incoming message);
+    OnewayCall(std::shared_ptr<OnewayReport> report, uid_t uid, const Header& header,
+               std::unique_ptr<AParcel> in);
     OnewayCall(OnewayCall&&) = default;
     ~OnewayCall();
+
+    std::shared_ptr<OnewayReport> report;
+    OnewayCost cost;
+    uid_t uid;
+    transaction_code_t code;
+    std::unique_ptr<AParcel> in;
 };
 
 /**
@@ -36,7 +54,7 @@ class OnewayQueues {
   public:
     static OnewayQueues& get();
 
-    /** True when the caller has to serve the object's calls, since nobody does. */
+    /** True when somebody has to be found who serves the object's calls, since nobody does. */
     [[nodiscard]] bool add(const LocalObject& object, OnewayCall call);
     /** The next call, for who serves them; nothing when there is none, which ends the serving. */
     std::unique_ptr<OnewayCall> next(const LocalObject& object);
@@ -46,5 +64,8 @@ class OnewayQueues {
     // Of the objects that somebody serves.
     std::unordered_map<const LocalObject*, std::deque<OnewayCall>> mCalls GUARDED_BY(mLock);
 };
+
+/** Serves the object's one-way calls, as many as have a turn; true when there may be more. */
+bool serveOneways(LocalObject& object);
 
 }  // namespace binder

@@ -1,82 +1,77 @@
 #pragma once
 
 #include <atomic>
-#include <cstdint>
+#include <chrono>
 #include <memory>
 #include <mutex>
 #include <string>
-#include <string_view>
+#include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
-#include <android-base/thread_annotations.h>
+#include <sys/types.h>
 
-#include "calls/Exports.h"
-#include "calls/OnewayLink.h"
-#include "transport/Endpoint.h"
+#include <android-base/thread_annotations.h>
+#include <android-base/unique_fd.h>
+
+#include "transport/Connection.h"
 
 namespace binder {
 
+class Route;
+
 /**
- * Another process, as long as it lives: the connections to it.
- *
- * There is one Peer per process whichever side connected first. Each side that connects brings a
- * control connection; the end of any is the peer's death. Any thread.
+ * Another process: what it takes up here, its connections in both directions, and the ways to its
+ * endpoints. The kernel tells of its end, also when a forked child still has its sockets. Any
+ * thread.
  */
-class Peer : public std::enable_shared_from_this<Peer> {
+class Peer {
   public:
-    Peer(const Endpoint& self, std::string name);
+    /** life: a descriptor of the process itself; none for one that is dead already. */
+    Peer(pid_t pid, android::base::unique_fd life);
+    ~Peer();
 
-    /** The name of its endpoint. */
-    const std::string& name() const { return mName; }
-    PeerNumber number() const { return mNumber; }
+    pid_t pid() const { return mPid; }
+    const std::shared_ptr<Account>& account() const { return mAccount; }
+
+    /** Has the function called, on the I/O thread, when the process ends. False on failure. */
+    [[nodiscard]] bool watch(std::function<void()> onEnd);
     bool isDead() const { return mDead.load(std::memory_order_acquire); }
-    /** Marks the peer dead and ends its connections; true the first time. */
-    bool end();
-    /** True when a control connection has ended, or does within a moment, as when a process ends.
-     */
-    bool isEnding();
+    /** Asks the kernel whether it has ended, or does within the time. */
+    bool hasEnded(std::chrono::milliseconds time) const;
+    /** Marks the process dead and ends its connections and routes; true the first time. */
+    bool end(std::vector<std::shared_ptr<Connection>>* connections,
+             std::vector<std::shared_ptr<Route>>* routes);
 
-    /**
-     * These note an open connection, so that it ends with the peer. False when the peer is dead, or
-     * has as many as one process may have: half of this one's descriptors.
-     */
-    bool addControl(const std::shared_ptr<Connection>& connection);
-    bool addCall(const std::shared_ptr<Connection>& connection);
-    void removeCall(const std::shared_ptr<Connection>& connection);
+    /** Notes an open connection, so that it ends with the process. */
+    void add(const std::shared_ptr<Connection>& connection);
+    void remove(const std::shared_ptr<Connection>& connection);
 
-    /**
-     * Sends a control message; the name goes with those that carry one. They arrive in their order.
-     * Where that is impossible the control connection, and with it the peer, is ended.
-     */
-    void sendControl(const Header& message, std::string_view name = {});
+    /** The one of that name; make() makes it when there is none. */
+    template <typename Make>
+    std::shared_ptr<Route> route(const std::string& name, Make make) {
+        const std::lock_guard lock(mLock);
+        std::erase_if(mRoutes, [](const auto& known) { return known.second.expired(); });
+        std::weak_ptr<Route>& known = mRoutes[name];
+        std::shared_ptr<Route> route = known.lock();
+        if (route == nullptr) known = route = make();
+        return route;
+    }
 
-    /** A connection for one synchronous call; null with *status set when there is none. */
-    std::shared_ptr<Connection> takeConnection(binder_status_t* status);
-    /** Keeps it for the next call; those that are not needed are closed after some seconds. */
-    void returnConnection(std::shared_ptr<Connection> connection);
-
-    OnewayLink& onewayLink() { return *mOnewayLink; }
-    OnewayAccount& onewayAccount() { return mOnewayAccount; }
+    /** Connections for one-way calls that it has made here. */
+    std::atomic<int> oneways{0};
 
   private:
-    void trimIdle();
-    void trimIdleLater();
+    class Life;
 
-    const Endpoint& mSelf;
-    const std::string mName;
-    const PeerNumber mNumber;
-    const std::shared_ptr<UnfinishedDescriptors> mUnfinished;
-    const std::shared_ptr<OnewayLink> mOnewayLink;
-    OnewayAccount mOnewayAccount;
-    std::atomic<bool> mDead{false};
+    const pid_t mPid;
+    const std::shared_ptr<Account> mAccount = std::make_shared<Account>();
+    const std::shared_ptr<Life> mLife;
+    std::atomic<bool> mDead;
 
     std::mutex mLock;
-    std::vector<std::shared_ptr<Connection>> mControls GUARDED_BY(mLock);
-    std::unordered_set<std::shared_ptr<Connection>> mCalls GUARDED_BY(mLock);
-    std::vector<std::shared_ptr<Connection>> mIdle GUARDED_BY(mLock);  // the last used one last
-    size_t mFewestIdle GUARDED_BY(mLock) = 0;  // since they were last looked through
-    bool mTrims GUARDED_BY(mLock) = false;
+    std::unordered_set<std::shared_ptr<Connection>> mConnections GUARDED_BY(mLock);
+    std::unordered_map<std::string, std::weak_ptr<Route>> mRoutes GUARDED_BY(mLock);
 };
 
 }  // namespace binder

@@ -1,21 +1,28 @@
 #include "calls/Peers.h"
 
 #include <atomic>
+#include <cerrno>
+#include <cstring>
 #include <optional>
 #include <utility>
 
 #include <malloc.h>
+#include <sys/epoll.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include "base/Fork.h"
 #include "base/Log.h"
-#include "calls/Exports.h"
 #include "calls/Proxy.h"
 
 namespace binder {
 namespace {
 
-// Of one control connection, until the others have their turn.
-constexpr int kMessagesPerTurn = 64;
+using android::base::unique_fd;
+
+// A process that ends closes its sockets before it is gone: what may pass in between.
+constexpr std::chrono::milliseconds kEndOfProcess{200};
 
 std::atomic<Peers*> gPeers{nullptr};
 
@@ -28,162 +35,172 @@ void keepFreedMemory() {
     mallopt(M_TRIM_THRESHOLD, 8 * kMaxTransaction);
 }
 
+/** Each reference to an object is a descriptor: as many as the process is allowed to have. */
+void raiseDescriptorLimit() {
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
+    limit.rlim_cur = limit.rlim_max;
+    setrlimit(RLIMIT_NOFILE, &limit);
+}
+
 }  // namespace
 
-Peers::Peers(std::unique_ptr<Endpoint> self, ServeCalls serveCalls)
-    : mSelf(std::move(self)), mServeCalls(std::move(serveCalls)) {}
+/** A connection over which nothing has come yet: its first message tells what it is for. */
+class Peers::Newcomer final : public Watched, public std::enable_shared_from_this<Newcomer> {
+  public:
+    Newcomer(Peers& peers, std::shared_ptr<Peer> peer, unique_fd socket, const ucred& credentials)
+        : mPeers(peers),
+          mPeer(std::move(peer)),
+          mSocket(std::move(socket)),
+          mCredentials(credentials),
+          mCharge(mPeer->account(), Resource::kDescriptors, 1) {}
+
+    bool isAdmitted() const { return mCharge.isMade(); }
+
+    int fd() const override { return mSocket.get(); }
+    void onEvents(uint32_t /*events*/) override {
+        const std::shared_ptr<Newcomer> self = shared_from_this();
+        IoThread::get().forget(*this);
+        Header header{};
+        // A header is sent whole; who sends less has nothing to say.
+        const ssize_t got = recv(mSocket, &header, sizeof(header), MSG_PEEK | MSG_DONTWAIT);
+        if (got <= 0) return;
+        const std::optional<ConnectionKind> kind =
+                header.magic == Header::kMagic ? kindBegunBy(header.kind) : std::nullopt;
+        if (got != sizeof(header) || !kind.has_value()) {
+            complain(ANDROID_LOG_WARN, "Refusing a connection of process %d: no valid message",
+                     mCredentials.pid);
+            return;
+        }
+        auto connection = std::make_shared<Connection>(std::move(mSocket), *kind, mCredentials,
+                                                       mPeer->account(), std::move(mCharge));
+        mPeer->add(connection);
+        mPeers.mServer.serve({mPeer, connection}, *kind);
+        // Nobody will see the end of one that ended meanwhile.
+        if (mPeer->isDead()) mPeers.mServer.letGo(*connection);
+    }
+
+  private:
+    Peers& mPeers;
+    const std::shared_ptr<Peer> mPeer;
+    unique_fd mSocket;
+    const ucred mCredentials;
+    Charge mCharge;
+};
+
+Peers::Peers(std::unique_ptr<Endpoint> self, Server server)
+    : mSelf(std::move(self)), mServer(std::move(server)) {}
 
 Peers* Peers::get() {
     return isForked() ? nullptr : gPeers.load(std::memory_order_acquire);
 }
 
-Peers* Peers::start(const ServeCalls& serveCalls) {
-    [[maybe_unused]] static const bool created = [&] {
-        gPeers.store(create(serveCalls), std::memory_order_release);
-        return true;
-    }();
-    return get();
+Peers* Peers::start(const Server& server) {
+    static std::mutex lock;
+    if (isForked()) return nullptr;
+    if (Peers* const started = get(); started != nullptr) return started;
+    const std::lock_guard guard(lock);
+    if (gPeers.load() == nullptr) gPeers.store(create(server), std::memory_order_release);
+    return gPeers.load();
 }
 
-Peers* Peers::create(const ServeCalls& serveCalls) {
-    isForked();  // from here on a forked child would find what it cannot use
+Peers* Peers::create(const Server& server) {
+    raiseDescriptorLimit();
+    if (!IoThread::get().start()) return nullptr;
     std::unique_ptr<Endpoint> self = Endpoint::create();
-    if (self == nullptr || !IoThread::get().start()) return nullptr;
+    if (self == nullptr) return nullptr;
     keepFreedMemory();
-    auto* const peers = new Peers(std::move(self), serveCalls);  // outlives every thread
-    peers->mGreeter = std::make_shared<Greeter>(
-            *peers->mSelf,
-            [peers](const std::string& name, std::shared_ptr<Connection> connection) {
-                peers->greeted(name, std::move(connection));
+    auto peers = std::unique_ptr<Peers>(new Peers(std::move(self), server));
+    const auto listener = std::make_shared<Listener>(
+            peers->mSelf->listener(),
+            [to = peers.get()](unique_fd socket, const ucred& credentials) {
+                to->accepted(std::move(socket), credentials);
             });
-    return peers->mGreeter->start() ? peers : nullptr;
+    return listener->start() ? peers.release() : nullptr;  // outlives every thread
 }
 
-std::shared_ptr<Peer>& Peers::findOrMakeLocked(const std::string& name) {
-    std::shared_ptr<Peer>& peer = mPeers[name];
-    if (peer == nullptr || peer->isDead()) peer = std::make_shared<Peer>(*mSelf, name);
-    return peer;
-}
-
-std::shared_ptr<Peer> Peers::obtain(const std::string& name) {
-    std::shared_ptr<Peer> peer;
-    {
-        // Connecting to a local socket does not wait, so others may wait for it here.
-        const std::lock_guard lock(mLock);
-        if (const auto found = mPeers.find(name); found != mPeers.end()) return found->second;
-        peer = findOrMakeLocked(name);
-        binder_status_t status = STATUS_OK;
-        const std::shared_ptr<Connection> control =
-                mSelf->connect(name, ConnectionKind::kControl, &status);
-        if (control != nullptr && addControl(peer, control)) return peer;
+void Peers::accepted(unique_fd socket, const ucred& credentials) {
+    std::shared_ptr<Peer> peer = obtain(credentials.pid);
+    if (peer == nullptr) return;
+    const auto newcomer =
+            std::make_shared<Newcomer>(*this, std::move(peer), std::move(socket), credentials);
+    if (!newcomer->isAdmitted()) {
+        complain(ANDROID_LOG_WARN, "Refusing a connection of process %d: it has too many",
+                 credentials.pid);
+    } else {
+        static_cast<void>(IoThread::get().watch(newcomer, EPOLLIN));  // else it goes
     }
-    ended(*peer);
+}
+
+std::shared_ptr<Peer> Peers::obtain(pid_t pid) {
+    std::shared_ptr<Peer> former;
+    {
+        const std::lock_guard lock(mLock);
+        if (const auto known = mPeers.find(pid); known != mPeers.end())
+            former = known->second.lock();
+    }
+    if (former != nullptr) {
+        if (!former->hasEnded({})) return former;
+        ended(*former);
+    }
+    // The C library's function has no C linkage in its release 2.36.
+    unique_fd life(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
+    if (life < 0 && errno != ESRCH && errno != EINVAL) {
+        complain(ANDROID_LOG_ERROR, "Cannot watch process %d: %s", pid, strerror(errno));
+        return nullptr;
+    }
+    auto peer = std::make_shared<Peer>(pid, std::move(life));
+    if (peer->isDead()) return peer;
+    const std::lock_guard lock(mLock);
+    // Another thread may have met it meanwhile.
+    std::weak_ptr<Peer>& known = mPeers[pid];
+    if (std::shared_ptr<Peer> other = known.lock(); other != nullptr && !other->isDead()) {
+        return other;
+    }
+    if (!peer->watch([this, weak = std::weak_ptr(peer)] {
+            if (const std::shared_ptr<Peer> dead = weak.lock()) ended(*dead);
+        })) {
+        return nullptr;
+    }
+    known = peer;
+    std::erase_if(mPeers, [](const auto& entry) { return entry.second.expired(); });
     return peer;
 }
 
-std::shared_ptr<Peer> Peers::find(std::string_view name) {
-    const std::lock_guard lock(mLock);
-    const auto found = mPeers.find(std::string(name));
-    return found == mPeers.end() ? nullptr : found->second;
+std::shared_ptr<Route> Peers::route(const std::string& name) {
+    const std::shared_ptr<Peer> peer = obtain(pidOfEndpoint(name));
+    if (peer == nullptr) return nullptr;
+    return peer->route(name, [&] { return std::make_shared<Route>(*mSelf, peer, name); });
+}
+
+void Peers::routeEnded(Route& route) {
+    if (route.end()) Proxy::routeDied(route);
 }
 
 void Peers::ended(Peer& peer) {
-    if (!peer.end()) return;
-    std::shared_ptr<Peer> last;  // released without the lock
-    {
-        const std::lock_guard lock(mLock);
-        const auto found = mPeers.find(peer.name());
-        if (found != mPeers.end() && found->second.get() == &peer) {
-            last = std::move(found->second);
-            mPeers.erase(found);
-        }
-    }
-    Proxy::ownerDied(peer);
-    Exports::get().dropPeer(peer.number());
+    std::vector<std::shared_ptr<Connection>> connections;
+    std::vector<std::shared_ptr<Route>> routes;
+    if (!peer.end(&connections, &routes)) return;
+    for (const std::shared_ptr<Route>& route : routes)
+        routeEnded(*route);
+    for (const std::shared_ptr<Connection>& connection : connections)
+        mServer.letGo(*connection);
 }
 
-binder_status_t Peers::connectionBroke(Peer& peer) {
-    if (!peer.isDead() && !peer.isEnding()) {
-        log(ANDROID_LOG_WARN, "A connection to process %d broke, though it lives",
-            pidOfEndpoint(peer.name()));
+binder_status_t Peers::connectionBroke(Route& route) {
+    // Whoever has seen the end of a process must not find it alive in the next moment.
+    if (route.peer()->hasEnded(kEndOfProcess)) {
+        ended(*route.peer());
+        return STATUS_DEAD_OBJECT;
+    }
+    // A process that has become another program lives on, but does not listen.
+    binder_status_t status = STATUS_OK;
+    if (route.connect(ConnectionKind::kCall, &status) != nullptr) {
+        complain(ANDROID_LOG_WARN, "A connection to process %d broke, though it lives",
+                 route.peer()->pid());
         return STATUS_FAILED_TRANSACTION;
     }
-    // Whoever has seen the end of a process must not find it alive in the next moment.
-    ended(peer);
-    return STATUS_DEAD_OBJECT;
-}
-
-void Peers::greeted(const std::string& name, std::shared_ptr<Connection> connection) {
-    std::shared_ptr<Peer> peer;
-    if (connection->kind() == ConnectionKind::kControl) {
-        const std::lock_guard lock(mLock);
-        peer = findOrMakeLocked(name);
-        if (addControl(peer, connection)) return;
-    } else {
-        peer = find(name);
-        if (peer != nullptr && peer->addCall(connection)) {
-            mServeCalls(std::move(peer), std::move(connection));
-            return;
-        }
-    }
-    log(ANDROID_LOG_WARN, "Refusing a connection of process %d: %s", pidOfEndpoint(name),
-        peer == nullptr || peer->isDead() ? "it is not connected" : "it has too many");
-}
-
-bool Peers::addControl(const std::shared_ptr<Peer>& peer,
-                       const std::shared_ptr<Connection>& control) {
-    return peer->addControl(control) &&
-           control->receiveWith(
-                   [this, weakPeer = std::weak_ptr(peer), weakControl = std::weak_ptr(control)] {
-                       const std::shared_ptr<Peer> from = weakPeer.lock();
-                       const std::shared_ptr<Connection> over = weakControl.lock();
-                       if (from != nullptr && over != nullptr) receive(*from, *over);
-                   });
-}
-
-void Peers::receive(Peer& peer, Connection& control) {
-    for (int i = 0; i < kMessagesPerTurn; ++i) {
-        Incoming message;
-        switch (control.receive(&message, Connection::Wait::kNo)) {
-            case Connection::Received::kMessage:
-                serve(peer, message);
-                continue;
-            case Connection::Received::kNotYet:
-                return;
-            case Connection::Received::kEnd:
-                // What a process sent before it went is still served.
-                mGreeter->greetAll();
-                ended(peer);
-                return;
-            case Connection::Received::kMalformed:
-                ended(peer);
-                return;
-        }
-    }
-}
-
-void Peers::serve(Peer& peer, const Incoming& message) {
-    const Header& header = message.header;
-    Exports& exports = Exports::get();
-    if (header.kind == MessageKind::kRelease) {
-        exports.release(peer.number(), header.object, static_cast<uint32_t>(header.count));
-    } else if (const auto name = parseName(message.table); name.has_value()) {
-        // Connected to the process of that name, this one learns of its death.
-        const std::shared_ptr<Peer> other = header.kind == MessageKind::kClaim ? find(*name)
-                                            : *name == mSelf->name()           ? nullptr
-                                                                     : obtain(std::string(*name));
-        const PeerNumber number = other == nullptr ? kSelf : other->number();
-        if (header.kind == MessageKind::kClaim) {
-            exports.claim(peer.number(), number, header.object);
-        } else if (header.kind == MessageKind::kGrant) {
-            exports.grant(peer.number(), number, header.object);
-        } else {
-            exports.revoke(peer.number(), number, header.object);
-        }
-        if (other != nullptr && other->isDead()) exports.dropPeer(number);
-    }
-    // Who died meanwhile has been forgotten already, and must be again.
-    if (peer.isDead()) exports.dropPeer(peer.number());
+    return status;
 }
 
 }  // namespace binder

@@ -4,64 +4,73 @@
 #include <memory>
 #include <mutex>
 #include <string>
-#include <string_view>
 #include <unordered_map>
 
 #include <android-base/thread_annotations.h>
 
 #include "calls/Peer.h"
-#include "transport/Greeter.h"
+#include "calls/Route.h"
+#include "transport/Endpoint.h"
+#include "transport/Listener.h"
 
 namespace binder {
 
+/** Another process's open connection, and which process that is. */
+struct Line {
+    std::shared_ptr<Peer> peer;
+    std::shared_ptr<Connection> connection;
+};
+
 /**
- * The processes that this one is connected to, and what they say of references. Made at the first
- * need, lives until the process ends. Any thread.
+ * The other processes that this one has to do with. Made at the first need, lives until the process
+ * ends. Any thread.
  */
 class Peers {
   public:
-    /** Serves calls that come over the connection, until it ends. */
-    using ServeCalls =
-            std::function<void(std::shared_ptr<Peer> peer, std::shared_ptr<Connection> connection)>;
+    /** Who serves the calls that others make. For the I/O thread, which must not be held up. */
+    struct Server {
+        /** Serves calls that come over the line, until it ends. */
+        std::function<void(Line line, ConnectionKind kind)> serve;
+        /** Lets go of the connection of a dead process unless a call is being served. */
+        std::function<void(const Connection& connection)> letGo;
+    };
 
     /** Null before start(), and in a process that was forked from one that had started. */
     static Peers* get();
-    /** Makes this process one that others can call; null, logged, when that is impossible. */
-    static Peers* start(const ServeCalls& serveCalls);
+    /** Makes this process one that others can call; null, logged, while that is impossible. */
+    static Peers* start(const Server& server);
 
     const Endpoint& self() const { return *mSelf; }
 
-    /** The peer of that name, connected to when it is not yet; dead when that fails. Never self. */
-    std::shared_ptr<Peer> obtain(const std::string& name);
-    /** The peer of that name, or null when it is not connected. */
-    std::shared_ptr<Peer> find(std::string_view name);
+    /** The living process of that number; a dead one when it is gone; null without room for it. */
+    std::shared_ptr<Peer> obtain(pid_t pid);
+    /** The way to the endpoint of that name, which is not this process's; null as above. */
+    std::shared_ptr<Route> route(const std::string& name);
 
-    /** Ends the peer and all that concerns it. Runs nobody else's code. */
-    void ended(Peer& peer);
     /**
-     * For a caller whose connection to the peer broke: STATUS_DEAD_OBJECT when that was the peer's
-     * death, which is then known, else STATUS_FAILED_TRANSACTION. Waits for a moment to know.
+     * For a caller whose connection over the route broke: STATUS_DEAD_OBJECT when that was the
+     * process's death, which is then known, else STATUS_FAILED_TRANSACTION. Waits for a moment.
      */
-    binder_status_t connectionBroke(Peer& peer);
+    binder_status_t connectionBroke(Route& route);
+    /** Nobody listens at the endpoint any more. */
+    static void routeEnded(Route& route);
 
   private:
-    Peers(std::unique_ptr<Endpoint> self, ServeCalls serveCalls);
+    class Newcomer;
 
-    static Peers* create(const ServeCalls& serveCalls);
+    Peers(std::unique_ptr<Endpoint> self, Server server);
 
-    void greeted(const std::string& name, std::shared_ptr<Connection> connection);
-    /** Has the I/O thread serve what the peer says over the connection. */
-    bool addControl(const std::shared_ptr<Peer>& peer, const std::shared_ptr<Connection>& control);
-    void receive(Peer& peer, Connection& control);
-    void serve(Peer& peer, const Incoming& message);
-    std::shared_ptr<Peer>& findOrMakeLocked(const std::string& name) REQUIRES(mLock);
+    static Peers* create(const Server& server);
+
+    void accepted(android::base::unique_fd socket, const ucred& credentials);
+    /** Ends what the process has here. Runs nobody else's code. */
+    void ended(Peer& peer);
 
     const std::unique_ptr<Endpoint> mSelf;
-    const ServeCalls mServeCalls;
-    std::shared_ptr<Greeter> mGreeter;
+    const Server mServer;
 
     std::mutex mLock;
-    std::unordered_map<std::string, std::shared_ptr<Peer>> mPeers GUARDED_BY(mLock);
+    std::unordered_map<pid_t, std::weak_ptr<Peer>> mPeers GUARDED_BY(mLock);
 };
 
 }  // namespace binder

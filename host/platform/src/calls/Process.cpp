@@ -2,14 +2,27 @@
 
 #include <utility>
 
+#include "calls/OnewayInbox.h"
 #include "calls/ThreadPool.h"
 
 namespace binder {
 
 Peers* joinProcesses() {
-    return Peers::start([](std::shared_ptr<Peer> peer, std::shared_ptr<Connection> connection) {
-        ThreadPool::get().add(std::move(peer), std::move(connection));
-    });
+    if (Peers* const peers = Peers::get(); peers != nullptr) return peers;
+    ThreadPool& pool = ThreadPool::get();
+    if (!pool.prepare()) return nullptr;
+    return Peers::start(
+            {.serve =
+                     [&pool](Line line, ConnectionKind kind) {
+                         if (kind == ConnectionKind::kCall) {
+                             pool.add(std::move(line));
+                             return;
+                         }
+                         OnewayInbox::serve(std::move(line), [&pool](StrongBinder object) {
+                             pool.serveOnewaysOf(std::move(object));
+                         });
+                     },
+             .letGo = [&pool](const Connection& connection) { pool.letGo(connection); }});
 }
 
 }  // namespace binder

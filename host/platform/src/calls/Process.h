@@ -6,7 +6,7 @@ namespace binder {
 
 /**
  * The other processes of the user, to which this one makes itself known at the first need. Null,
- * logged, when that is impossible, and in a process that was forked from one that had done it.
+ * logged, while that is impossible, and in a process that was forked from one that had done it.
  */
 Peers* joinProcesses();
 

@@ -1,71 +1,90 @@
 #include "calls/Proxy.h"
 
+#include <map>
+#include <mutex>
+#include <tuple>
 #include <utility>
+
+#include "base/Fork.h"
 
 namespace binder {
 
-std::mutex Proxy::sLock;
+using android::base::unique_fd;
 
-std::unordered_map<PeerNumber, std::unordered_map<uint64_t, Proxy*>>& Proxy::proxies() {
-    static auto* const instance =  // outlives every thread
-            new std::unordered_map<PeerNumber, std::unordered_map<uint64_t, Proxy*>>;
-    return *instance;
-}
-
-Proxy::Proxy(std::shared_ptr<Peer> owner, uint64_t id)
-    : AIBinder(nullptr, true), mOwner(std::move(owner)), mId(id) {}
-
-StrongBinder Proxy::findOrMake(const std::shared_ptr<Peer>& owner, uint64_t id,
-                               uint32_t references) {
-    const std::lock_guard lock(sLock);
-    if (owner->isDead()) {
-        auto* const dead = new Proxy(owner, id);
-        dead->mDeathLinks->objectDied();
-        return StrongBinder(dead);
+/** The living proxies of this process. */
+class Proxy::Proxies {
+  public:
+    static Proxies& get() {
+        static Proxies* const instance = new Proxies;  // outlives every thread
+        return *instance;
     }
-    Proxy*& known = proxies()[owner->number()][id];
-    if (known == nullptr || !known->tryIncStrong()) known = new Proxy(owner, id);
-    known->mReferences += references;
-    return StrongBinder(known);
+
+    StrongBinder findOrMake(const std::shared_ptr<Route>& route, uint64_t id, PipeNumber pipe,
+                            unique_fd end, Charge charge) {
+        const std::lock_guard lock(mLock);
+        const Key key(route.get(), id, pipe);
+        Proxy*& known = mProxies[key];
+        if (known != nullptr && known->tryIncStrong()) return StrongBinder(known);
+        known = new Proxy(route, id, pipe);
+        known->mCharge = std::move(charge);
+        if (end >= 0) known->mEnd = std::make_shared<const unique_fd>(std::move(end));
+        StrongBinder made(known);
+        const bool isDead =
+                route->isDead() || (known->mEnd != nullptr && isOtherEndGone(*known->mEnd));
+        if (isDead) {
+            known->mDeathLinks->objectDied();
+            mProxies.erase(key);
+        }
+        return made;
+    }
+
+    void routeDied(const Route& route) {
+        const std::lock_guard lock(mLock);
+        const auto first = mProxies.lower_bound(Key(&route, 0, {}));
+        auto last = first;
+        for (; last != mProxies.end() && std::get<0>(last->first) == &route; ++last)
+            last->second->mDeathLinks->objectDied();
+        mProxies.erase(first, last);
+    }
+
+    void forget(const Proxy& proxy) {
+        const std::lock_guard lock(mLock);
+        const auto known = mProxies.find(Key(proxy.mRoute.get(), proxy.mId, proxy.mPipe));
+        if (known != mProxies.end() && known->second == &proxy) mProxies.erase(known);
+    }
+
+  private:
+    using Key = std::tuple<const Route*, uint64_t, PipeNumber>;
+
+    std::mutex mLock;
+    std::map<Key, Proxy*> mProxies GUARDED_BY(mLock);
+};
+
+Proxy::Proxy(std::shared_ptr<Route> route, uint64_t id, PipeNumber pipe)
+    : AIBinder(nullptr, true), mRoute(std::move(route)), mId(id), mPipe(pipe) {}
+
+StrongBinder Proxy::received(const std::shared_ptr<Route>& route, uint64_t id, PipeNumber pipe,
+                             unique_fd end, Charge charge) {
+    return Proxies::get().findOrMake(route, id, pipe, std::move(end), std::move(charge));
 }
 
-StrongBinder Proxy::received(const std::shared_ptr<Peer>& owner, uint64_t id, Stability stability) {
-    const bool isPermanent = id == kServiceManagerObject;
-    StrongBinder proxy = findOrMake(owner, id, isPermanent ? 0 : 1);
-    proxy->offerStability(stability);
-    return proxy;
+StrongBinder Proxy::permanent(const std::shared_ptr<Route>& route, uint64_t id) {
+    return Proxies::get().findOrMake(route, id, {}, unique_fd(), {});
 }
 
-StrongBinder Proxy::permanent(const std::shared_ptr<Peer>& owner, uint64_t id) {
-    return findOrMake(owner, id, 0);
-}
-
-void Proxy::ownerDied(const Peer& owner) {
-    const std::lock_guard lock(sLock);
-    const auto node = proxies().extract(owner.number());
-    if (node.empty()) return;
-    for (const auto& [id, proxy] : node.mapped())
-        proxy->mDeathLinks->objectDied();
+void Proxy::routeDied(const Route& route) {
+    Proxies::get().routeDied(route);
 }
 
 void Proxy::onLastStrong() {
-    mDeathLinks->end();
-    Header message{};
-    {
-        const std::lock_guard lock(sLock);
-        const auto ofOwner = proxies().find(mOwner->number());
-        if (ofOwner != proxies().end()) {
-            const auto self = ofOwner->second.find(mId);
-            if (self != ofOwner->second.end() && self->second == this) ofOwner->second.erase(self);
-            if (ofOwner->second.empty()) proxies().erase(ofOwner);
-        }
-        if (mReferences == 0 || mOwner->isDead()) return;
-        message.count = mReferences;
+    // A forked child gives up no more than its own descriptor, and may find any lock taken.
+    if (!isForked()) {
+        mDeathLinks->end();
+        Proxies::get().forget(*this);
+        if (mSentOneway) mRoute->oneways().done(*mRoute, *this);
     }
-    message.kind = MessageKind::kRelease;
-    message.object = mId;
-    if (mSentOneway && mOwner->onewayLink().sendBehind(message)) return;
-    mOwner->sendControl(message);
+    mEnd.reset();
+    mCharge = {};
 }
 
 }  // namespace binder

@@ -1,58 +1,56 @@
 #pragma once
 
 #include <atomic>
-#include <cstdint>
 #include <memory>
-#include <mutex>
-#include <unordered_map>
 
-#include <android-base/thread_annotations.h>
-
-#include "calls/Peer.h"
+#include "calls/Route.h"
 #include "objects/DeathLinks.h"
 #include "objects/Object.h"
+#include "transport/Message.h"
+#include "transport/Pipe.h"
 
 namespace binder {
 
 /**
- * An object of another process. There is one proxy for each as long as this process refers to it;
- * it gives back all references that the owner counts for it when it goes.
+ * An object of another process. It holds the object by its end of the object's pipe. There is one
+ * proxy for each pipe, and whose the object is said to be, as long as this process refers to it: a
+ * process that lies about an object spoils nobody else's proxy.
  */
 class Proxy final : public AIBinder {
   public:
-    /** The proxy of an object of which the owner counts one reference more for this process. */
-    static StrongBinder received(const std::shared_ptr<Peer>& owner, uint64_t id,
-                                 Stability stability);
-    /** The proxy of an object that needs no counting. */
-    static StrongBinder permanent(const std::shared_ptr<Peer>& owner, uint64_t id);
-    /** Marks all proxies of the peer's objects dead. */
-    static void ownerDied(const Peer& owner);
+    /** The proxy of an object of the route of which this process has got one more end. */
+    static StrongBinder received(const std::shared_ptr<Route>& route, uint64_t id, PipeNumber pipe,
+                                 android::base::unique_fd end, Charge charge);
+    /** The proxy of an object that need not be held. */
+    static StrongBinder permanent(const std::shared_ptr<Route>& route, uint64_t id);
+    /** Marks all proxies of the route's objects dead. */
+    static void routeDied(const Route& route);
 
     DeathLinks* deathLinks() override { return mDeathLinks.get(); }
     bool isDead() const { return mDeathLinks->isDead(); }
 
-    const std::shared_ptr<Peer>& owner() const { return mOwner; }
+    const std::shared_ptr<Route>& route() const { return mRoute; }
     uint64_t id() const { return mId; }
-    /** A one-way call is about to be sent: the references go back behind it. */
+    /** What goes with the binder to others; null for one that need not be held. */
+    const SharedFd& end() const { return mEnd; }
+    /** A one-way call is about to be sent. */
     void noteOneway() { mSentOneway.store(true, std::memory_order_relaxed); }
 
   private:
-    Proxy(std::shared_ptr<Peer> owner, uint64_t id);
+    class Proxies;
+
+    Proxy(std::shared_ptr<Route> route, uint64_t id, PipeNumber pipe);
     ~Proxy() override = default;
 
-    static StrongBinder findOrMake(const std::shared_ptr<Peer>& owner, uint64_t id,
-                                   uint32_t references);
     void onLastStrong() override;
 
-    const std::shared_ptr<Peer> mOwner;
+    const std::shared_ptr<Route> mRoute;
     const uint64_t mId;
+    const PipeNumber mPipe;
+    SharedFd mEnd;  // written before others see the proxy, and with the last reference
+    Charge mCharge;
     const std::shared_ptr<DeathLinks> mDeathLinks = std::make_shared<DeathLinks>();
     std::atomic<bool> mSentOneway{false};
-
-    static std::mutex sLock;
-    uint32_t mReferences GUARDED_BY(sLock) = 0;
-    static std::unordered_map<PeerNumber, std::unordered_map<uint64_t, Proxy*>>& proxies()
-            REQUIRES(sLock);
 };
 
 /** Of a remote binder. */

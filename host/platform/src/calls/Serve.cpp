@@ -1,9 +1,12 @@
 #include "calls/Serve.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include <unistd.h>
 
 #include <android/binder_auto_utils.h>
 #include <android/binder_parcel_utils.h>
@@ -12,7 +15,6 @@
 #include "calls/Exports.h"
 #include "calls/Marshal.h"
 #include "calls/Observe.h"
-#include "calls/OnewayQueues.h"
 #include "parcel/Status.h"
 
 namespace binder {
@@ -60,24 +62,29 @@ binder_status_t shellCommand(LocalObject& object, const AParcel& in) {
 binder_status_t execute(const Header& header, const AParcel& in, AParcel* out) {
     const StrongBinder target = Exports::get().find(header.object);
     if (target == nullptr) {
-        log(ANDROID_LOG_WARN, "Call of an object that is gone");
+        complain(ANDROID_LOG_WARN, "Call of an object that is gone");
         return STATUS_DEAD_OBJECT;
     }
-    return serveLocally(*localOf(target.get()), header.code, in, out);
+    return serveOther(*localOf(target.get()), header.code, in, out);
+}
+
+/** The processes whose threads wait for the caller of the message, which has been unpacked. */
+std::vector<pid_t> waitingFor(const Incoming& message) {
+    if (message.header.count == 0) return {};
+    return parseTable(message.header, message.table).value_or(Table{}).waiting;
 }
 
 bool sendReply(const Line& line, binder_status_t status, const AParcel& reply) {
-    Packed packed(*line.peer, status == STATUS_OK ? &reply : nullptr);
+    Packed packed(status == STATUS_OK ? &reply : nullptr);
     Header& header = packed.message().header;
     header.kind = MessageKind::kReply;
     header.code = static_cast<uint32_t>(status);
     if (packed.status() == STATUS_OK) {
         // A caller that does not read keeps no thread of ours: the rest follows when it does.
         switch (line.connection->send(packed.message(), kMaxReplyKept)) {
-            case Connection::Sent::kDone:
-                packed.sent();
+            case Sent::kDone:
                 return true;
-            case Connection::Sent::kBroken:
+            case Sent::kBroken:
                 return false;
             default:
                 break;
@@ -88,10 +95,26 @@ bool sendReply(const Line& line, binder_status_t status, const AParcel& reply) {
     return sendReply(line, isDead ? STATUS_DEAD_OBJECT : STATUS_FAILED_TRANSACTION, reply);
 }
 
+/** Sends a line that came over the other one to whom it is for. */
+bool handOn(const Line& over, const Incoming& message) {
+    const auto way = ServedCall::wayTo(static_cast<pid_t>(message.header.object));
+    if (way.line == nullptr) return over.connection->malformed("a line for nobody");
+    Outgoing onward;
+    onward.header = message.header;
+    onward.descriptors.push_back({message.descriptors.front().get()});
+    static_cast<void>(way.line->connection->sendWaiting(onward));
+    return true;
+}
+
 }  // namespace
 
-ServedCall::ServedCall(const Line* line, pid_t pid, uid_t uid)
-    : mLine(line), mPid(pid), mUid(uid), mOuter(std::exchange(gServedCall, this)) {}
+ServedCall::ServedCall(const Line* line, std::span<const pid_t> waiting, pid_t pid, uid_t uid)
+    : mLine(line),
+      mWaiting(waiting),
+      mPid(pid),
+      mUid(uid),
+      mOuter(std::exchange(gServedCall, this)),
+      mDepth(mOuter == nullptr ? 1 : mOuter->mDepth + 1) {}
 
 ServedCall::~ServedCall() {
     gServedCall = mOuter;
@@ -101,11 +124,29 @@ const ServedCall* ServedCall::current() {
     return gServedCall;
 }
 
-const Line* ServedCall::waitingPeer(const Peer& peer) {
+bool ServedCall::mayNest() {
+    return gServedCall == nullptr || gServedCall->mDepth < kMaxNesting;
+}
+
+std::vector<pid_t> ServedCall::waiting() {
+    std::vector<pid_t> pids;
+    if (gServedCall == nullptr || gServedCall->mLine == nullptr) return pids;
+    // Those of the calls further out wait for the innermost one's caller, too.
+    const std::span<const pid_t> above = gServedCall->mWaiting;
+    pids.push_back(gServedCall->mPid);
+    pids.insert(pids.end(), above.begin(), above.end());
+    if (pids.size() > kMaxNesting) pids.resize(kMaxNesting);
+    return pids;
+}
+
+ServedCall::Way ServedCall::wayTo(pid_t pid) {
     for (const ServedCall* call = gServedCall; call != nullptr; call = call->mOuter) {
-        if (call->mLine != nullptr && call->mLine->peer.get() == &peer) return call->mLine;
+        if (call->mLine == nullptr) break;
+        if (call->mPid == pid) return {.line = call->mLine, .isDirect = true};
+        const std::span<const pid_t> above = call->mWaiting;
+        if (std::find(above.begin(), above.end(), pid) != above.end()) return {.line = call->mLine};
     }
-    return nullptr;
+    return {};
 }
 
 binder_status_t serveLocally(LocalObject& object, transaction_code_t code, const AParcel& in,
@@ -114,7 +155,7 @@ binder_status_t serveLocally(LocalObject& object, transaction_code_t code, const
     const AIBinder_Class& clazz = *object.clazz();
     binder_status_t status = STATUS_UNKNOWN_TRANSACTION;
     if (isUserCode(code)) {
-        if (clazz.hasTokenHeader && in.checkInterfaceToken(clazz.descriptor.c_str()) != STATUS_OK) {
+        if (clazz.hasTokenHeader && in.checkInterfaceToken(clazz.token) != STATUS_OK) {
             return STATUS_BAD_TYPE;
         }
         status = observed(
@@ -133,6 +174,17 @@ binder_status_t serveLocally(LocalObject& object, transaction_code_t code, const
     return knownStatus(status);
 }
 
+binder_status_t serveOther(LocalObject& object, transaction_code_t code, const AParcel& in,
+                           AParcel* out) {
+    const auto provided = static_cast<uint32_t>(object.offerStability(kOwnStability));
+    const auto required = static_cast<uint32_t>(kOwnStability);
+    if (isUserCode(code) && (provided & required) != required) {
+        complain(ANDROID_LOG_ERROR, "Refusing a call: the object's stability does not suffice");
+        return STATUS_BAD_TYPE;
+    }
+    return serveLocally(object, code, in, out);
+}
+
 bool serveCall(const Line& line, Incoming message) {
     const Connection& connection = *line.connection;
     if (message.header.kind != MessageKind::kCall) {
@@ -140,18 +192,23 @@ bool serveCall(const Line& line, Incoming message) {
     }
     AParcel reply;
     binder_status_t status = STATUS_FAILED_TRANSACTION;
-    switch (unpack(line.peer, &message)) {
+    switch (unpack(*line.peer, &message)) {
         case Unpacked::kMalformed:
             return connection.malformed("bad object table");
         case Unpacked::kIncomplete:
-            log(ANDROID_LOG_ERROR, "Refusing a call: no descriptors left");
+            complain(ANDROID_LOG_ERROR, "Refusing a call: no descriptors left");
             break;
         case Unpacked::kStale:
-            log(ANDROID_LOG_WARN, "Refusing a call: an object in it is gone");
+            complain(ANDROID_LOG_WARN, "Refusing a call: an object in it is gone");
             status = STATUS_DEAD_OBJECT;
             break;
         case Unpacked::kWhole: {
-            const ServedCall call(&line, connection.peerPid(), connection.peerUid());
+            if (!ServedCall::mayNest()) {
+                complain(ANDROID_LOG_ERROR, "Refusing a call: too many within each other");
+                break;
+            }
+            const std::vector<pid_t> waiting = waitingFor(message);
+            const ServedCall call(&line, waiting, connection.peerPid(), connection.peerUid());
             status = execute(message.header, *message.parcel, &reply);
             break;
         }
@@ -159,43 +216,28 @@ bool serveCall(const Line& line, Incoming message) {
     return sendReply(line, status, reply);
 }
 
-bool receiveOneway(const Line& line, Incoming message, StrongBinder* toServe) {
-    const Connection& connection = *line.connection;
-    const Header header = message.header;
-    if (header.kind == MessageKind::kRelease) {
-        Exports::get().release(line.peer->number(), header.object,
-                               static_cast<uint32_t>(header.count));
-        return true;
+bool serveHandedLine(const Line& over, Incoming message) {
+    if (message.descriptorsLost) return true;  // who waits at its other end sees it end
+    if (static_cast<pid_t>(message.header.object) != getpid()) {
+        return handOn(over, message);
     }
-    if (header.kind != MessageKind::kOneway) {
-        return connection.malformed("a report of calls that were not made");
+    ucred credentials{};
+    Peers* const peers = Peers::get();
+    if (peers == nullptr || !trustedCredentialsOf(message.descriptors.front(), &credentials)) {
+        return over.connection->malformed("a line of nobody");
     }
-    if (!line.peer->onewayAccount().add(OnewayCost::of(header))) {
-        return connection.malformed("more one-way calls than may wait");
-    }
-    const Unpacked unpacked = unpack(line.peer, &message);
-    OnewayCall call(line.peer, line.connection, std::move(message));
-    if (unpacked == Unpacked::kMalformed) return connection.malformed("bad object table");
-    StrongBinder target = Exports::get().find(header.object);
-    if (target == nullptr || unpacked != Unpacked::kWhole) {
-        log(ANDROID_LOG_WARN, "Dropping a one-way call of process %d: %s", connection.peerPid(),
-            target == nullptr                   ? "its object is gone"
-            : unpacked == Unpacked::kIncomplete ? "no descriptors left"
-                                                : "an object in it is gone");
-        return true;
-    }
-    if (OnewayQueues::get().add(*localOf(target.get()), std::move(call))) {
-        *toServe = std::move(target);
-    }
+    const std::shared_ptr<Peer> peer = peers->obtain(credentials.pid);
+    if (peer == nullptr) return true;
+    const Line line{.peer = peer,
+                    .connection = std::make_shared<Connection>(
+                            std::move(message.descriptors.front()), ConnectionKind::kCall,
+                            credentials, peer->account())};
+    peer->add(line.connection);
+    Incoming call;
+    const Received received = line.connection->receive(&call, {.kind = Wait::Kind::kUntilThere});
+    if (received == Received::kMessage) static_cast<void>(serveCall(line, std::move(call)));
+    peer->remove(line.connection);
     return true;
-}
-
-void serveOneways(LocalObject& object) {
-    while (const std::unique_ptr<OnewayCall> call = OnewayQueues::get().next(object)) {
-        const ServedCall served(nullptr, 0, call->over->peerUid());
-        AParcel ignored;
-        serveLocally(object, call->code, *call->in, &ignored);
-    }
 }
 
 }  // namespace binder

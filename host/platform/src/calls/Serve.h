@@ -1,12 +1,14 @@
 #pragma once
 
 #include <memory>
+#include <span>
+#include <vector>
 
 #include <sys/types.h>
 
 #include <android/binder_ibinder.h>
 
-#include "calls/Peer.h"
+#include "calls/Peers.h"
 #include "objects/Object.h"
 #include "parcel/Parcel.h"
 
@@ -25,17 +27,14 @@ inline bool isUserCode(transaction_code_t code) {
     return code >= FIRST_CALL_TRANSACTION && code <= LAST_CALL_TRANSACTION;
 }
 
-/** Another process's open connection, and which process that is. */
-struct Line {
-    std::shared_ptr<Peer> peer;
-    std::shared_ptr<Connection> connection;
-};
-
 /** What the current thread is serving, innermost first. */
 class ServedCall {
   public:
-    /** line: where the caller waits; null for a one-way call, since nobody does. */
-    ServedCall(const Line* line, pid_t pid, uid_t uid);
+    /**
+     * line: where the caller waits; null for a one-way call, since nobody does. waiting: the
+     * processes whose threads wait for the caller, the nearest first.
+     */
+    ServedCall(const Line* line, std::span<const pid_t> waiting, pid_t pid, uid_t uid);
     ~ServedCall();
     ServedCall(const ServedCall&) = delete;
     ServedCall& operator=(const ServedCall&) = delete;
@@ -45,29 +44,41 @@ class ServedCall {
 
     /** Null when the thread serves no call of another process. */
     static const ServedCall* current();
-    /** The line on whose other end a thread of the peer waits for this one; null without one. */
-    static const Line* waitingPeer(const Peer& peer);
+    /** False when the thread serves as many within each other as it may. */
+    static bool mayNest();
+    /** The processes whose threads wait for this one, the nearest first. */
+    static std::vector<pid_t> waiting();
+
+    /** The way to a thread of another process that waits for this one. */
+    struct Way {
+        const Line* line = nullptr;  // null when none waits
+        bool isDirect = false;       // it is the other end of the line; else that knows it
+    };
+    static Way wayTo(pid_t pid);
 
   private:
     const Line* const mLine;
+    const std::span<const pid_t> mWaiting;
     const pid_t mPid;
     const uid_t mUid;
     const ServedCall* const mOuter;
+    const size_t mDepth;
 };
 
 /** Has the object serve a call whose parcel stands at its beginning. */
 binder_status_t serveLocally(LocalObject& object, transaction_code_t code, const AParcel& in,
                              AParcel* out);
+/** The same for a call of another process, which may not call every object. */
+binder_status_t serveOther(LocalObject& object, transaction_code_t code, const AParcel& in,
+                           AParcel* out);
 
 /** Serves a call that arrived and answers it. False, logged, when the line is to be ended. */
 bool serveCall(const Line& line, Incoming message);
 
 /**
- * Takes in a one-way call, or a return of references. False, logged, when the line is to be ended.
- * *toServe is the object whose calls the caller has to serve with serveOneways(), or null.
+ * A line came for a thread that waits further up: serves the one call that it brings when that is
+ * this one, else hands it on. False, logged, when the line over which it came is to be ended.
  */
-bool receiveOneway(const Line& line, Incoming message, StrongBinder* toServe);
-/** Serves the object's one-way calls until there are no more. */
-void serveOneways(LocalObject& object);
+bool serveHandedLine(const Line& over, Incoming message);
 
 }  // namespace binder

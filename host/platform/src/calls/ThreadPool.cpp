@@ -1,14 +1,19 @@
 #include "calls/ThreadPool.h"
 
+#include <cerrno>
+#include <cstring>
+#include <thread>
 #include <utility>
 
 #include <sys/epoll.h>
+#include <sys/eventfd.h>
 
 #include <android/binder_process.h>
 
 #include "base/Fork.h"
 #include "base/Log.h"
 #include "base/Thread.h"
+#include "calls/OnewayQueues.h"
 
 namespace binder {
 namespace {
@@ -17,6 +22,8 @@ constexpr uint32_t kEvents = EPOLLIN | EPOLLONESHOT;
 constexpr std::chrono::milliseconds kNextCallWait{1};
 // Of poll(), which is to end also while calls keep coming.
 constexpr int kMessagesPerPoll = 64;
+// Until what the system had no room for is tried again.
+constexpr std::chrono::milliseconds kPrepareAgain{100};
 
 bool refuseForked() {
     if (isForked()) log(ANDROID_LOG_ERROR, "Binder cannot be used in a forked process");
@@ -25,52 +32,95 @@ bool refuseForked() {
 
 }  // namespace
 
-ThreadPool::ThreadPool() : mEpoll(epoll_create1(EPOLL_CLOEXEC)) {
-    isForked();  // from here on a forked child would take its parent's events
-}
-
 ThreadPool& ThreadPool::get() {
     static ThreadPool* const instance = new ThreadPool;  // outlives every thread
     return *instance;
 }
 
-void ThreadPool::add(std::shared_ptr<Peer> peer, std::shared_ptr<Connection> connection) {
-    if (connection->kind() == ConnectionKind::kCall) connection->setBriefWait(kNextCallWait);
-    auto owned = std::make_unique<Served>();
-    Served& served = *owned;
-    served.line = {std::move(peer), std::move(connection)};
+bool ThreadPool::prepare() {
+    isForked();  // from here on a forked child would take its parent's events
+    const std::lock_guard lock(mLock);
+    if (mObjectsWait >= 0) return true;
+    if (mEpoll < 0) mEpoll.reset(epoll_create1(EPOLL_CLOEXEC));
+    android::base::unique_fd wake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK | EFD_SEMAPHORE));
+    epoll_event event{.events = EPOLLIN, .data = {.fd = wake.get()}};
+    if (mEpoll < 0 || wake < 0 || epoll_ctl(mEpoll, EPOLL_CTL_ADD, wake, &event) != 0) {
+        log(ANDROID_LOG_ERROR, "Cannot serve calls: %s", strerror(errno));
+        return false;
+    }
+    mObjectsWait = std::move(wake);
+    return true;
+}
+
+void ThreadPool::add(Line line) {
+    line.connection->setBriefWait(kNextCallWait);
+    arm(std::make_shared<Served>(std::move(line)), EPOLL_CTL_ADD);
+}
+
+void ThreadPool::arm(const std::shared_ptr<Served>& served, int operation) {
+    const int socket = served->line.connection->fd();
+    served->armed = Clock::now();
     {
         const std::lock_guard lock(mLock);
-        mServed.emplace(&served, std::move(owned));
+        served->isArmed = true;
+        if (operation == EPOLL_CTL_ADD) mServed[socket] = served;
+        epoll_event event{.events = kEvents, .data = {.fd = socket}};
+        if (epoll_ctl(mEpoll, operation, socket, &event) == 0) {
+            // The end of a dead process's lines has been told to those that were armed.
+            if (!served->line.peer->isDead()) return;
+        }
+        served->isArmed = false;
     }
-    arm(served, EPOLL_CTL_ADD);
+    drop(*served);
 }
 
-void ThreadPool::arm(Served& served, int operation) {
-    // Whoever the event wakes may end the connection while this thread still returns from the call.
-    const std::shared_ptr<Connection> connection = served.line.connection;
-    served.armed = Clock::now();
-    served.isHandedOver.store(true, std::memory_order_release);
-    epoll_event event{.events = kEvents, .data = {.ptr = &served}};
-    if (epoll_ctl(mEpoll, operation, connection->fd(), &event) != 0) drop(served);
-}
-
-void ThreadPool::drop(Served& served) {
-    const Line line = served.line;
-    epoll_ctl(mEpoll, EPOLL_CTL_DEL, line.connection->fd(), nullptr);
-    line.connection->shutdown();
-    line.peer->removeCall(line.connection);
+std::shared_ptr<ThreadPool::Served> ThreadPool::disarm(int fd) {
     const std::lock_guard lock(mLock);
-    mServed.erase(&served);
+    const auto served = mServed.find(fd);
+    if (served == mServed.end() || !served->second->isArmed) return nullptr;
+    served->second->isArmed = false;
+    return served->second;
+}
+
+void ThreadPool::drop(const Served& served) {
+    const Line& line = served.line;
+    line.connection->shutdown();
+    line.peer->remove(line.connection);
+    std::shared_ptr<Served> last;  // closed without the lock
+    const std::lock_guard lock(mLock);
+    epoll_ctl(mEpoll, EPOLL_CTL_DEL, line.connection->fd(), nullptr);
+    const auto known = mServed.find(line.connection->fd());
+    last = std::move(known->second);
+    mServed.erase(known);
+}
+
+void ThreadPool::letGo(const Connection& connection) {
+    std::shared_ptr<Served> served;
+    {
+        const std::lock_guard lock(mLock);
+        const auto known = mServed.find(connection.fd());
+        if (known == mServed.end() || known->second->line.connection.get() != &connection ||
+            !known->second->isArmed) {
+            return;
+        }
+        served = known->second;
+        served->isArmed = false;
+    }
+    drop(*served);
+}
+
+void ThreadPool::serveOnewaysOf(StrongBinder object) {
+    {
+        const std::lock_guard lock(mLock);
+        mObjects.push_back(std::move(object));
+    }
+    eventfd_write(mObjectsWait, 1);
 }
 
 void ThreadPool::start() {
     if (refuseForked()) return;
-    {
-        const std::lock_guard lock(mLock);
-        if (std::exchange(mStarted, true)) return;
-    }
-    startThread("binder:main", [this] { join(); });
+    const std::lock_guard lock(mLock);
+    mStarted = mStarted || startThread("binder:main", [this] { join(); });
 }
 
 bool ThreadPool::isStarted() {
@@ -86,78 +136,77 @@ bool ThreadPool::setMaxThreads(uint32_t count) {
 }
 
 void ThreadPool::startOneMore() {
-    {
-        const std::lock_guard lock(mLock);
-        if (!mStarted || mThreads == mMaxThreads) return;
-        ++mThreads;
-    }
-    if (startThread("binder:pool", [this] { join(); })) return;
     const std::lock_guard lock(mLock);
-    --mThreads;
+    if (!mStarted || mThreads == mMaxThreads) return;
+    if (startThread("binder:pool", [this] { join(); })) ++mThreads;
 }
 
 void ThreadPool::join() {
-    while (!refuseForked()) {
-        epoll_event event;
-        mWaiting.fetch_add(1, std::memory_order_relaxed);
-        const int count = epoll_wait(mEpoll, &event, 1, -1);
-        const bool wasLast = mWaiting.fetch_sub(1, std::memory_order_relaxed) == 1;
-        if (count != 1) continue;
-        if (wasLast) startOneMore();
-        serve(*static_cast<Served*>(event.data.ptr), true);
-    }
+    while (!isForked() && !prepare())
+        std::this_thread::sleep_for(kPrepareAgain);
+    while (!refuseForked())
+        serveOne(-1, true);
 }
 
 void ThreadPool::poll() {
-    epoll_event event;
-    for (int i = 0; i < kMessagesPerPoll && epoll_wait(mEpoll, &event, 1, 0) == 1; ++i)
-        serve(*static_cast<Served*>(event.data.ptr), false);
+    for (int i = 0; i < kMessagesPerPoll && serveOne(0, false); ++i) {
+    }
 }
 
-void ThreadPool::serve(Served& served, bool mayStay) {
-    // One event, one thread: until it is armed again the connection is this thread's.
-    static_cast<void>(served.isHandedOver.load(std::memory_order_acquire));
-    if (!served.waitPays) served.waitPays = Clock::now() - served.armed < kNextCallWait;
-    for (auto wait = Connection::Wait::kNo;; wait = Connection::Wait::kBriefly) {
+bool ThreadPool::serveOne(int timeout, bool mayStay) {
+    epoll_event event;
+    mWaiting.fetch_add(1, std::memory_order_relaxed);
+    const int count = epoll_wait(mEpoll, &event, 1, timeout);
+    const bool wasLast = mWaiting.fetch_sub(1, std::memory_order_relaxed) == 1;
+    if (count != 1) return false;
+    if (wasLast) startOneMore();
+    if (event.data.fd == mObjectsWait) {
+        serveNextObject();
+    } else if (const std::shared_ptr<Served> served = disarm(event.data.fd)) {
+        serve(served, mayStay);
+    }
+    return true;
+}
+
+void ThreadPool::serveNextObject() {
+    eventfd_t ignored;
+    if (eventfd_read(mObjectsWait, &ignored) != 0) return;  // another thread has it
+    StrongBinder object;
+    {
+        const std::lock_guard lock(mLock);
+        object = std::move(mObjects.front());
+        mObjects.pop_front();
+    }
+    if (serveOneways(*localOf(object.get()))) serveOnewaysOf(std::move(object));
+}
+
+void ThreadPool::serve(const std::shared_ptr<Served>& served, bool mayStay) {
+    if (!served->waitPays) served->waitPays = Clock::now() - served->armed < kNextCallWait;
+    for (Wait wait;; wait = {.kind = Wait::Kind::kBriefly}) {
         Incoming message;
-        switch (served.line.connection->receive(&message, wait)) {
-            case Connection::Received::kMessage:
+        switch (served->line.connection->receive(&message, wait)) {
+            case Received::kMessage:
                 break;
-            case Connection::Received::kNotYet:
-                if (wait == Connection::Wait::kBriefly) served.waitPays = false;
+            case Received::kNotYet:
+                if (wait.kind == Wait::Kind::kBriefly) served->waitPays = false;
                 arm(served, EPOLL_CTL_MOD);
                 return;
             default:
-                drop(served);
+                drop(*served);
                 return;
         }
-        if (served.line.connection->kind() == ConnectionKind::kOneway) {
-            serveOneway(served, std::move(message));
-            return;
-        }
-        if (!serveCall(served.line, std::move(message))) {
-            drop(served);
+        if (!serveCall(served->line, std::move(message))) {
+            drop(*served);
             return;
         }
         // A caller often calls again at once. As long as others wait for everybody else, this
         // thread waits for that call where it comes: half the system calls of going through the
         // set.
-        if (!mayStay || !served.waitPays || mWaiting.load(std::memory_order_relaxed) == 0) {
+        if (!mayStay || !served->waitPays || mWaiting.load(std::memory_order_relaxed) == 0) {
             arm(served, EPOLL_CTL_MOD);
             return;
         }
     }
-}
-
-void ThreadPool::serveOneway(Served& served, Incoming message) {
-    StrongBinder toServe;
-    if (!receiveOneway(served.line, std::move(message), &toServe)) {
-        drop(served);
-        return;
-    }
-    // The next call may come, and be somebody else's, before this one has been served.
-    arm(served, EPOLL_CTL_MOD);
-    if (toServe != nullptr) serveOneways(*localOf(toServe.get()));
 }
 
 }  // namespace binder
@@ -183,12 +232,14 @@ void ABinderProcess_disableBackgroundScheduling(bool /*disable*/) {}
 binder_status_t ABinderProcess_setupPolling(int* fd) {
     if (fd == nullptr) return STATUS_UNEXPECTED_NULL;
     if (binder::refuseForked()) return STATUS_INVALID_OPERATION;
+    if (!binder::ThreadPool::get().prepare()) return STATUS_NO_MEMORY;
     *fd = binder::ThreadPool::get().fd();
     return STATUS_OK;
 }
 
 binder_status_t ABinderProcess_handlePolledCommands() {
     if (binder::refuseForked()) return STATUS_INVALID_OPERATION;
+    if (!binder::ThreadPool::get().prepare()) return STATUS_NO_MEMORY;
     binder::ThreadPool::get().poll();
     return STATUS_OK;
 }

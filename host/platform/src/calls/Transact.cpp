@@ -1,6 +1,10 @@
 #include "calls/Transact.h"
 
+#include <array>
 #include <utility>
+
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include "base/Log.h"
 #include "calls/Marshal.h"
@@ -12,31 +16,39 @@
 namespace binder {
 namespace {
 
-/**
- * Waits for the reply to the call that was sent, serving the calls that the peer makes meanwhile.
- * False when the line is of no more use.
- */
-bool awaitReply(const Line& line, Incoming* reply) {
-    while (line.connection->receive(reply, Connection::Wait::kUntilThere) ==
-           Connection::Received::kMessage) {
-        if (reply->header.kind == MessageKind::kReply) return true;
-        if (!serveCall(line, std::move(*reply))) return false;
+using android::base::unique_fd;
+using Deadline = std::optional<Wait::Clock::time_point>;
+
+/** A line is of no more use. */
+constexpr binder_status_t kBroken = STATUS_DEAD_OBJECT;
+
+/** Serves the calls that the peer makes until its reply comes. STATUS_OK, or why none does. */
+binder_status_t awaitReply(const Line& line, const Deadline& deadline, Incoming* reply) {
+    const Wait wait{.kind = Wait::Kind::kUntilThere, .deadline = deadline};
+    for (;;) {
+        const Received received = line.connection->receive(reply, wait);
+        if (received == Received::kNotYet) return STATUS_TIMED_OUT;
+        if (received != Received::kMessage) return kBroken;
+        if (reply->header.kind == MessageKind::kReply) return STATUS_OK;
+        const bool isWell = reply->header.kind == MessageKind::kLine
+                                    ? serveHandedLine(line, std::move(*reply))
+                                    : serveCall(line, std::move(*reply));
+        if (!isWell) return kBroken;
     }
-    return false;
 }
 
-/** One exchange over the line; *broken when that is of no more use. */
-binder_status_t exchange(Peers& peers, const Line& line, Packed& packed,
-                         std::unique_ptr<AParcel>* out, bool* broken) {
-    const Connection::Sent sent = line.connection->sendWaiting(packed.message());
-    *broken = sent == Connection::Sent::kBroken;
-    if (*broken) return peers.connectionBroke(*line.peer);
-    if (sent != Connection::Sent::kDone) return STATUS_FAILED_TRANSACTION;
-    packed.sent();
+/** One exchange over the line. *broken when that is of no more use. */
+binder_status_t exchange(Peers& peers, Route& route, const Line& line, const Outgoing& call,
+                         const Deadline& deadline, std::unique_ptr<AParcel>* out, bool* broken) {
+    const Sent sent = line.connection->sendWaiting(call);
+    *broken = sent == Sent::kBroken;
+    if (*broken) return peers.connectionBroke(route);
+    if (sent != Sent::kDone) return STATUS_FAILED_TRANSACTION;
     Incoming reply;
-    *broken = !awaitReply(line, &reply);
-    if (*broken) return peers.connectionBroke(*line.peer);
-    switch (unpack(line.peer, &reply)) {
+    const binder_status_t status = awaitReply(line, deadline, &reply);
+    *broken = status != STATUS_OK;
+    if (*broken) return status == kBroken ? peers.connectionBroke(route) : status;
+    switch (unpack(*line.peer, &reply)) {
         case Unpacked::kMalformed:
             *broken = !line.connection->malformed("bad object table");
             return STATUS_FAILED_TRANSACTION;
@@ -53,74 +65,93 @@ binder_status_t exchange(Peers& peers, const Line& line, Packed& packed,
     return knownStatus(static_cast<binder_status_t>(reply.header.code));
 }
 
-binder_status_t callOneway(Peers& peers, Proxy& proxy, Packed& packed) {
-    Header& header = packed.message().header;
-    header.kind = MessageKind::kOneway;
-    // The same bounds as the receiver's.
-    if (checkHeader(header, ConnectionKind::kOneway) != nullptr) return STATUS_FAILED_TRANSACTION;
-    proxy.noteOneway();
+/**
+ * A line to a thread of the peer that waits for this one, through the process that called this one:
+ * it gets the other end handed up. No connection when that is impossible.
+ */
+Line handUp(const std::shared_ptr<Peer>& peer, const Line& over) {
+    Line line{.peer = peer, .connection = nullptr};
+    std::array<int, 2> ends{};
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) != 0) return line;
+    unique_fd own(ends[0]);
+    const unique_fd theirs(ends[1]);
+    Outgoing message;
+    message.header.kind = MessageKind::kLine;
+    message.header.object = static_cast<uint64_t>(peer->pid());
+    message.descriptors.push_back({theirs.get()});
+    if (over.connection->sendWaiting(message) != Sent::kDone) return line;
+    const ucred credentials{.pid = peer->pid(), .uid = getuid(), .gid = getgid()};
+    line.connection = std::make_shared<Connection>(std::move(own), ConnectionKind::kCall,
+                                                   credentials, peer->account());
+    peer->add(line.connection);
+    return line;
+}
+
+binder_status_t callAndWait(Peers& peers, Route& route, const Outgoing& call,
+                            const Deadline& deadline, std::unique_ptr<AParcel>* out) {
+    bool broken = false;
     binder_status_t status = STATUS_OK;
-    Peer& owner = *proxy.owner();
-    const Connection::Sent sent = owner.onewayLink().send(packed.message(), &status);
-    if (sent == Connection::Sent::kDone) packed.sent();
-    if (sent == Connection::Sent::kBroken) return peers.connectionBroke(owner);
+    const ServedCall::Way way = ServedCall::wayTo(route.peer()->pid());
+    if (way.isDirect) {
+        status = exchange(peers, route, *way.line, call, deadline, out, &broken);
+        if (broken) way.line->connection->shutdown();
+        return status;
+    }
+    if (way.line != nullptr) {
+        const Line line = handUp(route.peer(), *way.line);
+        if (line.connection == nullptr) return STATUS_FAILED_TRANSACTION;
+        status = exchange(peers, route, line, call, deadline, out, &broken);
+        route.drop(line.connection);
+        return status;
+    }
+    const Line line{.peer = route.peer(), .connection = route.take(&status)};
+    if (line.connection == nullptr) return status;
+    status = exchange(peers, route, line, call, deadline, out, &broken);
+    if (broken) {
+        route.drop(line.connection);
+    } else {
+        route.giveBack(line.connection);
+    }
     return status;
 }
 
 binder_status_t callRemotely(Proxy& proxy, transaction_code_t code, const AParcel& in,
-                             binder_flags_t flags, std::unique_ptr<AParcel>* out) {
+                             binder_flags_t flags, const Deadline& deadline,
+                             std::unique_ptr<AParcel>* out) {
     Peers* const peers = Peers::get();
     if (peers == nullptr) {
         log(ANDROID_LOG_ERROR, "Binder cannot be used in a forked process");
         return STATUS_INVALID_OPERATION;
     }
-    const std::shared_ptr<Peer>& owner = proxy.owner();
     if (proxy.isDead()) return STATUS_DEAD_OBJECT;
-    Packed packed(*owner, &in);
+    Route& route = *proxy.route();
+    const bool isOneway = (flags & FLAG_ONEWAY) != 0;
+    Packed packed(&in, isOneway ? std::vector<pid_t>() : ServedCall::waiting());
     if (packed.status() != STATUS_OK) return packed.status();
     Header& header = packed.message().header;
+    header.kind = isOneway ? MessageKind::kOneway : MessageKind::kCall;
     header.code = code;
-    header.flags = flags;
     header.object = proxy.id();
+    if (!isOneway) return callAndWait(*peers, route, packed.message(), deadline, out);
 
-    if ((flags & FLAG_ONEWAY) != 0) {
-        *out = std::make_unique<AParcel>();
-        return callOneway(*peers, proxy, packed);
-    }
-    header.kind = MessageKind::kCall;
-    bool broken = false;
-    if (const Line* const nested = ServedCall::waitingPeer(*owner); nested != nullptr) {
-        const binder_status_t status = exchange(*peers, *nested, packed, out, &broken);
-        if (broken) nested->connection->shutdown();
-        return status;
-    }
-    binder_status_t status = STATUS_OK;
-    const Line line{.peer = owner, .connection = owner->takeConnection(&status)};
-    if (line.connection == nullptr) return status;
-    status = exchange(*peers, line, packed, out, &broken);
-    if (broken) {
-        owner->removeCall(line.connection);
-    } else {
-        owner->returnConnection(line.connection);
-    }
-    return status;
+    *out = std::make_unique<AParcel>();
+    // The same bounds as the receiver's.
+    if (checkHeader(header, ConnectionKind::kOneway) != nullptr) return STATUS_FAILED_TRANSACTION;
+    proxy.noteOneway();
+    const binder_status_t status = route.oneways().send(route, proxy, packed.message());
+    return status == kBroken ? peers->connectionBroke(route) : status;
 }
 
 }  // namespace
 
 binder_status_t transact(AIBinder& binder, transaction_code_t code, const AParcel& in,
-                         binder_flags_t flags, std::unique_ptr<AParcel>* out) {
+                         binder_flags_t flags, std::unique_ptr<AParcel>* out,
+                         const Deadline& deadline) {
     if (LocalObject* const local = localOf(&binder); local != nullptr) {
         *out = std::make_unique<AParcel>();
         return serveLocally(*local, code, in, out->get());
     }
-    const auto provided = static_cast<uint32_t>(binder.stability());
-    const auto required = static_cast<uint32_t>(kOwnStability);
-    if (isUserCode(code) && (provided & required) != required) {
-        log(ANDROID_LOG_ERROR, "Refusing a call: the object's stability does not suffice");
-        return STATUS_BAD_TYPE;
-    }
-    return callRemotely(proxyOf(binder), code, in, flags, out);
+    return callRemotely(proxyOf(binder), code, in, flags, deadline, out);
 }
 
 }  // namespace binder

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstring>
 #include <string_view>
+#include <thread>
 
 #include <limits.h>
 #include <poll.h>
@@ -63,8 +64,15 @@ bool NameWatch::sawChange() const {
 bool waitUntil(const std::function<bool()>& attempt,
                const std::optional<NameWatch::Clock::time_point>& deadline) {
     if (attempt()) return true;
-    const RuntimeFolder* const folder = RuntimeFolder::get();
-    if (folder == nullptr) return false;
+    const RuntimeFolder* folder = RuntimeFolder::get();
+    while (folder == nullptr) {
+        if (errno != EMFILE ||
+            NameWatch::Clock::now() > deadline.value_or(NameWatch::Clock::now())) {
+            return false;
+        }
+        std::this_thread::sleep_for(kLookAgainBlindly);
+        folder = RuntimeFolder::get();
+    }
     const NameWatch watch(*folder);
     do {
         if (attempt()) return true;

@@ -12,6 +12,7 @@
 
 #include "base/Fork.h"
 #include "base/Thread.h"
+#include "manager/Lookup.h"
 #include "manager/NameWatch.h"
 #include "manager/ServiceRegistry.h"
 
@@ -23,14 +24,14 @@ struct AServiceManager_NotificationRegistration {
     // Held while the function runs, which may end the registration itself.
     std::recursive_mutex lock;
     bool isEnded = false;
-    ndk::ScopedAIBinder_Weak last;
+    int64_t last = 0;
 
     void look() {
-        const ndk::SpAIBinder service(AServiceManager_checkService(instance.c_str()));
+        const binder::Registered found = binder::lookUp(instance.c_str(), std::nullopt);
         const std::lock_guard guard(lock);
-        if (isEnded || service.get() == nullptr || service == last.promote()) return;
-        last.set(AIBinder_Weak_new(service.get()));
-        onRegister(instance.c_str(), service.get(), cookie);
+        if (isEnded || found.binder.get() == nullptr || found.serial == last) return;
+        last = found.serial;
+        onRegister(instance.c_str(), found.binder.get(), cookie);
     }
 };
 

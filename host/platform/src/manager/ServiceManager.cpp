@@ -2,6 +2,7 @@
 #include <chrono>
 #include <cstring>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -22,6 +23,8 @@
 #include "calls/Exports.h"
 #include "calls/Process.h"
 #include "calls/Proxy.h"
+#include "calls/Transact.h"
+#include "manager/Lookup.h"
 #include "manager/NameWatch.h"
 #include "manager/ServiceRegistry.h"
 
@@ -48,32 +51,41 @@ ndk::SpAIBinder findManager() {
         return ndk::SpAIBinder(Exports::get().find(kServiceManagerObject).release());
     }
     if (!isEndpointName(owner)) return {};
-    const std::shared_ptr<Peer> peer = peers->obtain(owner);
-    if (peer->isDead()) return {};
-    StrongBinder manager = Proxy::permanent(peer, kServiceManagerObject);
+    const std::shared_ptr<Route> route = peers->route(owner);
+    if (route == nullptr || route->isDead()) return {};
+    StrongBinder manager = Proxy::permanent(route, kServiceManagerObject);
     manager->offerClass(serviceManagerClass());
-    manager->offerStability(kOwnStability);
     return ndk::SpAIBinder(manager.release());
 }
 
-/** Calls the service manager; an empty parcel when none answers. */
-ndk::ScopedAParcel callManager(transaction_code_t code,
-                               const std::function<binder_status_t(AParcel*)>& writeArguments) {
+using Deadline = std::optional<Clock::time_point>;
+using WriteArguments = std::function<binder_status_t(AParcel*)>;
+
+/** Calls the service manager; null when none answers in time. */
+std::unique_ptr<AParcel> callManager(transaction_code_t code, const WriteArguments& write,
+                                     const Deadline& deadline = std::nullopt) {
     const ndk::SpAIBinder manager = findManager();
-    ndk::ScopedAParcel in;
-    ndk::ScopedAParcel out;
-    if (AIBinder_prepareTransaction(manager.get(), in.getR()) != STATUS_OK ||
-        writeArguments(in.get()) != STATUS_OK ||
-        AIBinder_transact(manager.get(), code, in.getR(), out.getR(), 0) != STATUS_OK) {
-        return {};
+    if (manager.get() == nullptr) return nullptr;
+    AParcel in;
+    std::unique_ptr<AParcel> out;
+    if (in.writeInterfaceToken(serviceManagerClass()->token) != STATUS_OK ||
+        write(&in) != STATUS_OK ||
+        transact(*manager.get(), code, in, 0, &out, deadline) != STATUS_OK) {
+        return nullptr;
     }
     return out;
 }
 
-AIBinder* waitForName(const char* instance, const std::optional<Clock::time_point>& deadline) {
+AIBinder* checkService(const char* instance, const Deadline& deadline) {
+    const Registered found = lookUp(instance, deadline);
+    AIBinder_incStrong(found.binder.get());
+    return found.binder.get();
+}
+
+AIBinder* waitForName(const char* instance, const Deadline& deadline) {
     AIBinder* service = nullptr;
     const auto look = [&] {
-        service = AServiceManager_checkService(instance);
+        service = checkService(instance, deadline);
         return service != nullptr;
     };
     // In a forked process there is nothing to wait for.
@@ -104,13 +116,19 @@ ServiceManagerHost startServiceManager() {
     if (peers == nullptr) return ServiceManagerHost::kNone;
     const Endpoint& self = peers->self();
     unique_fd file(openat(self.folder().fd(), kManagerLock, O_RDWR | O_CREAT | O_CLOEXEC, 0600));
-    if (file < 0 || flock(file, LOCK_EX | LOCK_NB) != 0) {
-        const auto found = [] { return findManager().get() != nullptr; };
-        if (file >= 0 && errno == EWOULDBLOCK &&
-            waitUntil(found, Clock::now() + kGetServiceTimeout)) {
-            return ServiceManagerHost::kAnotherProcess;
-        }
-        log(ANDROID_LOG_ERROR, "Cannot host the service manager: %s", strerror(errno));
+    int error = file < 0 ? errno : 0;
+    bool isElsewhere = false;
+    // Whoever holds the lock publishes itself, or ends and leaves it to another.
+    const auto settle = [&] {
+        if (flock(file, LOCK_EX | LOCK_NB) == 0) return true;
+        error = errno;
+        isElsewhere = findManager().get() != nullptr;
+        return isElsewhere || error != EWOULDBLOCK;
+    };
+    const bool isSettled = error == 0 && waitUntil(settle, Clock::now() + kGetServiceTimeout);
+    if (isElsewhere) return ServiceManagerHost::kAnotherProcess;
+    if (!isSettled || flock(file, LOCK_EX | LOCK_NB) != 0) {
+        log(ANDROID_LOG_ERROR, "Cannot host the service manager: %s", strerror(error));
         return ServiceManagerHost::kNone;
     }
     const StrongBinder registry = makeServiceRegistry(self.folder());
@@ -121,10 +139,24 @@ ServiceManagerHost startServiceManager() {
     return ServiceManagerHost::kThisProcess;
 }
 
+Registered lookUp(const char* instance, const Deadline& deadline) {
+    if (instance == nullptr) return {};
+    const auto write = [&](AParcel* in) {
+        return ndk::AParcel_writeData(in, std::string(instance));
+    };
+    const std::unique_ptr<AParcel> out = callManager(kCheckService, write, deadline);
+    Registered found;
+    if (out == nullptr || out->readBinder(found.binder.getR()) != STATUS_OK ||
+        out->readValue(&found.serial) != STATUS_OK) {
+        return {};
+    }
+    return found;
+}
+
 std::optional<std::vector<std::string>> listServices() {
-    const ndk::ScopedAParcel out = callManager(kListServices, [](AParcel*) { return STATUS_OK; });
+    const auto out = callManager(kListServices, [](AParcel*) { return STATUS_OK; });
     std::vector<std::string> names;
-    if (out.get() == nullptr || ndk::AParcel_readData(out.get(), &names) != STATUS_OK) {
+    if (out == nullptr || ndk::AParcel_readData(out.get(), &names) != STATUS_OK) {
         return std::nullopt;
     }
     return names;
@@ -134,23 +166,17 @@ std::optional<std::vector<std::string>> listServices() {
 
 binder_exception_t AServiceManager_addService(AIBinder* binder, const char* instance) {
     if (binder == nullptr || instance == nullptr) return EX_ILLEGAL_ARGUMENT;
-    const ndk::ScopedAParcel out = binder::callManager(binder::kAddService, [&](AParcel* in) {
+    const auto out = binder::callManager(binder::kAddService, [&](AParcel* in) {
         const binder_status_t status = ndk::AParcel_writeData(in, std::string(instance));
         return status == STATUS_OK ? AParcel_writeStrongBinder(in, binder) : status;
     });
     binder_exception_t exception = EX_TRANSACTION_FAILED;
-    if (out.get() != nullptr) AParcel_readInt32(out.get(), &exception);
+    if (out != nullptr) AParcel_readInt32(out.get(), &exception);
     return exception;
 }
 
 AIBinder* AServiceManager_checkService(const char* instance) {
-    if (instance == nullptr) return nullptr;
-    const ndk::ScopedAParcel out = binder::callManager(binder::kCheckService, [&](AParcel* in) {
-        return ndk::AParcel_writeData(in, std::string(instance));
-    });
-    AIBinder* service = nullptr;
-    if (out.get() != nullptr) AParcel_readStrongBinder(out.get(), &service);
-    return service;
+    return binder::checkService(instance, std::nullopt);
 }
 
 AIBinder* AServiceManager_getService(const char* instance) {

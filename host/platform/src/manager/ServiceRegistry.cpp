@@ -16,6 +16,9 @@
 #include <android/binder_auto_utils.h>
 #include <android/binder_parcel_utils.h>
 
+#include "base/Random.h"
+#include "manager/Lookup.h"
+
 namespace binder {
 namespace {
 
@@ -27,7 +30,7 @@ class Registry {
     explicit Registry(const RuntimeFolder& folder);
 
     binder_exception_t add(const std::string& name, const ndk::SpAIBinder& binder);
-    ndk::SpAIBinder check(const std::string& name);
+    Registered check(const std::string& name);
     std::vector<std::string> list();
 
   private:
@@ -37,7 +40,7 @@ class Registry {
         std::string name;
     };
     struct Entry {
-        ndk::SpAIBinder binder;
+        Registered registered;
         Link* link = nullptr;  // null for an object of this process
     };
 
@@ -48,6 +51,8 @@ class Registry {
 
     std::mutex mLock;
     std::map<std::string, Entry> mEntries GUARDED_BY(mLock);
+    // Begins where no other host's has been.
+    int64_t mLastSerial GUARDED_BY(mLock) = static_cast<int64_t>(randomNumber() >> 1);
 };
 
 Registry::Registry(const RuntimeFolder& folder)
@@ -73,19 +78,19 @@ binder_exception_t Registry::add(const std::string& name, const ndk::SpAIBinder&
                 return EX_ILLEGAL_STATE;
             }
         }
-        old = std::exchange(mEntries[name], Entry{binder, link});
+        old = std::exchange(mEntries[name], Entry{{binder, ++mLastSerial}, link});
         if (old.link != nullptr) {
-            AIBinder_unlinkToDeath(old.binder.get(), mRecipient.get(), old.link);
+            AIBinder_unlinkToDeath(old.registered.binder.get(), mRecipient.get(), old.link);
         }
     }
     announceChange(mFolder);
     return EX_NONE;
 }
 
-ndk::SpAIBinder Registry::check(const std::string& name) {
+Registered Registry::check(const std::string& name) {
     const std::lock_guard lock(mLock);
     const auto entry = mEntries.find(name);
-    return entry == mEntries.end() ? ndk::SpAIBinder() : entry->second.binder;
+    return entry == mEntries.end() ? Registered() : entry->second.registered;
 }
 
 std::vector<std::string> Registry::list() {
@@ -102,7 +107,7 @@ void Registry::died(const Link* link) {
     const auto entry = mEntries.find(link->name);
     // The name may have been given to another object meanwhile.
     if (entry == mEntries.end() || entry->second.link != link) return;
-    dead = entry->second.binder;
+    dead = entry->second.registered.binder;
     mEntries.erase(entry);
     announceChange(mFolder);
 }
@@ -116,7 +121,9 @@ binder_status_t onTransact(AIBinder* binder, transaction_code_t code, const APar
     binder_status_t status = ndk::AParcel_readData(in, &name);
     if (status != STATUS_OK) return status;
     if (code == kCheckService) {
-        return ndk::AParcel_writeNullableStrongBinder(out, registry.check(name));
+        const Registered found = registry.check(name);
+        status = ndk::AParcel_writeNullableStrongBinder(out, found.binder);
+        return status == STATUS_OK ? ndk::AParcel_writeData(out, found.serial) : status;
     }
     ndk::SpAIBinder service;
     status = ndk::AParcel_readNullableStrongBinder(in, &service);

@@ -12,7 +12,7 @@ namespace binder {
 
 // Calls of the service manager. Arguments and answers, in order:
 inline constexpr transaction_code_t kAddService = 1;    // name, binder -> exception
-inline constexpr transaction_code_t kCheckService = 2;  // name -> binder or null
+inline constexpr transaction_code_t kCheckService = 2;  // name -> binder or null, its serial
 inline constexpr transaction_code_t kListServices = 3;  // -> names
 
 /** The service manager's class, for its host and for its clients. */

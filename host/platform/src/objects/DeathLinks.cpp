@@ -1,36 +1,67 @@
 #include "objects/DeathLinks.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "base/Worker.h"
 
 namespace binder {
 
-DeathLinks::Link::Link(std::shared_ptr<Recipient> recipient, void* cookie)
-    : recipient(std::move(recipient)), cookie(cookie), onUnlinked(this->recipient->onUnlinked) {}
+DeathLink::DeathLink(const Recipient& recipient, void* cookie)
+    : cookie(cookie), onDied(recipient.onDied), onUnlinked(recipient.onUnlinked) {}
 
-DeathLinks::Link::~Link() {
+DeathLink::~DeathLink() {
     if (onUnlinked != nullptr) onUnlinked(cookie);
 }
 
-binder_status_t DeathLinks::link(std::shared_ptr<Recipient> recipient, void* cookie) {
-    auto link = std::make_shared<Link>(std::move(recipient), cookie);  // ends without the lock
+void Recipient::add(std::shared_ptr<DeathLink> link) {
+    const std::lock_guard lock(mLock);
+    mLinks.push_back(std::move(link));
+}
+
+void Recipient::remove(const DeathLink& link) {
+    std::shared_ptr<DeathLink> last;  // ends without the lock
+    const std::lock_guard lock(mLock);
+    const auto found = std::find_if(mLinks.begin(), mLinks.end(),
+                                    [&](const auto& held) { return held.get() == &link; });
+    if (found == mLinks.end()) return;
+    last = std::move(*found);
+    last->isUnlinked = true;
+    mLinks.erase(found);
+}
+
+void Recipient::clear() {
+    Links ended;  // end without the lock
+    const std::lock_guard lock(mLock);
+    ended.swap(mLinks);
+    for (const std::shared_ptr<DeathLink>& link : ended)
+        link->isUnlinked = true;
+}
+
+binder_status_t DeathLinks::link(const std::shared_ptr<Recipient>& recipient, void* cookie) {
+    const auto link = std::make_shared<DeathLink>(*recipient, cookie);  // ends without the lock
     const std::lock_guard lock(mLock);
     if (isDead()) return STATUS_DEAD_OBJECT;
-    mLinks.push_back(std::move(link));
+    recipient->add(link);
+    std::erase_if(mLinks, [](const Link& known) { return known.weak.expired(); });
+    mLinks.push_back({.weak = link, .recipient = recipient, .cookie = cookie});
     return STATUS_OK;
 }
 
-binder_status_t DeathLinks::unlink(const Recipient& recipient, void* cookie) {
-    std::shared_ptr<Link> ended;  // ends without the lock
-    const std::lock_guard lock(mLock);
-    const auto found = std::find_if(mLinks.rbegin(), mLinks.rend(), [&](const auto& link) {
-        return link->recipient.get() == &recipient && link->cookie == cookie;
-    });
-    if (found == mLinks.rend()) return STATUS_NAME_NOT_FOUND;
-    ended = std::move(*found);
-    mLinks.erase(std::next(found).base());
+binder_status_t DeathLinks::unlink(Recipient& recipient, void* cookie) {
+    std::shared_ptr<DeathLink> link;
+    {
+        const std::lock_guard lock(mLock);
+        const auto found = std::find_if(mLinks.rbegin(), mLinks.rend(), [&](const Link& known) {
+            return known.recipient.lock().get() == &recipient && known.cookie == cookie &&
+                   !known.weak.expired();
+        });
+        if (found == mLinks.rend()) return STATUS_NAME_NOT_FOUND;
+        link = found->weak.lock();
+        mLinks.erase(std::next(found).base());
+    }
+    if (link != nullptr) recipient.remove(*link);
     return isDead() ? STATUS_DEAD_OBJECT : STATUS_OK;
 }
 
@@ -43,29 +74,41 @@ void DeathLinks::objectDied() {
 }
 
 void DeathLinks::end() {
-    std::vector<std::shared_ptr<Link>> ended;  // end without the lock
     const std::lock_guard lock(mLock);
-    ended.swap(mLinks);
+    mLinks.clear();
 }
 
 void DeathLinks::notify() {
     for (;;) {
-        std::shared_ptr<Link> next;
+        Link next;
+        std::shared_ptr<DeathLink> link;
         {
             const std::lock_guard lock(mLock);
             if (mLinks.empty()) return;
             next = mLinks.front();
+            link = next.weak.lock();
+            if (link == nullptr || link->isUnlinked) {
+                mLinks.erase(mLinks.begin());
+                continue;
+            }
         }
-        if (!next->recipient->isDeleted) next->recipient->onDied(next->cookie);
+        link->onDied(link->cookie);
         // A recipient is notified once for a cookie, however often it was linked with it.
-        std::vector<std::shared_ptr<Link>> ended;
-        const std::lock_guard lock(mLock);
-        const auto isOther = [&](const auto& link) {
-            return link->recipient != next->recipient || link->cookie != next->cookie;
-        };
-        const auto first = std::stable_partition(mLinks.begin(), mLinks.end(), isOther);
-        ended.assign(std::make_move_iterator(first), std::make_move_iterator(mLinks.end()));
-        mLinks.erase(first, mLinks.end());
+        const std::shared_ptr<Recipient> recipient = next.recipient.lock();
+        std::vector<Link> ended;
+        {
+            const std::lock_guard lock(mLock);
+            const auto isOther = [&](const Link& known) {
+                return known.cookie != next.cookie || known.recipient.lock() != recipient;
+            };
+            const auto first = std::stable_partition(mLinks.begin(), mLinks.end(), isOther);
+            ended.assign(std::make_move_iterator(first), std::make_move_iterator(mLinks.end()));
+            mLinks.erase(first, mLinks.end());
+        }
+        for (const Link& it : ended) {
+            const std::shared_ptr<DeathLink> last = it.weak.lock();
+            if (last != nullptr && recipient != nullptr) recipient->remove(*last);
+        }
     }
 }
 

@@ -4,12 +4,14 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include <android/binder_ibinder.h>
 #include <android/binder_shell.h>
 
 struct AIBinder_Class {
     std::string descriptor;
+    std::vector<uint8_t> token;  // of the descriptor, as it leads each call
     AIBinder_Class_onCreate onCreate;
     AIBinder_Class_onDestroy onDestroy;
     AIBinder_Class_onTransact onTransact;

@@ -22,20 +22,6 @@ void mark(AIBinder* binder, Stability stability) {
 
 }  // namespace
 
-AIBinder_Class* AIBinder_Class_define(const char* interfaceDescriptor,
-                                      AIBinder_Class_onCreate onCreate,
-                                      AIBinder_Class_onDestroy onDestroy,
-                                      AIBinder_Class_onTransact onTransact) {
-    if (interfaceDescriptor == nullptr || onCreate == nullptr || onDestroy == nullptr ||
-        onTransact == nullptr) {
-        return nullptr;
-    }
-    return new AIBinder_Class{.descriptor = interfaceDescriptor,
-                              .onCreate = onCreate,
-                              .onDestroy = onDestroy,
-                              .onTransact = onTransact};
-}
-
 void AIBinder_Class_setOnDump(AIBinder_Class* clazz, AIBinder_onDump onDump) {
     if (clazz != nullptr) clazz->onDump = onDump;
 }
@@ -146,8 +132,7 @@ void AIBinder_DeathRecipient_setOnUnlinked(AIBinder_DeathRecipient* recipient,
 }
 
 void AIBinder_DeathRecipient_delete(AIBinder_DeathRecipient* recipient) {
-    if (recipient == nullptr) return;
-    recipient->recipient->isDeleted = true;
+    if (recipient != nullptr) recipient->recipient->clear();
     delete recipient;
 }
 

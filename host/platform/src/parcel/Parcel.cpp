@@ -1,31 +1,48 @@
 #include "parcel/Parcel.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdlib>
 
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "objects/Object.h"
+
 namespace {
 
 using Object = AParcel::Object;
 
+/** As the kernel driver has it; of a binder, all is 0 behind the type only when it is null. */
 struct Slot {
-    uint32_t kind;  // Object::Kind, or kNullSlot
-    uint32_t reserved;
+    uint32_t type = 0;
+    uint32_t flags = 0;
+    uint64_t object = 0;
+    uint64_t cookie = 0;
 };
+static_assert(sizeof(Slot) == 24);
 
-constexpr uint32_t kNullSlot = 0;
-constexpr uint32_t kTokenMark = 0x4e454b54;
+constexpr uint32_t typeOf(char a, char b) {
+    return static_cast<uint32_t>(a) << 24 | static_cast<uint32_t>(b) << 16 | '*' << 8 | 0x85;
+}
+constexpr uint32_t kBinderType = typeOf('s', 'b');
+constexpr uint32_t kDescriptorType = typeOf('f', 'd');
+
+constexpr uint32_t typeOf(Object::Kind kind) {
+    return kind == Object::Kind::kBinder ? kBinderType : kDescriptorType;
+}
+
 constexpr size_t kMaxSize = INT32_MAX;
+
+/** What leads a token: the caller's strict-mode policy and work source, of which there are none. */
+struct TokenLead {
+    uint32_t policy = 1U << 31;
+    int32_t workSource = -1;
+    uint32_t header = static_cast<uint32_t>('S') << 24 | 'Y' << 16 | 'S' << 8 | 'T';
+};
 
 constexpr size_t padded(size_t size) {
     return (size + 3) & ~size_t{3};
-}
-
-/** As much as a device's token takes: three words, and the name as a UTF-16 string. */
-constexpr size_t tokenSize(size_t nameLength) {
-    return 4 * sizeof(uint32_t) + (nameLength + 1) * sizeof(char16_t);
 }
 
 void release(const Object& object) {
@@ -148,7 +165,7 @@ binder_status_t AParcel::adoptObject(const Object& object) {
     if (whole) memcpy(&slot, mData + object.offset, sizeof(slot));
     const bool held =
             object.kind == Object::Kind::kBinder ? object.binder != nullptr : object.fd >= 0;
-    if (!held || slot.kind != static_cast<uint32_t>(object.kind)) {
+    if (!held || slot.type != typeOf(object.kind)) {
         release(object);
         return STATUS_BAD_VALUE;
     }
@@ -160,7 +177,7 @@ binder_status_t AParcel::writeSlot(const Object& object) {
     // A slot off the grid could be read back here but would be refused by whoever receives it.
     binder_status_t status = STATUS_BAD_VALUE;
     if (object.offset % 4 == 0) {
-        status = writeValue(Slot{static_cast<uint32_t>(object.kind), 0});
+        status = writeValue(Slot{.type = typeOf(object.kind), .object = 1});
     }
     if (status != STATUS_OK) {
         release(object);
@@ -170,11 +187,11 @@ binder_status_t AParcel::writeSlot(const Object& object) {
     return STATUS_OK;
 }
 
-binder_status_t AParcel::readSlot(uint32_t* kind, const Object** object) const {
-    Slot slot = {};
+binder_status_t AParcel::readSlot(bool* isNull, const Object** object) const {
+    Slot slot;
     if (available() < sizeof(slot)) return STATUS_NOT_ENOUGH_DATA;
     memcpy(&slot, mData + mPosition, sizeof(slot));
-    *kind = slot.kind;
+    *isNull = slot.type == kBinderType && slot.object == 0 && slot.cookie == 0;
     const auto found = firstBehind(mObjects, mPosition);
     *object = found != mObjects.end() && found->offset == mPosition ? &*found : nullptr;
     mPosition += sizeof(slot);
@@ -182,23 +199,33 @@ binder_status_t AParcel::readSlot(uint32_t* kind, const Object** object) const {
 }
 
 binder_status_t AParcel::writeBinder(AIBinder* binder) {
-    if (binder == nullptr) return writeValue(Slot{kNullSlot, 0});
-    AIBinder_incStrong(binder);
-    return writeSlot({Object::Kind::kBinder, static_cast<uint32_t>(mPosition), binder, -1});
+    binder_status_t status = STATUS_OK;
+    auto stability = binder::Stability::kUndeclared;
+    if (binder == nullptr) {
+        status = writeValue(Slot{.type = kBinderType});
+    } else {
+        // Whose object it is enforces its stability; of others' nothing else is known here.
+        const auto own = binder::kOwnStability;
+        stability = binder->isRemote() ? own : binder->offerStability(own);
+        binder->incStrong();
+        const auto offset = static_cast<uint32_t>(mPosition);
+        status = writeSlot({Object::Kind::kBinder, offset, binder, -1});
+    }
+    return status == STATUS_OK ? writeValue(static_cast<uint32_t>(stability)) : status;
 }
 
 binder_status_t AParcel::readBinder(AIBinder** binder) const {
-    uint32_t kind = kNullSlot;
+    bool isNull = false;
+    uint32_t stability = 0;
     const Object* object = nullptr;
-    const binder_status_t status = readSlot(&kind, &object);
+    binder_status_t status = readSlot(&isNull, &object);
     if (status != STATUS_OK) return status;
-    if (kind == kNullSlot) {
-        *binder = nullptr;
-        return STATUS_OK;
-    }
-    if (object == nullptr || object->kind != Object::Kind::kBinder) return STATUS_BAD_TYPE;
-    AIBinder_incStrong(object->binder);
-    *binder = object->binder;
+    const bool isBinder = object != nullptr && object->kind == Object::Kind::kBinder;
+    if (!isNull && !isBinder) return STATUS_BAD_TYPE;
+    status = readValue(&stability);
+    if (status != STATUS_OK) return status;
+    *binder = isBinder ? object->binder : nullptr;
+    AIBinder_incStrong(*binder);
     return STATUS_OK;
 }
 
@@ -207,9 +234,9 @@ binder_status_t AParcel::writeDescriptor(int fd) {
 }
 
 binder_status_t AParcel::readDescriptor(int* fd) const {
-    uint32_t kind = kNullSlot;
+    bool isNull = false;
     const Object* object = nullptr;
-    const binder_status_t status = readSlot(&kind, &object);
+    const binder_status_t status = readSlot(&isNull, &object);
     if (status != STATUS_OK) return status;
     if (object == nullptr || object->kind != Object::Kind::kDescriptor) return STATUS_BAD_TYPE;
     *fd = object->fd;
@@ -246,23 +273,21 @@ binder_status_t AParcel::appendFrom(const AParcel& from, size_t start, size_t si
     return STATUS_OK;
 }
 
-binder_status_t AParcel::writeInterfaceToken(const char* descriptor) {
-    const size_t length = strlen(descriptor);
-    const uint32_t lead[] = {kTokenMark, static_cast<uint32_t>(length)};
-    uint8_t* const room = writeInPlace(tokenSize(length));
-    if (room == nullptr) return STATUS_NO_MEMORY;
-    memset(room, 0, tokenSize(length));
-    memcpy(room, lead, sizeof(lead));
-    std::copy_n(descriptor, length, room + sizeof(lead));
-    return STATUS_OK;
+std::vector<uint8_t> AParcel::interfaceToken(std::string_view descriptor) {
+    AParcel parcel;
+    parcel.writeValue(TokenLead());
+    AParcel_writeString(&parcel, descriptor.data(), static_cast<int32_t>(descriptor.size()));
+    return {parcel.data(), parcel.data() + parcel.dataSize()};
 }
 
-binder_status_t AParcel::checkInterfaceToken(const char* descriptor) const {
-    const size_t length = strlen(descriptor);
-    const uint32_t lead[] = {kTokenMark, static_cast<uint32_t>(length)};
-    const uint8_t* token = nullptr;
-    const bool named = readInPlace(tokenSize(length), &token) == STATUS_OK &&
-                       memcmp(token, lead, sizeof(lead)) == 0 &&
-                       memcmp(token + sizeof(lead), descriptor, length) == 0;
-    return named ? STATUS_OK : STATUS_BAD_TYPE;
+binder_status_t AParcel::writeInterfaceToken(const std::vector<uint8_t>& token) {
+    return writeBytes(token.data(), token.size());
+}
+
+binder_status_t AParcel::checkInterfaceToken(const std::vector<uint8_t>& token) const {
+    constexpr size_t kOwn = offsetof(TokenLead, header);  // what precedes is the caller's
+    const uint8_t* found = nullptr;
+    const bool isNamed = readInPlace(token.size(), &found) == STATUS_OK &&
+                         memcmp(found + kOwn, token.data() + kOwn, token.size() - kOwn) == 0;
+    return isNamed ? STATUS_OK : STATUS_BAD_TYPE;
 }

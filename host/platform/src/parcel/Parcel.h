@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <string_view>
 #include <type_traits>
 #include <vector>
 
@@ -13,9 +14,10 @@
 /**
  * The bytes of one transaction or reply, and the binders and descriptors that its data refers to.
  *
- * Every value is padded to four bytes. A binder or a descriptor stands in the data as a fixed-size
- * slot and in objects() under that slot's offset; a slot whose offset is not listed there is not an
- * object, whatever its bytes say, so data from a peer cannot forge one.
+ * The bytes are a device's: every value is padded to four, and a binder or a descriptor stands in
+ * the data as a slot of 24. The object itself is in objects() under that slot's offset; a slot
+ * whose offset is not listed there is not an object, whatever its bytes say, so data from a peer
+ * cannot forge one.
  *
  * Used by one thread at a time. Owns its buffer, one strong reference for each binder and each
  * descriptor in objects().
@@ -67,10 +69,12 @@ struct AParcel {
 
     // --- the interface token that leads each transaction ---
 
-    binder_status_t writeInterfaceToken(const char* descriptor);
+    /** The token of the interface of that name, as it stands in a parcel. */
+    static std::vector<uint8_t> interfaceToken(std::string_view descriptor);
+    binder_status_t writeInterfaceToken(const std::vector<uint8_t>& token);
     /** Leaves the position behind the token; STATUS_BAD_TYPE when it is missing or names another.
      */
-    binder_status_t checkInterfaceToken(const char* descriptor) const;
+    binder_status_t checkInterfaceToken(const std::vector<uint8_t>& token) const;
 
     // --- for AParcel_* ---
 
@@ -117,8 +121,8 @@ struct AParcel {
         return STATUS_OK;
     }
 
-    /** Writes a slot and takes a reference of its own; a null binder is a slot without an object.
-     */
+    /** Writes a slot and a word of stability, and takes a reference of its own; a null binder is a
+     * slot without an object. */
     binder_status_t writeBinder(AIBinder* binder);
     /** *binder is null or a new reference. */
     binder_status_t readBinder(AIBinder** binder) const;
@@ -143,7 +147,7 @@ struct AParcel {
     bool growTo(size_t capacity);
     void releaseObjects(size_t begin, size_t end);
     binder_status_t writeSlot(const Object& object);
-    binder_status_t readSlot(uint32_t* kind, const Object** object) const;
+    binder_status_t readSlot(bool* isNull, const Object** object) const;
 
     alignas(8) uint8_t mInline[kInlineSize];
     uint8_t* mData = mInline;

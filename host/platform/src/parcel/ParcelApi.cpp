@@ -72,7 +72,9 @@ binder_status_t AParcel_writeParcelFileDescriptor(AParcel* parcel, int fd) {
     if (fd == -1) return parcel->writeValue<int32_t>(0);
     const int duplicate = fcntl(fd, F_DUPFD_CLOEXEC, 0);
     if (duplicate < 0) return STATUS_UNKNOWN_ERROR;
-    const binder_status_t status = parcel->writeValue<int32_t>(1);
+    // Presence, and that nothing but the descriptor follows.
+    binder_status_t status = parcel->writeValue<int32_t>(1);
+    if (status == STATUS_OK) status = parcel->writeValue<int32_t>(0);
     if (status != STATUS_OK) {
         close(duplicate);
         return status;
@@ -89,7 +91,9 @@ binder_status_t AParcel_readParcelFileDescriptor(const AParcel* parcel, int* fd)
         return STATUS_OK;
     }
     int held = -1;
-    status = parcel->readDescriptor(&held);
+    int32_t hasMore = 0;
+    status = parcel->readValue(&hasMore);
+    if (status == STATUS_OK) status = parcel->readDescriptor(&held);
     if (status != STATUS_OK) return status;
     const int duplicate = fcntl(held, F_DUPFD_CLOEXEC, 0);
     if (duplicate < 0) return STATUS_UNKNOWN_ERROR;

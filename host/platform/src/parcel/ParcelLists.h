@@ -22,8 +22,7 @@ inline binder_status_t readLength(const AParcel* parcel, size_t elementSize, int
     if (status != STATUS_OK) return status;
     if (*length < 0) return *length == -1 ? STATUS_OK : STATUS_BAD_VALUE;
     const auto count = static_cast<size_t>(*length);
-    if (count > parcel->available()) return STATUS_NO_MEMORY;
-    return count > parcel->available() / elementSize ? STATUS_NOT_ENOUGH_DATA : STATUS_OK;
+    return count > parcel->available() / elementSize ? STATUS_NO_MEMORY : STATUS_OK;
 }
 
 /** What an allocator's refusal of a list of that length means. */

@@ -1,10 +1,10 @@
 #include "transport/Endpoint.h"
 
 #include <cerrno>
+#include <cinttypes>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <random>
 #include <utility>
 
 #include <fcntl.h>
@@ -13,6 +13,8 @@
 
 #include "base/Fork.h"
 #include "base/Log.h"
+#include "base/Random.h"
+#include "transport/Connection.h"
 
 namespace binder {
 namespace {
@@ -23,9 +25,8 @@ using android::base::unique_fd;
 std::string* gSocketPath = nullptr;
 
 std::string makeName() {
-    std::random_device random;
     char name[kMaxEndpointName];
-    snprintf(name, sizeof(name), "%d.%08x%08x", getpid(), random(), random());
+    snprintf(name, sizeof(name), "%d.%016" PRIx64, getpid(), randomNumber());
     return name;
 }
 
@@ -41,12 +42,6 @@ void removeSocket() {
 }
 
 }  // namespace
-
-bool trustedCredentialsOf(int socket, ucred* credentials) {
-    socklen_t size = sizeof(*credentials);
-    return getsockopt(socket, SOL_SOCKET, SO_PEERCRED, credentials, &size) == 0 &&
-           (credentials->uid == geteuid() || credentials->uid == 0);
-}
 
 Endpoint::Endpoint(const RuntimeFolder& folder, std::string name, unique_fd listener)
     : mFolder(folder), mName(std::move(name)), mListener(std::move(listener)) {}
@@ -70,35 +65,29 @@ std::unique_ptr<Endpoint> Endpoint::create() {
     return std::unique_ptr<Endpoint>(new Endpoint(*folder, name, std::move(listener)));
 }
 
-std::shared_ptr<Connection> Endpoint::connect(const std::string& name, ConnectionKind kind,
-                                              binder_status_t* status) const {
+unique_fd Endpoint::connect(const std::string& name, ucred* credentials,
+                            binder_status_t* status) const {
     *status = STATUS_FAILED_TRANSACTION;
     unique_fd socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     if (socket < 0) {
         log(ANDROID_LOG_ERROR, "Cannot make a socket: %s", strerror(errno));
-        return nullptr;
+        return {};
     }
     const sockaddr_un address = addressOf(mFolder.shortPath(name));
     if (::connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
         // A full backlog is a peer that has been stopped, anything else one that is gone.
         if (errno != EAGAIN) *status = STATUS_DEAD_OBJECT;
-        return nullptr;
+        return {};
     }
-    ucred credentials{};
-    if (!trustedCredentialsOf(socket, &credentials) || credentials.pid != pidOfEndpoint(name)) {
-        log(ANDROID_LOG_ERROR, "Refusing %s: it belongs to process %d of user %u", name.c_str(),
-            credentials.pid, credentials.uid);
+    if (!trustedCredentialsOf(socket, credentials) || credentials->pid != pidOfEndpoint(name)) {
+        complain(ANDROID_LOG_ERROR, "Refusing %s: it belongs to process %d of user %u",
+                 name.c_str(), credentials->pid, credentials->uid);
         *status = STATUS_DEAD_OBJECT;
-        return nullptr;
+        return {};
     }
     fcntl(socket, F_SETFL, fcntl(socket, F_GETFL) & ~O_NONBLOCK);
-
-    Hello hello{.magic = Hello::kMagic, .kind = kind, .endpoint = {}};
-    mName.copy(hello.endpoint, sizeof(hello.endpoint));
-    // Who accepts and closes at once has run out of descriptors.
-    if (::send(socket, &hello, sizeof(hello), MSG_NOSIGNAL) != sizeof(hello)) return nullptr;
     *status = STATUS_OK;
-    return std::make_shared<Connection>(std::move(socket), kind, credentials.pid, credentials.uid);
+    return socket;
 }
 
 }  // namespace binder

@@ -8,13 +8,9 @@
 #include <android-base/unique_fd.h>
 #include <android/binder_status.h>
 
-#include "transport/Connection.h"
 #include "transport/RuntimeFolder.h"
 
 namespace binder {
-
-/** The credentials of a connected socket's other side when it may talk to us: root or our user. */
-bool trustedCredentialsOf(int socket, ucred* credentials);
 
 /** The process as others see it: a listening socket in the runtime folder, named after it. */
 class Endpoint {
@@ -27,11 +23,12 @@ class Endpoint {
     int listener() const { return mListener.get(); }
 
     /**
-     * A greeted connection to the endpoint of that name. Null with *status set when there is none:
-     * STATUS_DEAD_OBJECT when the process is gone, else STATUS_FAILED_TRANSACTION. Does not wait.
+     * A socket connected to the endpoint of that name, and whose that is. Below zero with *status
+     * set when there is none: STATUS_DEAD_OBJECT when nobody listens there any more, else
+     * STATUS_FAILED_TRANSACTION. Does not wait.
      */
-    std::shared_ptr<Connection> connect(const std::string& name, ConnectionKind kind,
-                                        binder_status_t* status) const;
+    android::base::unique_fd connect(const std::string& name, ucred* credentials,
+                                     binder_status_t* status) const;
 
   private:
     Endpoint(const RuntimeFolder& folder, std::string name, android::base::unique_fd listener);

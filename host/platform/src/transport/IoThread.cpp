@@ -10,6 +10,7 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
+#include "base/Fork.h"
 #include "base/Log.h"
 #include "base/Thread.h"
 
@@ -21,6 +22,7 @@ IoThread& IoThread::get() {
 }
 
 bool IoThread::start() {
+    if (mIsStarted) return true;
     mEpoll.reset(epoll_create1(EPOLL_CLOEXEC));
     mWake.reset(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
     epoll_event event{.events = EPOLLIN | EPOLLET, .data = {.ptr = nullptr}};
@@ -28,7 +30,8 @@ bool IoThread::start() {
         log(ANDROID_LOG_ERROR, "Cannot watch sockets: %s", strerror(errno));
         return false;
     }
-    return startQuietThread("binder:io", [this] { run(); });
+    mIsStarted = startQuietThread("binder:io", [this] { run(); });
+    return mIsStarted;
 }
 
 bool IoThread::watch(const std::shared_ptr<Watched>& watched, uint32_t events) {
@@ -37,12 +40,13 @@ bool IoThread::watch(const std::shared_ptr<Watched>& watched, uint32_t events) {
     epoll_event event{.events = events, .data = {.ptr = watched.get()}};
     const int operation = isNew ? EPOLL_CTL_ADD : EPOLL_CTL_MOD;
     if (epoll_ctl(mEpoll, operation, watched->fd(), &event) == 0) return true;
-    log(ANDROID_LOG_ERROR, "Cannot watch a socket: %s", strerror(errno));
+    complain(ANDROID_LOG_ERROR, "Cannot watch a socket: %s", strerror(errno));
     if (isNew) mWatched.erase(watched.get());
     return false;
 }
 
 void IoThread::forget(const Watched& watched) {
+    if (isForked()) return;
     std::shared_ptr<Watched> last;  // released without the lock
     const std::lock_guard lock(mLock);
     const auto found = mWatched.find(&watched);

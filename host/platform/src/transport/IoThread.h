@@ -27,20 +27,22 @@ class Watched {
 };
 
 /**
- * The thread that greets other processes, serves their control messages and sends what others could
- * not send at once. It holds no lock while it calls what it watches.
+ * The thread that greets other processes, sees them die and objects lose their holders, takes in
+ * one-way calls, and sends what others could not send at once. It holds no lock while it calls what
+ * it watches.
  */
 class IoThread {
   public:
     static IoThread& get();
 
-    /** To be called before all else, once. False, logged, when the system has no room for it. */
+    /** To be called before all else. False, logged, when the system has no room for it now. */
     bool start();
 
     // Any thread.
 
     /** Watches for these events from now on, instead of former ones. False, logged, on failure. */
     [[nodiscard]] bool watch(const std::shared_ptr<Watched>& watched, uint32_t events);
+    /** Nothing in a forked process, which would have its parent's thread forget it. */
     void forget(const Watched& watched);
     /** Runs the function once, on the I/O thread, when the time has passed. */
     void after(std::chrono::milliseconds time, std::function<void()> function);
@@ -55,6 +57,8 @@ class IoThread {
 
     android::base::unique_fd mEpoll;
     android::base::unique_fd mWake;  // an eventfd: a function has been added
+
+    bool mIsStarted = false;
 
     std::mutex mLock;
     std::unordered_map<const Watched*, std::shared_ptr<Watched>> mWatched GUARDED_BY(mLock);

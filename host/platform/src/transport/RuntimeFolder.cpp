@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <mutex>
 #include <utility>
 
 #include <dirent.h>
@@ -34,29 +35,42 @@ RuntimeFolder::RuntimeFolder(std::string path, android::base::unique_fd fd)
     : mPath(std::move(path)), mFd(std::move(fd)) {}
 
 const RuntimeFolder* RuntimeFolder::get() {
-    static const RuntimeFolder* const instance = open();
+    static std::mutex lock;
+    static const RuntimeFolder* instance = nullptr;  // outlives every thread
+    static int refusal = 0;                          // the reason, told once
+    const std::lock_guard guard(lock);
+    if (instance == nullptr && refusal == 0) {
+        instance = open();
+        if (instance == nullptr && errno != EMFILE && errno != ENFILE) refusal = errno;
+    }
+    if (instance == nullptr && refusal != 0) errno = refusal;
     return instance;
 }
 
 const RuntimeFolder* RuntimeFolder::open() {
     std::string path = choosePath();
     if (mkdir(path.c_str(), 0700) != 0 && errno != EEXIST) {
+        const int error = errno;
         log(ANDROID_LOG_ERROR, "Cannot create the runtime folder %s: %s", path.c_str(),
-            strerror(errno));
+            strerror(error));
+        errno = error;
         return nullptr;
     }
     android::base::unique_fd fd(
             ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     struct stat info {};
     if (fd < 0 || fstat(fd, &info) != 0) {
+        const int error = errno;
         log(ANDROID_LOG_ERROR, "Cannot open the runtime folder %s: %s", path.c_str(),
-            strerror(errno));
+            strerror(error));
+        errno = error;
         return nullptr;
     }
     if (info.st_uid != geteuid() || (info.st_mode & 077) != 0) {
         log(ANDROID_LOG_ERROR,
             "Refusing the runtime folder %s: it must belong to user %u alone (owner %u, mode %03o)",
             path.c_str(), geteuid(), info.st_uid, info.st_mode & 0777);
+        errno = EACCES;
         return nullptr;
     }
     return new RuntimeFolder(std::move(path), std::move(fd));

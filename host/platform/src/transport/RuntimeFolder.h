@@ -12,7 +12,10 @@ namespace binder {
  */
 class RuntimeFolder {
   public:
-    /** Null, logged, when the folder cannot be made or other users could meddle with it. */
+    /**
+     * Null, logged, when the folder cannot be made or other users could meddle with it, and, with
+     * errno EMFILE, while the process has no descriptor for it.
+     */
     static const RuntimeFolder* get();
 
     const std::string& path() const { return mPath; }

@@ -9,31 +9,8 @@ namespace {
 
 constexpr size_t kHexDigits = 16;
 
-struct RecordHeader {
-    uint32_t kind;
-    uint32_t offset;
-    uint64_t id;
-    uint32_t stability;
-    uint32_t endpointLength;
-};
-static_assert(sizeof(RecordHeader) == 24);
-
-bool isKindAllowed(MessageKind kind, ConnectionKind connection) {
-    switch (kind) {
-        case MessageKind::kCall:
-        case MessageKind::kReply:
-            return connection == ConnectionKind::kCall;
-        case MessageKind::kOneway:
-        case MessageKind::kServed:
-            return connection == ConnectionKind::kOneway;
-        case MessageKind::kRelease:
-            return connection != ConnectionKind::kCall;
-        case MessageKind::kGrant:
-        case MessageKind::kRevoke:
-        case MessageKind::kClaim:
-            return connection == ConnectionKind::kControl;
-    }
-    return false;
+ConnectionKind connectionOf(MessageKind kind) {
+    return kind <= MessageKind::kLine ? ConnectionKind::kCall : ConnectionKind::kOneway;
 }
 
 bool isTransaction(MessageKind kind) {
@@ -41,9 +18,21 @@ bool isTransaction(MessageKind kind) {
            kind == MessageKind::kOneway;
 }
 
-bool carriesName(MessageKind kind) {
-    return kind == MessageKind::kGrant || kind == MessageKind::kRevoke ||
-           kind == MessageKind::kClaim;
+uint32_t mostCounted(MessageKind kind) {
+    switch (kind) {
+        case MessageKind::kCall:
+            return kMaxNesting;
+        case MessageKind::kServed:
+            return UINT32_MAX;
+        default:
+            return 0;
+    }
+}
+
+template <typename T>
+void readAll(std::span<const uint8_t> bytes, std::vector<T>* out) {
+    out->resize(bytes.size() / sizeof(T));
+    if (!bytes.empty()) memcpy(out->data(), bytes.data(), bytes.size());
 }
 
 }  // namespace
@@ -65,86 +54,64 @@ pid_t pidOfEndpoint(std::string_view name) {
     return pid;
 }
 
-std::optional<std::string_view> parseHello(const Hello& hello) {
-    if (hello.magic != Hello::kMagic) return std::nullopt;
-    switch (hello.kind) {
-        case ConnectionKind::kControl:
-        case ConnectionKind::kCall:
-        case ConnectionKind::kOneway:
-            break;
+std::string_view endpointOf(const ObjectRecord& record) {
+    return {record.endpoint, strnlen(record.endpoint, sizeof(record.endpoint))};
+}
+
+std::optional<ConnectionKind> kindBegunBy(MessageKind kind) {
+    switch (kind) {
+        case MessageKind::kCall:
+        case MessageKind::kHold:
+        case MessageKind::kOneway:
+            return connectionOf(kind);
         default:
             return std::nullopt;
     }
-    const std::string_view name(hello.endpoint, strnlen(hello.endpoint, sizeof(hello.endpoint)));
-    if (!isEndpointName(name)) return std::nullopt;
-    return name;
 }
 
 const char* checkHeader(const Header& header, ConnectionKind connection) {
     if (header.magic != Header::kMagic) return "no message header";
-    if (!isKindAllowed(header.kind, connection)) return "unexpected kind of message";
+    if (header.kind < MessageKind::kCall || header.kind > MessageKind::kDone ||
+        connectionOf(header.kind) != connection) {
+        return "unexpected kind of message";
+    }
+    if (header.count > mostCounted(header.kind)) return "too much counted";
     if (!isTransaction(header.kind)) {
-        const size_t most = carriesName(header.kind) ? kMaxEndpointName : 0;
-        const bool small = header.dataSize == 0 && header.objectCount == 0 &&
-                           header.descriptorCount == 0 && header.tableSize <= most &&
-                           header.count <= UINT32_MAX;
-        return small ? nullptr : "control message of a wrong size";
+        return header.dataSize == 0 && header.objectCount == 0 ? nullptr : "unexpected data";
     }
     const size_t most = header.kind == MessageKind::kOneway ? kMaxOneway : kMaxTransaction;
-    if (header.dataSize > most || header.objectCount > (most - header.dataSize) / kOffsetSize) {
+    if (descriptorsOf(header) > kMaxDescriptors) return "too many descriptors";
+    if (header.dataSize > most || header.objectCount * kOffsetSize > most - header.dataSize) {
         return "transaction too large";
-    }
-    if (header.tableSize > kMaxTransaction ||
-        header.tableSize < header.objectCount * sizeof(RecordHeader)) {
-        return "object table of a wrong size";
-    }
-    if (header.descriptorCount > std::min<size_t>(header.objectCount, kMaxDescriptors)) {
-        return "too many descriptors";
     }
     return nullptr;
 }
 
-std::optional<std::vector<ObjectRecord>> parseTable(const Header& header,
-                                                    std::span<const uint8_t> table) {
-    std::vector<ObjectRecord> records;
-    records.reserve(header.objectCount);
-    size_t descriptors = 0;
-    while (!table.empty()) {
-        RecordHeader fixed;
-        if (table.size() < sizeof(fixed)) return std::nullopt;
-        memcpy(&fixed, table.data(), sizeof(fixed));
-        table = table.subspan(sizeof(fixed));
-        if (table.size() < fixed.endpointLength) return std::nullopt;
-        const ObjectRecord record{
-                .kind = static_cast<ObjectRecord::Kind>(fixed.kind),
-                .offset = fixed.offset,
-                .id = fixed.id,
-                .stability = fixed.stability,
-                .endpoint = {reinterpret_cast<const char*>(table.data()), fixed.endpointLength}};
-        table = table.subspan(fixed.endpointLength);
-        if (!records.empty() && record.offset <= records.back().offset) return std::nullopt;
-        if (record.offset >= header.dataSize) return std::nullopt;
-        if (record.kind == ObjectRecord::Kind::kBinder) {
-            if (!record.endpoint.empty() && !isEndpointName(record.endpoint)) {
-                return std::nullopt;
-            }
-        } else if (record.kind == ObjectRecord::Kind::kDescriptor) {
-            if (!record.endpoint.empty()) return std::nullopt;
-            ++descriptors;
-        } else {
-            return std::nullopt;
-        }
-        records.push_back(record);
-    }
-    if (records.size() != header.objectCount || descriptors != header.descriptorCount) {
-        return std::nullopt;
-    }
-    return records;
+size_t tableSizeOf(const Header& header) {
+    const size_t waiting = header.kind == MessageKind::kCall ? header.count : 0;
+    return header.objectCount * sizeof(ObjectRecord) + waiting * sizeof(pid_t);
 }
 
-std::optional<std::string_view> parseName(std::span<const uint8_t> table) {
-    const std::string_view name(reinterpret_cast<const char*>(table.data()), table.size());
-    return isEndpointName(name) ? std::optional(name) : std::nullopt;
+size_t descriptorsOf(const Header& header) {
+    const bool bringsOne = header.kind == MessageKind::kLine || header.kind == MessageKind::kHold;
+    return bringsOne ? 1 : header.objectCount;
+}
+
+std::optional<Table> parseTable(const Header& header, std::span<const uint8_t> bytes) {
+    if (bytes.size() != tableSizeOf(header)) return std::nullopt;
+    Table table;
+    const size_t records = header.objectCount * sizeof(ObjectRecord);
+    readAll(bytes.first(records), &table.objects);
+    readAll(bytes.subspan(records), &table.waiting);
+    uint64_t free = 0;  // no object may begin before this offset
+    for (const ObjectRecord& record : table.objects) {
+        if (record.offset < free || record.offset >= header.dataSize) return std::nullopt;
+        free = uint64_t{record.offset} + 1;
+        const bool isBinder = record.kind == ObjectRecord::Kind::kBinder;
+        if (!isBinder && record.kind != ObjectRecord::Kind::kDescriptor) return std::nullopt;
+        if (isBinder && !isEndpointName(endpointOf(record))) return std::nullopt;
+    }
+    return table;
 }
 
 std::optional<Message> parseMessage(std::span<const uint8_t> bytes, ConnectionKind connection) {
@@ -153,30 +120,21 @@ std::optional<Message> parseMessage(std::span<const uint8_t> bytes, ConnectionKi
     memcpy(&message.header, bytes.data(), sizeof(message.header));
     if (checkHeader(message.header, connection) != nullptr) return std::nullopt;
     const std::span<const uint8_t> body = bytes.subspan(sizeof(message.header));
-    if (body.size() != size_t{message.header.dataSize} + message.header.tableSize) {
-        return std::nullopt;
-    }
+    if (body.size() < message.header.dataSize) return std::nullopt;
     message.data = body.first(message.header.dataSize);
-    message.table = body.subspan(message.header.dataSize);
-    if (carriesName(message.header.kind)) {
-        if (!parseName(message.table).has_value()) return std::nullopt;
-        return message;
-    }
-    std::optional<std::vector<ObjectRecord>> objects = parseTable(message.header, message.table);
-    if (!objects.has_value()) return std::nullopt;
-    message.objects = std::move(*objects);
+    std::optional<Table> table = parseTable(message.header, body.subspan(message.header.dataSize));
+    if (!table.has_value()) return std::nullopt;
+    message.table = std::move(*table);
     return message;
 }
 
-void appendRecord(const ObjectRecord& record, std::vector<uint8_t>* table) {
-    const RecordHeader fixed{.kind = static_cast<uint32_t>(record.kind),
-                             .offset = record.offset,
-                             .id = record.id,
-                             .stability = record.stability,
-                             .endpointLength = static_cast<uint32_t>(record.endpoint.size())};
-    const auto* const bytes = reinterpret_cast<const uint8_t*>(&fixed);
-    table->insert(table->end(), bytes, bytes + sizeof(fixed));
-    table->insert(table->end(), record.endpoint.begin(), record.endpoint.end());
+std::vector<uint8_t> bytesOf(const Table& table) {
+    const size_t records = table.objects.size() * sizeof(ObjectRecord);
+    const size_t waiting = table.waiting.size() * sizeof(pid_t);
+    std::vector<uint8_t> bytes(records + waiting);
+    if (records > 0) memcpy(bytes.data(), table.objects.data(), records);
+    if (waiting > 0) memcpy(bytes.data() + records, table.waiting.data(), waiting);
+    return bytes;
 }
 
 }  // namespace binder
