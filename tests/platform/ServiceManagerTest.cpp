@@ -194,10 +194,6 @@ TEST_F(ServiceManagerTest, WaitingEndsWhenTheNameAppears) {
     EXPECT_EQ(found[1], awaited.peer->asBinder());
 }
 
-TEST_F(ServiceManagerTest, GettingGivesUpInTheEnd) {
-    EXPECT_EQ(AServiceManager_getService("never"), nullptr);
-}
-
 // Load tests show that another can follow, and that whoever waits for a name waits on meanwhile.
 TEST_F(ServiceManagerTest, OneProcessHosts) {
     const std::filesystem::path folder = harness::runtimeFolder() / "fresh";

@@ -21,6 +21,7 @@ using ndk::ScopedAStatus;
 
 // The thread is within a call of descend() to another process.
 thread_local int gDescending = 0;
+const std::thread::id gMain = std::this_thread::get_id();
 
 // Serves a TestPeer under the name of the first argument; the second limits its descriptors.
 const harness::Role kServer("peer", [](harness::Parent& parent) {
@@ -125,6 +126,16 @@ ScopedAStatus TestPeer::descend(const std::shared_ptr<ITestPeer>& other, int32_t
     --gDescending;
     *result += below;
     return status;
+}
+
+ScopedAStatus TestPeer::relay(const std::vector<std::shared_ptr<ITestPeer>>& others,
+                              std::vector<int32_t>* result) {
+    {
+        const std::lock_guard lock(mLock);
+        mSameThread = std::this_thread::get_id() == gMain;
+    }
+    if (others.empty()) return caller(result);
+    return others.front()->relay({others.begin() + 1, others.end()}, result);
 }
 
 ScopedAStatus TestPeer::cameBackOnSameThread(bool* result) {

@@ -43,6 +43,8 @@ class TestPeer : public ::aidl::platformtest::BnTestPeer {
 
     ndk::ScopedAStatus descend(const std::shared_ptr<ITestPeer>& other, int32_t depth,
                                int32_t* result) override;
+    ndk::ScopedAStatus relay(const std::vector<std::shared_ptr<ITestPeer>>& others,
+                             std::vector<int32_t>* result) override;
     ndk::ScopedAStatus cameBackOnSameThread(bool* result) override;
     ndk::ScopedAStatus meet(int32_t callers) override;
 

@@ -19,7 +19,9 @@ interface ITestPeer {
 
     /** Calls the other one's descend(depth - 1) until 0; the number of calls. */
     int descend(ITestPeer other, int depth);
-    /** True when descend() was last served by the thread that had called into the peer. */
+    /** Has the first of the others relay() to the rest; the process that called the last one. */
+    int[] relay(in ITestPeer[] others);
+    /** True when descend() or relay() was last served by the thread that had called into the peer. */
     boolean cameBackOnSameThread();
     /** Returns when so many callers are in here. */
     void meet(int callers);
