@@ -80,9 +80,13 @@ bool OnewayInbox::takeCall(Incoming message) {
     if (!mReport->waiting().add(OnewayCost::of(header))) {
         return connection.malformed("more one-way calls than may wait");
     }
+    auto call = std::make_unique<OnewayCall>(mReport, mLine.peer->account(), connection.peerUid(),
+                                             header);
+    if (!call->bytes.isMade() || !call->descriptors.isMade()) {
+        return connection.malformed("more one-way calls than may wait");
+    }
     const Unpacked unpacked = unpack(*mLine.peer, &message);
-    auto call = std::make_unique<OnewayCall>(mReport, connection.peerUid(), header,
-                                             std::move(message.parcel));
+    call->in = std::move(message.parcel);
     StrongBinder target;
     if (const auto held = mHeld.find(header.object); held != mHeld.end()) {
         target = share(*held->second.object);

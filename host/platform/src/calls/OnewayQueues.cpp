@@ -32,13 +32,14 @@ void OnewayReport::served(const OnewayCost& cost) {
     if (mConnection->send(message, kReportBytes) != Sent::kDone) mConnection->shutdown();
 }
 
-OnewayCall::OnewayCall(std::shared_ptr<OnewayReport> report, uid_t uid, const Header& header,
-                       std::unique_ptr<AParcel> in)
+OnewayCall::OnewayCall(std::shared_ptr<OnewayReport> report,
+                       const std::shared_ptr<Account>& account, uid_t uid, const Header& header)
     : report(std::move(report)),
       cost(OnewayCost::of(header)),
+      bytes(account, Resource::kBytes, cost.bytes),
+      descriptors(account, Resource::kDescriptors, cost.descriptors),
       uid(uid),
-      code(header.code),
-      in(std::move(in)) {}
+      code(header.code) {}
 
 OnewayCall::~OnewayCall() {
     in.reset();

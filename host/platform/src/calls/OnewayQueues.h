@@ -32,15 +32,17 @@ class OnewayReport {
     OnewayCost mUnreported GUARDED_BY(mLock);
 };
 
-/** A one-way call that waits for its turn; reports itself served when it goes. */
+/** A one-way call that waits for its turn, on its sender's account; reports itself when it goes. */
 struct OnewayCall {
-    OnewayCall(std::shared_ptr<OnewayReport> report, uid_t uid, const Header& header,
-               std::unique_ptr<AParcel> in);
+    OnewayCall(std::shared_ptr<OnewayReport> report, const std::shared_ptr<Account>& account,
+               uid_t uid, const Header& header);
     OnewayCall(OnewayCall&&) = default;
     ~OnewayCall();
 
     std::shared_ptr<OnewayReport> report;
     OnewayCost cost;
+    Charge bytes;
+    Charge descriptors;
     uid_t uid;
     transaction_code_t code;
     std::unique_ptr<AParcel> in;

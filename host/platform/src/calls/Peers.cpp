@@ -170,11 +170,23 @@ std::shared_ptr<Peer> Peers::obtain(pid_t pid) {
 std::shared_ptr<Route> Peers::route(const std::string& name) {
     const std::shared_ptr<Peer> peer = obtain(pidOfEndpoint(name));
     if (peer == nullptr) return nullptr;
-    return peer->route(name, [&] { return std::make_shared<Route>(*mSelf, peer, name); });
+    return peer->route(name, [&] { return std::make_shared<Route>(*this, peer, name); });
+}
+
+void Peers::routeServed(const std::shared_ptr<Route>& route) {
+    const std::lock_guard lock(mLock);
+    if (!route->isDead()) mServed.try_emplace(route.get(), route);
 }
 
 void Peers::routeEnded(Route& route) {
-    if (route.end()) Proxy::routeDied(route);
+    if (!route.end()) return;
+    Proxy::routeDied(route);
+    std::shared_ptr<Route> last;  // released without the lock
+    const std::lock_guard lock(mLock);
+    const auto served = mServed.find(&route);
+    if (served == mServed.end()) return;
+    last = std::move(served->second);
+    mServed.erase(served);
 }
 
 void Peers::ended(Peer& peer) {
@@ -187,12 +199,14 @@ void Peers::ended(Peer& peer) {
         mServer.letGo(*connection);
 }
 
-binder_status_t Peers::connectionBroke(Route& route) {
+binder_status_t Peers::connectionBroke(Route& route, Connection* connection) {
     // Whoever has seen the end of a process must not find it alive in the next moment.
-    if (route.peer()->hasEnded(kEndOfProcess)) {
+    const bool isNews = connection == nullptr || connection->noteBroken();
+    if (route.peer()->hasEnded(isNews ? kEndOfProcess : std::chrono::milliseconds(0))) {
         ended(*route.peer());
         return STATUS_DEAD_OBJECT;
     }
+    if (!isNews) return STATUS_FAILED_TRANSACTION;
     // A process that has become another program lives on, but does not listen.
     binder_status_t status = STATUS_OK;
     if (route.connect(ConnectionKind::kCall, &status) != nullptr) {

@@ -49,11 +49,14 @@ class Peers {
 
     /**
      * For a caller whose connection over the route broke: STATUS_DEAD_OBJECT when that was the
-     * process's death, which is then known, else STATUS_FAILED_TRANSACTION. Waits for a moment.
+     * process's death, which is then known, else STATUS_FAILED_TRANSACTION. Waits for a moment,
+     * once for the connection, which may be null.
      */
-    binder_status_t connectionBroke(Route& route);
-    /** Nobody listens at the endpoint any more. */
-    static void routeEnded(Route& route);
+    binder_status_t connectionBroke(Route& route, Connection* connection);
+    /** Somebody listens there: the route is kept for later calls as long as that lasts. */
+    void routeServed(const std::shared_ptr<Route>& route);
+    /** Nobody does any more. */
+    void routeEnded(Route& route);
 
   private:
     class Newcomer;
@@ -71,6 +74,7 @@ class Peers {
 
     std::mutex mLock;
     std::unordered_map<pid_t, std::weak_ptr<Peer>> mPeers GUARDED_BY(mLock);
+    std::unordered_map<const Route*, std::shared_ptr<Route>> mServed GUARDED_BY(mLock);
 };
 
 }  // namespace binder

@@ -15,8 +15,8 @@ constexpr std::chrono::seconds kTrimAfter{3};
 
 }  // namespace
 
-Route::Route(const Endpoint& self, std::shared_ptr<Peer> peer, std::string name)
-    : mSelf(self), mPeer(std::move(peer)), mName(std::move(name)) {}
+Route::Route(Peers& peers, std::shared_ptr<Peer> peer, std::string name)
+    : mPeers(peers), mPeer(std::move(peer)), mName(std::move(name)) {}
 
 bool Route::end() {
     std::vector<std::shared_ptr<Connection>> idle;  // closed without the lock
@@ -35,12 +35,20 @@ std::shared_ptr<Connection> Route::connect(ConnectionKind kind, binder_status_t*
     *status = STATUS_DEAD_OBJECT;
     if (isDead()) return nullptr;
     ucred credentials{};
-    android::base::unique_fd socket = mSelf.connect(mName, &credentials, status);
-    if (*status == STATUS_DEAD_OBJECT) Peers::routeEnded(*this);
-    if (socket < 0) return nullptr;
-    auto connection =
-            std::make_shared<Connection>(std::move(socket), kind, credentials, mPeer->account());
+    android::base::unique_fd socket = mPeers.self().connect(mName, &credentials, status);
+    if (socket < 0) {
+        if (*status == STATUS_DEAD_OBJECT) mPeers.routeEnded(*this);
+        return nullptr;
+    }
+    Charge charge(mPeer->account(), Resource::kDescriptors, 1);
+    if (!charge.isMade()) {
+        *status = STATUS_FAILED_TRANSACTION;
+        return nullptr;
+    }
+    auto connection = std::make_shared<Connection>(std::move(socket), kind, credentials,
+                                                   mPeer->account(), std::move(charge));
     mPeer->add(connection);
+    mPeers.routeServed(shared_from_this());
     return connection;
 }
 

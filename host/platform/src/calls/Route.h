@@ -14,13 +14,15 @@
 
 namespace binder {
 
+class Peers;
+
 /**
  * The way to one endpoint of another process: the connections for calls of its objects, made when
  * they are needed. It dies with the process, or when nobody listens there. Any thread.
  */
 class Route : public std::enable_shared_from_this<Route> {
   public:
-    Route(const Endpoint& self, std::shared_ptr<Peer> peer, std::string name);
+    Route(Peers& peers, std::shared_ptr<Peer> peer, std::string name);
 
     /** The name of the endpoint. */
     const std::string& name() const { return mName; }
@@ -44,7 +46,7 @@ class Route : public std::enable_shared_from_this<Route> {
   private:
     void trim();
 
-    const Endpoint& mSelf;
+    Peers& mPeers;
     const std::shared_ptr<Peer> mPeer;
     const std::string mName;
     const std::shared_ptr<OnewayLink> mOneways = std::make_shared<OnewayLink>();

@@ -42,12 +42,13 @@ binder_status_t exchange(Peers& peers, Route& route, const Line& line, const Out
                          const Deadline& deadline, std::unique_ptr<AParcel>* out, bool* broken) {
     const Sent sent = line.connection->sendWaiting(call);
     *broken = sent == Sent::kBroken;
-    if (*broken) return peers.connectionBroke(route);
+    if (*broken) return peers.connectionBroke(route, line.connection.get());
     if (sent != Sent::kDone) return STATUS_FAILED_TRANSACTION;
     Incoming reply;
     const binder_status_t status = awaitReply(line, deadline, &reply);
     *broken = status != STATUS_OK;
-    if (*broken) return status == kBroken ? peers.connectionBroke(route) : status;
+    if (*broken && status == kBroken) return peers.connectionBroke(route, line.connection.get());
+    if (*broken) return status;
     switch (unpack(*line.peer, &reply)) {
         case Unpacked::kMalformed:
             *broken = !line.connection->malformed("bad object table");
@@ -139,7 +140,7 @@ binder_status_t callRemotely(Proxy& proxy, transaction_code_t code, const AParce
     if (checkHeader(header, ConnectionKind::kOneway) != nullptr) return STATUS_FAILED_TRANSACTION;
     proxy.noteOneway();
     const binder_status_t status = route.oneways().send(route, proxy, packed.message());
-    return status == kBroken ? peers->connectionBroke(route) : status;
+    return status == kBroken ? peers->connectionBroke(route, nullptr) : status;
 }
 
 }  // namespace

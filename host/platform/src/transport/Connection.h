@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <functional>
 #include <memory>
@@ -51,6 +52,8 @@ class Connection final : public Watched, public std::enable_shared_from_this<Con
 
     /** Logs why the connection is of no more use. False, for whoever returns that. */
     bool malformed(const char* why) const;
+    /** True the first time: whoever finds the connection broken later need not look why. */
+    bool noteBroken() { return !mIsBroken.exchange(true); }
     /** Wakes whoever waits on the connection and ends it, but for what has arrived. Any thread. */
     void shutdown() const { ::shutdown(fd(), SHUT_RDWR); }
 
@@ -64,6 +67,7 @@ class Connection final : public Watched, public std::enable_shared_from_this<Con
     const android::base::unique_fd mSocket;
     const ucred mCredentials;
     const Charge mCharge;
+    std::atomic<bool> mIsBroken{false};
     Receiver mReceiver;
     std::function<void()> mOnReadable;
 
