@@ -60,6 +60,7 @@ bool parseCall(const Json& json, RecordedCall* out, std::string* error) {
         json["arguments"].size() != (*operation)->parameters.size()) {
         return codec::refuse(error, "arguments: expected those of " + (*operation)->signature());
     }
+    out->signature = (*operation)->signature();
     out->arguments = json["arguments"].get<std::vector<Json>>();
     if (!json.contains("status") || !json.contains("answer")) {
         return codec::refuse(error, "status or answer is missing");

@@ -19,6 +19,7 @@ struct RecordedCall {
     int64_t client = 0;
     std::string target;  // "vela", "composer 1", "callback 2"
     std::string operation;
+    std::string signature;  // of the operation, empty for a line "gone"
     std::vector<Json> arguments;
     Json status;
     Json answer;

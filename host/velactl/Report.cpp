@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <iostream>
 #include <mutex>
 #include <utility>
@@ -103,6 +104,17 @@ int report(const std::string& where, const Failure& failure) {
     }
     std::cerr << line + "\n" << std::flush;
     return failure.code;
+}
+
+Failure writeFile(const std::string& file, const std::string& text) {
+    if (file == "-") {
+        std::cout << text << std::flush;
+        return std::cout ? Failure{} : usageError("cannot write stdout");
+    }
+    std::ofstream out(file);
+    out << text;
+    out.close();
+    return out.fail() ? usageError("cannot write " + file) : Failure{};
 }
 
 std::string printable(const std::string& text) {

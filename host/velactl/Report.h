@@ -44,6 +44,12 @@ void printResult(const std::string& text, const Json& json);
 int report(const Failure& failure);
 int report(const std::string& where, const Failure& failure);
 
+/**
+ * Writes the text to the file, "-" being stdout. A failure names file and reason, and leaves no
+ * piece of a new file.
+ */
+Failure writeFile(const std::string& file, const std::string& text);
+
 /** The text with control characters spelt out, so that a terminal does not obey them. */
 std::string printable(const std::string& text);
 

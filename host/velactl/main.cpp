@@ -12,6 +12,7 @@
 
 #include "host/codec/InterfaceCodec.h"
 #include "host/velactl/Monitor.h"
+#include "host/velactl/Page.h"
 #include "host/velactl/Prompt.h"
 #include "host/velactl/Replay.h"
 #include "host/velactl/Report.h"
@@ -173,6 +174,9 @@ int run(int argc, char** argv) {
             ->capture_default_str();
     screenshotCommand->add_option("file", file, "The SVG file to write")->required();
 
+    std::optional<int> done;
+    addPageCommand(&app, &done);
+
     try {
         app.parse(argc, argv);
     } catch (const CLI::RequiredError& error) {
@@ -185,6 +189,7 @@ int run(int argc, char** argv) {
         return report(usageError(std::string(error.what()) + "; see velactl --help"));
     }
 
+    if (done) return *done;
     if (infoCommand->parsed()) return report(info());
     if (listCommand->parsed()) return report(list());
     if (dumpCommand->parsed()) return report(dump());

@@ -60,12 +60,13 @@ Json Recorder::nameOf(const std::string& kind, AIBinder* object, int64_t client)
     return {{found->second.kind, found->second.number}};
 }
 
-Json Recorder::commonFields(const char* key, const std::string& value, int64_t client) {
+int64_t Recorder::microseconds() const {
     const auto time = std::chrono::steady_clock::now() - mStart;
-    return {{"n", ++mNumber},
-            {"time", std::chrono::duration_cast<std::chrono::microseconds>(time).count()},
-            {"client", client},
-            {key, value}};
+    return std::chrono::duration_cast<std::chrono::microseconds>(time).count();
+}
+
+Json Recorder::commonFields(const char* key, const std::string& value, int64_t client) {
+    return {{"n", ++mNumber}, {"time", microseconds()}, {"client", client}, {key, value}};
 }
 
 void Recorder::noticeEnds(std::vector<ndk::SpAIBinder>* alive) {
@@ -129,6 +130,7 @@ void Recorder::ended(Json line, const codec::Operation& operation, binder_status
                               REQUIRES(mLock) { return nameOf(kindOf(type), object, client); };
     if (reply != nullptr && answer.isOk()) (void)operation.readResult(reply, name, &value);
     line["answer"] = std::move(value);
+    line["took"] = microseconds() - line["time"].get<int64_t>();
     mFile.write(line);
     mOpen.erase(line["n"].get<int64_t>());
 }

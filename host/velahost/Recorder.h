@@ -51,6 +51,8 @@ class Recorder {
         int64_t client;
     };
 
+    /** Since the recording began. */
+    [[nodiscard]] int64_t microseconds() const;
     codec::Json commonFields(const char* key, const std::string& value, int64_t client)
             REQUIRES(mLock);
     int64_t clientOf(pid_t pid) REQUIRES(mLock);

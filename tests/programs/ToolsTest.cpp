@@ -93,7 +93,7 @@ TEST_F(ToolsTest, ReplaysWhatItRecorded) {
     EXPECT_THAT(recording, HasSubstr(R"("arguments":[7,-1,{"kind":"file","size":16},16])"));
     EXPECT_THAT(recording,
                 HasSubstr(R"("interface":"composerCallback 1","event":"onConfigChanged",)"
-                          R"("arguments":[0,1,[2]],"status":"ok","answer":[5,6]})"));
+                          R"("arguments":[0,1,[2]],"status":"ok","answer":[5,6],"took":)"));
     EXPECT_THAT(recording, HasSubstr(R"("interface":"composer 2","operation":"present")"));
 
     const Result same = replay(mRecording, {"--journal", mFolder / "first"});
