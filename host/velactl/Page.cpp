@@ -23,8 +23,8 @@ constexpr std::string_view kPlace = "<!-- recording -->\n";
 Json signaturesOf(const Recording& recording) {
     Json signatures = Json::object();
     for (const RecordedCall& call : recording.calls) {
-        if (call.signature.empty()) continue;
-        signatures[nameOf(call.target) + " " + call.operation] = call.signature;
+        if (call.definition == nullptr) continue;
+        signatures[nameOf(call.target) + " " + call.operation] = call.definition->signature();
     }
     return signatures;
 }
@@ -90,7 +90,7 @@ void addPageCommand(CLI::App* app, std::optional<int>* out) {
             "  velactl page session.jsonl -o page.html\n");
     const auto file = std::make_shared<std::string>();
     const auto output = std::make_shared<std::string>();
-    command->add_option("file", *file, "What velahost --record wrote")->required();
+    command->add_option("RECORDING", *file, "What velahost --record wrote")->required();
     command->add_option("-o,--output", *output,
                         "The page; - is stdout; the recording's name with .html unless given");
     command->callback([=] { *out = report(writePage(*file, *output)); });

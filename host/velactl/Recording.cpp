@@ -60,7 +60,7 @@ bool parseCall(const Json& json, RecordedCall* out, std::string* error) {
         json["arguments"].size() != (*operation)->parameters.size()) {
         return codec::refuse(error, "arguments: expected those of " + (*operation)->signature());
     }
-    out->signature = (*operation)->signature();
+    out->definition = *operation;
     out->arguments = json["arguments"].get<std::vector<Json>>();
     if (!json.contains("status") || !json.contains("answer")) {
         return codec::refuse(error, "status or answer is missing");
@@ -69,12 +69,6 @@ bool parseCall(const Json& json, RecordedCall* out, std::string* error) {
     out->answer = json["answer"];
     ndk::ScopedAStatus status;
     return codec::statusFromJson(out->status, &status, error);
-}
-
-/** "composer 1" for {"composer": 1}; empty for what names no object. */
-std::string objectIn(const Json& json) {
-    if (!json.is_object() || json.size() != 1 || !json.begin()->is_number_integer()) return {};
-    return json.begin().key() + " " + json.begin()->dump();
 }
 
 /** Checks that no line is missing and that each object appears before it is used. */
@@ -119,6 +113,11 @@ int64_t numberOf(const std::string& target) {
     const size_t space = std::min(target.find(' '), target.size() - 1);
     (void)std::from_chars(target.data() + space + 1, target.data() + target.size(), number);
     return number;
+}
+
+std::string objectIn(const Json& json) {
+    if (!json.is_object() || json.size() != 1 || !json.begin()->is_number_integer()) return {};
+    return json.begin().key() + " " + json.begin()->dump();
 }
 
 Failure parseRecording(std::istream& in, const std::string& file, Recording* out) {

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "host/codec/Operation.h"
 #include "host/velactl/Report.h"
 
 namespace velactl {
@@ -19,7 +20,7 @@ struct RecordedCall {
     int64_t client = 0;
     std::string target;  // "vela", "composer 1", "callback 2"
     std::string operation;
-    std::string signature;  // of the operation, empty for a line "gone"
+    const codec::Operation* definition = nullptr;  // null for a line "gone"
     std::vector<Json> arguments;
     Json status;
     Json answer;
@@ -46,5 +47,7 @@ Failure writeRecording(const Recording& recording);
 /** "composer 1" as its name and its number; 0 where it has none. */
 std::string nameOf(const std::string& target);
 int64_t numberOf(const std::string& target);
+/** "composer 1" for {"composer": 1}; empty for what names no object. */
+std::string objectIn(const Json& json);
 
 }  // namespace velactl

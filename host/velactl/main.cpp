@@ -14,6 +14,7 @@
 #include "host/velactl/Monitor.h"
 #include "host/velactl/Page.h"
 #include "host/velactl/Prompt.h"
+#include "host/velactl/Reduce.h"
 #include "host/velactl/Replay.h"
 #include "host/velactl/Report.h"
 #include "host/velactl/Script.h"
@@ -176,6 +177,7 @@ int run(int argc, char** argv) {
 
     std::optional<int> done;
     addPageCommand(&app, &done);
+    addReduceCommands(&app, &done);
 
     try {
         app.parse(argc, argv);
