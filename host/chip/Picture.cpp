@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <optional>
 #include <sstream>
 #include <utility>
 #include <vector>
@@ -17,6 +18,16 @@ constexpr double kMargin = 24;
 constexpr double kTop = 72;
 constexpr double kListWidth = 470;
 constexpr double kRowHeight = 64;
+constexpr size_t kMostRows = 32;
+constexpr double kThinnest = 16;  // edge of a panel
+constexpr double kLabelInset = 6;
+constexpr double kLabelHeight = 16;
+constexpr double kLabelWidth = 90;
+// Widths of the widest fonts' usual characters, by style.
+constexpr double kTextWidth = 7.4;
+constexpr double kSoftWidth = 6.9;
+constexpr double kMarkWidth = 7.7;
+constexpr double kBoldWidth = 9.5;
 constexpr size_t kColors = 6;
 
 struct Palette {
@@ -80,6 +91,14 @@ std::string box(double x, double y, double width, double height, const std::stri
 std::string label(double x, double y, const std::string& styles, const std::string& content) {
     return "<text x=\"" + decimal(x) + "\" y=\"" + decimal(y) + "\" class=\"" + styles + "\">" +
            content + "</text>\n";
+}
+
+/// The text, cut with an ellipsis where it takes more than `width`.
+std::string fitted(const std::string& text, double width, double characterWidth) {
+    const auto most = static_cast<size_t>(std::max(width / characterWidth, 1.0));
+    const auto begins = [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; };
+    if (static_cast<size_t>(std::count_if(text.begin(), text.end(), begins)) <= most) return text;
+    return cutText(text, most - 1) + "…";
 }
 
 std::string placeText(const hwc_rect& rect) {
@@ -147,35 +166,73 @@ std::string removedText(const ChipFrame& frame, const ChipFrame* before) {
     return text.empty() ? text : "gone since the frame before: layer" + text;
 }
 
-/// Where a layer's label stands on the panel: in the first of its corners that no layer above it
-/// covers.
-std::pair<double, double> labelPlace(const ChipLayer& layer, const std::vector<Shown>& above,
-                                     const ChipFrame& frame, double scale) {
-    const double left = std::max(layer.frame.left, 0) * scale + 7;
-    const double top = std::max(layer.frame.top, 0) * scale + 19;
-    const double right = std::min<double>(layer.frame.right, frame.width) * scale - 30;
-    const double bottom = std::min<double>(layer.frame.bottom, frame.height) * scale - 8;
-    const std::pair<double, double> corners[] = {
-            {left, top}, {left, bottom}, {right, top}, {right, bottom}};
-    for (const auto& corner : corners) {
-        const bool covered = std::any_of(above.begin(), above.end(), [&](const Shown& it) {
-            const hwc_rect& rect = it.layer->frame;
-            return corner.first >= rect.left * scale && corner.first <= rect.right * scale &&
-                   corner.second >= rect.top * scale && corner.second - 12 <= rect.bottom * scale;
-        });
-        if (!covered) return corner;
+/// How much a pixel of the display is on the page; the same both ways but for extreme shapes.
+struct Scale {
+    double x;
+    double y;
+};
+
+Scale scaleOf(double width, double height) {
+    const double scale = std::min(kPanelWidth / width, kPanelHeight / height);
+    return {std::max(scale, kThinnest / width), std::max(scale, kThinnest / height)};
+}
+
+/// A place on the panel, in pixels of the page.
+struct Place {
+    double left;
+    double top;
+    double right;
+    double bottom;
+
+    [[nodiscard]] bool meets(const Place& other) const {
+        return left < other.right && other.left < right && top < other.bottom && other.top < bottom;
     }
-    return corners[0];
+};
+
+Place onPanel(const hwc_rect& rect, const ChipFrame& frame, Scale scale) {
+    return {std::max(rect.left, 0) * scale.x, std::max(rect.top, 0) * scale.y,
+            std::min<double>(rect.right, frame.width) * scale.x,
+            std::min<double>(rect.bottom, frame.height) * scale.y};
+}
+
+bool meetsAny(const Place& place, const std::vector<Place>& others) {
+    return std::any_of(others.begin(), others.end(),
+                       [&](const Place& it) { return place.meets(it); });
+}
+
+/// Where a layer's label of that width stands on the panel: where no layer above it is, else where
+/// no other label is; in corners first. Nowhere when all is taken, or the layer is not to be seen.
+std::optional<Place> labelPlace(const Place& layer, double width, const Place& panel,
+                                const std::vector<Place>& above, const std::vector<Place>& labels) {
+    if (!layer.meets(panel)) return std::nullopt;
+    const double left = std::min(layer.left + kLabelInset, panel.right - width);
+    const double top = std::min(layer.top + kLabelInset, panel.bottom - kLabelHeight);
+    const double right = std::max(layer.right - kLabelInset - width, left);
+    const double bottom = std::max(layer.bottom - kLabelInset - kLabelHeight, top);
+    std::vector<std::pair<double, double>> corners{
+            {left, top}, {left, bottom}, {right, top}, {right, bottom}};
+    for (double x = left; x <= right; x += width + kLabelInset) {
+        for (double y = top; y <= bottom; y += kLabelHeight)
+            corners.emplace_back(x, y);
+    }
+    std::optional<Place> free;
+    for (const auto& [x, y] : corners) {
+        const Place place{x, y, x + width, y + kLabelHeight};
+        if (x < 0 || y < 0 || meetsAny(place, labels)) continue;
+        if (!meetsAny(place, above)) return place;
+        if (!free) free = place;
+    }
+    return free;
 }
 
 /// The display with its layers; the part that lies outside is cut off.
 void drawPanel(std::ostream& out, const ChipFrame& frame, const std::vector<Shown>& layers,
-               double scale) {
+               Scale scale) {
     const auto area = [scale](double left, double top, double right, double bottom,
                               const std::string& styles, double inset = 0) {
-        return box(kMargin + left * scale + inset, kTop + top * scale + inset,
-                   std::max((right - left) * scale - 2 * inset, 0.0),
-                   std::max((bottom - top) * scale - 2 * inset, 0.0), styles);
+        return box(kMargin + left * scale.x + inset, kTop + top * scale.y + inset,
+                   std::max((right - left) * scale.x - 2 * inset, 0.0),
+                   std::max((bottom - top) * scale.y - 2 * inset, 0.0), styles);
     };
     const double right = frame.width;
     const double bottom = frame.height;
@@ -192,28 +249,50 @@ void drawPanel(std::ostream& out, const ChipFrame& frame, const std::vector<Show
             out << area(rect.left, rect.top, rect.right, rect.bottom, "changed", 2);
         }
     }
-    for (auto it = layers.begin(); it != layers.end(); ++it) {
-        const auto [x, y] = labelPlace(*it->layer, {it + 1, layers.end()}, frame, scale);
-        out << label(kMargin + x, kTop + y, "id", std::to_string(it->id));
+    const Place panel{0, 0, right * scale.x, bottom * scale.y};
+    std::vector<Place> above;
+    std::vector<Place> labels;
+    for (auto it = layers.rbegin(); it != layers.rend(); ++it) {
+        const std::string text = fitted(std::to_string(it->id), kLabelWidth, kBoldWidth);
+        const double width = static_cast<double>(text.size()) * kBoldWidth;
+        const Place layer = onPanel(it->layer->frame, frame, scale);
+        if (const auto place = labelPlace(layer, width, panel, above, labels)) {
+            out << label(kMargin + place->left, kTop + place->bottom - 2, "id", text);
+            labels.push_back(*place);
+        }
+        above.push_back(layer);
     }
     out << "</g>\n";
 }
 
+/// Names the layers, topmost first, as many as the page has room for.
 void drawList(std::ostream& out, const std::vector<Shown>& layers, double x) {
+    const double left = x + 24;
+    const double width = kListWidth - 24;
     double y = kTop;
-    for (auto it = layers.rbegin(); it != layers.rend(); ++it, y += kRowHeight) {
+    const auto last = layers.rbegin() + static_cast<ptrdiff_t>(std::min(layers.size(), kMostRows));
+    for (auto it = layers.rbegin(); it != last; ++it, y += kRowHeight) {
         const ChipLayer& layer = *it->layer;
-        out << box(x, y + 2, 14, 14, it->color)
-            << label(x + 24, y + 14, "id", "layer " + std::to_string(it->id))
-            << label(x + 24, y + 32, "",
-                     "z " + std::to_string(layer.z) + "  ·  composition " +
-                             compositionName(layer.composition) + "  ·  transform " +
-                             transformName(layer.transform))
-            << label(x + 24, y + 48, "soft",
-                     "frame " + placeText(layer.frame) + "  ·  crop " + placeText(layer.crop) +
-                             "  ·  buffer " +
-                             (layer.buffer ? std::to_string(*layer.buffer) : "none"));
-        if (!it->change.empty()) out << label(x + 170, y + 14, "mark", it->change);
+        const std::string name = "layer " + std::to_string(it->id);
+        const double mark = std::max(146.0, static_cast<double>(name.size() + 1) * kBoldWidth);
+        out << box(x, y + 2, 14, 14, it->color) << label(left, y + 14, "id", name)
+            << label(left, y + 32, "",
+                     fitted("z " + std::to_string(layer.z) + "  ·  composition " +
+                                    compositionName(layer.composition) + "  ·  transform " +
+                                    transformName(layer.transform),
+                            width, kTextWidth))
+            << label(left, y + 48, "soft",
+                     fitted("frame " + placeText(layer.frame) + "  ·  crop " +
+                                    placeText(layer.crop) + "  ·  buffer " +
+                                    (layer.buffer ? std::to_string(*layer.buffer) : "none"),
+                            width, kSoftWidth));
+        if (!it->change.empty()) {
+            out << label(left + mark, y + 14, "mark", fitted(it->change, width - mark, kMarkWidth));
+        }
+    }
+    if (last != layers.rend()) {
+        out << label(left, y + 14, "soft",
+                     "and " + std::to_string(layers.size() - kMostRows) + " layers below them");
     }
 }
 
@@ -222,12 +301,12 @@ void drawList(std::ostream& out, const std::vector<Shown>& layers, double x) {
 std::string pictureOf(const ChipFrame& frame, const ChipFrame* before) {
     const double width = std::max(frame.width, 1u);
     const double height = std::max(frame.height, 1u);
-    const double scale = std::min(kPanelWidth / width, kPanelHeight / height);
+    const Scale scale = scaleOf(width, height);
     const std::vector<Shown> layers = shownLayers(frame, before);
-    const double listX = kMargin + width * scale + kMargin;
+    const double listX = kMargin + width * scale.x + kMargin;
     const double total = listX + kListWidth + kMargin;
-    const double content = std::max(
-            height * scale, kRowHeight * static_cast<double>(std::max<size_t>(layers.size(), 1)));
+    const size_t rows = std::clamp<size_t>(layers.size(), 1, kMostRows + 1);
+    const double content = std::max(height * scale.y, kRowHeight * static_cast<double>(rows));
     const std::string removed = removedText(frame, before);
     const double end = kTop + content + (removed.empty() ? 0 : kMargin) + kMargin;
 
@@ -245,11 +324,14 @@ std::string pictureOf(const ChipFrame& frame, const ChipFrame* before) {
                          std::to_string(frame.stack.layers.size()) +
                          (before == nullptr
                                   ? std::string("  ·  the first frame")
-                                  : "  ·  before it: frame " + std::to_string(before->number)));
+                                  : "  ·  before it: frame " + std::to_string(before->number)) +
+                         (scale.x == scale.y ? "" : "  ·  not to scale"));
     drawPanel(out, frame, layers, scale);
     if (layers.empty()) out << label(listX, kTop + 14, "soft", "no layers");
     drawList(out, layers, listX);
-    if (!removed.empty()) out << label(kMargin, end - kMargin + 4, "mark", removed);
+    if (!removed.empty())
+        out << label(kMargin, end - kMargin + 4, "mark",
+                     fitted(removed, total - 2 * kMargin, kMarkWidth));
     out << "</svg>\n";
     return out.str();
 }
