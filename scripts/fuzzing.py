@@ -1,4 +1,5 @@
 """What fuzz-run, fuzz-campaign and fuzz-prove share: the corpora as text, and one run of a target."""
+import json
 import os
 import re
 import shutil
@@ -46,6 +47,34 @@ def run(build, target, options, findings=None, folders=None, limit="unlimited"):
     executions = max((int(a or b) for a, b in executed), default=0)
     failed = process.returncode not in (0, -signal.SIGXCPU)
     return Run(failed, executions, usage.ru_utime + usage.ru_stime, output)
+
+
+def plain(value):
+    """Without what a record's fields are anyhow."""
+    if isinstance(value, list):
+        return [plain(it) for it in value]
+    if isinstance(value, dict):
+        return {name: plain(it) for name, it in value.items() if it not in (0, "", [], False, None)}
+    return value
+
+
+def parts(recording, folder):
+    """Writes an input of fuzz_texts for each operation and event of the recording: its first call and what that needs."""
+    velactl = ROOT / "build/release/bin/velactl"
+    taken = set()
+    for line in Path(recording).read_text(encoding="utf-8").splitlines():
+        call = json.loads(line)
+        name = (call.get("interface", "").split(" ")[0], call.get("operation", call.get("event", "gone")))
+        if "n" not in call or name in taken:
+            continue
+        taken.add(name)
+        words = [velactl, "trim", recording, str(call["n"]), str(call["n"]), "-o", "-"]
+        lines = [{"recording": 1}]
+        for text in subprocess.run(words, check=True, capture_output=True, text=True).stdout.splitlines()[1:]:
+            part = json.loads(text)
+            lines.append({key: plain(value) if key == "arguments" else value for key, value in part.items() if key not in ("time", "took")})
+        text = "".join(json.dumps(it, separators=(",", ":")) + "\n" for it in lines)
+        (Path(folder) / "-".join(map(str, name))).write_bytes(b"\x02" + text.encode())
 
 
 def update(build, target, folder, lines=60, size=300):

@@ -32,6 +32,7 @@ Names madeBy(const RecordedCall& call) {
         names.insert(objectIn(argument));
     names.insert(objectIn(call.answer));
     names.erase("");
+    if (call.target == "vela") return names;  // which refuses all that concerns layers
     if (call.operation == "createLayer") names.insert(argumentText(call, "layer"));
     if (call.operation == "buildLayerStack") names.insert("built " + argumentText(call, "display"));
     if (call.operation == "commitLayerStack") {
@@ -43,7 +44,8 @@ Names madeBy(const RecordedCall& call) {
 /** Names of what the call cannot do without. */
 Names neededBy(const RecordedCall& call) {
     Names names;
-    if (call.target != "vela") names.insert(call.target);
+    if (call.target == "vela") return names;
+    names.insert(call.target);
     if (call.kind != RecordedCall::Kind::kRequest) return names;
     if (call.operation != "createLayer") names.insert(argumentText(call, "layer"));
     if (call.operation == "commitLayerStack")

@@ -56,6 +56,11 @@ std::string pageOf(const Recording& recording) {
     return page.append(kPage.substr(place + kPlace.size()));
 }
 
+/** "1 client", "2 clients". */
+std::string countText(size_t count, const std::string& what) {
+    return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+}
+
 Failure writePage(const std::string& file, std::string output) {
     Recording recording;
     if (auto failure = readRecording(file, &recording)) return failure;
@@ -70,9 +75,8 @@ Failure writePage(const std::string& file, std::string output) {
         events += call.kind == RecordedCall::Kind::kEvent ? 1 : 0;
         clients.insert(call.client);
     }
-    printResult(output + ": " + std::to_string(requests) + " requests and " +
-                        std::to_string(events) + " events of " + std::to_string(clients.size()) +
-                        " clients",
+    printResult(output + ": " + countText(requests, "request") + " and " +
+                        countText(events, "event") + " of " + countText(clients.size(), "client"),
                 {{"page", output},
                  {"requests", requests},
                  {"events", events},

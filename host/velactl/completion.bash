@@ -11,7 +11,7 @@ _velactl() {
     done
     COMPREPLY=()
     if [ -z "$command" ]; then
-        COMPREPLY=($(compgen -W "info list vela composer dump monitor session replay screenshot
+        COMPREPLY=($(compgen -W "info list vela composer dump monitor session replay page reduce trim screenshot
             $(_vela_options "$program")" -- "$word"))
     elif [[ $word == -* ]]; then
         COMPREPLY=($(compgen -W "$(_vela_options "$program" "$command")" -- "$word"))
