@@ -39,6 +39,7 @@ function describe(call) {
     row('answer', textOf(call.answer));
     if (call.status !== 'ok') row('status', `${call.status.kind} error ${call.status.code}: ${call.status.description}`, 'refused');
   }
+  for (const why of call.why) row('refused', why, 'refused');
   const title = element('h2', `${call.target} ${call.operation} `);
   if (call.refusal) title.append(element('span', call.refusal, 'refused'));
   section.replaceChildren(title, table);

@@ -38,6 +38,7 @@ function nameOfError(status) {
 function refusalOf(call) {
   if (call.kind === 'gone') return '';
   if (call.status !== 'ok') return nameOfError(call.status);
+  if (call.why.length) return call.why[0].replace(/:.*/s, '');
   if (call.operation === 'present') return call.answer === 0 ? 'not presented' : '';
   const status = call.operation === 'updateDisplayBrightness' ? call.answer?.[0] : call.answer;
   return typeof status === 'number' && status < 0 ? errnoNames[-status] ?? String(status) : '';
@@ -50,10 +51,11 @@ function callOf(line) {
     kind, n: json.n, time: json.time, took: json.took ?? 0, client: json.client,
     target: json.interface ?? json.gone, operation: json.operation ?? json.event ?? 'gone',
     arguments: json.arguments ?? [], status: json.status, answer: json.answer ?? null,
+    why: json.refused ?? [], // by the chip, as far as the recording tells
   };
   call.refusal = refusalOf(call);
   call.name = `${call.target.replace(/ .*/, '')} ${call.operation}`;
-  call.text = `${call.target} ${call.operation} ${textOf(call.arguments)} ${textOf(call.answer)} ${call.refusal}`.toLowerCase();
+  call.text = `${call.target} ${call.operation} ${textOf(call.arguments)} ${textOf(call.answer)} ${call.refusal} ${call.why.join(' ')}`.toLowerCase();
   return call;
 }
 
