@@ -1,7 +1,6 @@
 #include "host/velactl/Page.h"
 
 #include <filesystem>
-#include <memory>
 #include <set>
 #include <string>
 #include <string_view>
@@ -61,6 +60,8 @@ std::string countText(size_t count, const std::string& what) {
     return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
 }
 
+}  // namespace
+
 Failure writePage(const std::string& file, std::string output) {
     Recording recording;
     if (auto failure = readRecording(file, &recording)) return failure;
@@ -82,22 +83,6 @@ Failure writePage(const std::string& file, std::string output) {
                  {"events", events},
                  {"clients", clients.size()}});
     return {};
-}
-
-}  // namespace
-
-void addPageCommand(CLI::App* app, std::optional<int>* out) {
-    CLI::App* command = app->add_subcommand("page", "Write a recording as a page for a browser");
-    command->footer(
-            "Examples:\n"
-            "  velactl page session.jsonl\n"
-            "  velactl page session.jsonl -o page.html\n");
-    const auto file = std::make_shared<std::string>();
-    const auto output = std::make_shared<std::string>();
-    command->add_option("RECORDING", *file, "What velahost --record wrote")->required();
-    command->add_option("-o,--output", *output,
-                        "The page; - is stdout; the recording's name with .html unless given");
-    command->callback([=] { *out = report(writePage(*file, *output)); });
 }
 
 }  // namespace velactl

@@ -1,15 +1,15 @@
 #pragma once
 
-#include <optional>
+#include <string>
 
-#include <CLI/CLI.hpp>
+#include "host/velactl/Report.h"
 
 namespace velactl {
 
 /**
- * Adds `page`, which writes a recording as one HTML file that shows it and needs nothing else. *out
- * gets the exit code when that subcommand was given.
+ * Writes a recording as one HTML file that shows it and needs nothing else, and prints what it
+ * holds. An empty `output` is the recording's name with .html, "-" stdout.
  */
-void addPageCommand(CLI::App* app, std::optional<int>* out);
+Failure writePage(const std::string& file, std::string output);
 
 }  // namespace velactl

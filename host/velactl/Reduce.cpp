@@ -10,9 +10,9 @@
 #include <cstdint>
 #include <cstring>
 #include <filesystem>
-#include <memory>
 #include <numeric>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -23,7 +23,7 @@
 namespace velactl {
 namespace {
 
-constexpr const char* kPlaceholder = "{}";
+constexpr std::string_view kPlaceholder = "{}";
 constexpr int kCannotRun = 126;  // the shell's codes for a command that it cannot run, or find
 constexpr int kNotFound = 127;
 constexpr int kSignalled = 128;
@@ -66,14 +66,22 @@ Failure run(std::vector<std::string> words, int* out) {
 class Search {
   public:
     Search(const Recording& recording, std::string output, std::vector<std::string> command)
-        : mRecording(recording), mOutput(std::move(output)), mCommand(std::move(command)) {
-        const auto place = std::find(mCommand.begin(), mCommand.end(), kPlaceholder);
-        mPlace = static_cast<size_t>(place - mCommand.begin());
-        if (place == mCommand.end()) mCommand.emplace_back();
-        mCommand[mPlace] = mOutput + ".try";
+        : mRecording(recording),
+          mOutput(std::move(output)),
+          mTried(mOutput + ".try"),
+          mCommand(std::move(command)) {
+        bool isNamed = false;
+        for (std::string& word : mCommand) {
+            for (size_t at = 0; (at = word.find(kPlaceholder, at)) != std::string::npos;) {
+                word.replace(at, kPlaceholder.size(), mTried);
+                at += mTried.size();
+                isNamed = true;
+            }
+        }
+        if (!isNamed) mCommand.push_back(mTried);
     }
 
-    ~Search() { (void)unlink(mCommand[mPlace].c_str()); }
+    ~Search() { (void)unlink(mTried.c_str()); }
 
     Search(const Search&) = delete;
     Search& operator=(const Search&) = delete;
@@ -125,26 +133,27 @@ class Search {
     /** Runs the command with these calls; those with which it ends as it should become the output.
      */
     Failure attempt(const Calls& calls, bool* same) {
-        const std::string& file = mCommand[mPlace];
-        if (auto failure = writeFile(file, excerptOf(mRecording, calls))) return failure;
+        if (auto failure = writeFile(mTried, excerptOf(mRecording, calls))) return failure;
         int code = 0;
         if (auto failure = run(mCommand, &code)) return failure;
         if (mRuns++ == 0) mCode = code;
         *same = code == mCode && code != 0;
         if (!*same) return {};
         std::error_code error;
-        std::filesystem::rename(file, mOutput, error);
+        std::filesystem::rename(mTried, mOutput, error);
         return error ? usageError("cannot write " + mOutput + ": " + error.message()) : Failure{};
     }
 
     const Recording& mRecording;
     const std::string mOutput;
+    const std::string mTried;  // the file that the command is given
     std::vector<std::string> mCommand;
-    size_t mPlace = 0;  // of the recording's file among the command's words
     Calls mBest;
     size_t mRuns = 0;
     int mCode = 0;  // what the command ends with for the whole recording
 };
+
+}  // namespace
 
 Failure reduce(const std::string& file, std::string output, std::vector<std::string> command) {
     Recording recording;
@@ -189,45 +198,6 @@ Failure trim(const std::string& file, std::string output, int64_t from, int64_t 
                  {"of", recording.calls.size()},
                  {"needed", needed}});
     return {};
-}
-
-}  // namespace
-
-void addReduceCommands(CLI::App* app, std::optional<int>* out) {
-    const auto file = std::make_shared<std::string>();
-    const auto output = std::make_shared<std::string>();
-    const auto command = std::make_shared<std::vector<std::string>>();
-    const auto range = std::make_shared<std::pair<int64_t, int64_t>>();
-
-    CLI::App* reduceCommand =
-            app->add_subcommand("reduce", "Find the shortest recording for which a command fails");
-    reduceCommand->footer(
-            "The command is run again and again, with the recording to try in the place of {}, or "
-            "at its end. It\n"
-            "fails when it ends with the code with which it ends for the whole recording.\n\n"
-            "Examples:\n"
-            "  velactl reduce session.jsonl -- ./my-check\n"
-            "  velactl reduce session.jsonl -o small.jsonl -- timeout 10 ./my-check --recording "
-            "{}\n");
-    reduceCommand->add_option("RECORDING", *file, "What velahost --record wrote")->required();
-    reduceCommand->add_option("-o,--output", *output,
-                              "What is found; the recording's name with .reduced unless given");
-    reduceCommand->add_option("COMMAND", *command, "Behind --")->required();
-    reduceCommand->callback([=] { *out = report(reduce(*file, *output, *command)); });
-
-    CLI::App* trimCommand = app->add_subcommand("trim", "Cut a part out of a recording");
-    trimCommand->footer(
-            "Examples:\n"
-            "  velactl trim session.jsonl 40 60\n"
-            "  velactl trim session.jsonl 40 60 -o part.jsonl\n");
-    trimCommand->add_option("RECORDING", *file, "What velahost --record wrote")->required();
-    trimCommand->add_option("FROM", range->first, "The first call, by its number n")->required();
-    trimCommand->add_option("TO", range->second, "The last call")->required();
-    trimCommand->add_option(
-            "-o,--output", *output,
-            "The part; - is stdout; the recording's name with .trimmed unless given");
-    trimCommand->callback(
-            [=] { *out = report(trim(*file, *output, range->first, range->second)); });
 }
 
 }  // namespace velactl

@@ -12,9 +12,8 @@
 
 #include "host/codec/InterfaceCodec.h"
 #include "host/velactl/Monitor.h"
-#include "host/velactl/Page.h"
 #include "host/velactl/Prompt.h"
-#include "host/velactl/Reduce.h"
+#include "host/velactl/RecordingCommands.h"
 #include "host/velactl/Replay.h"
 #include "host/velactl/Report.h"
 #include "host/velactl/Script.h"
@@ -176,8 +175,7 @@ int run(int argc, char** argv) {
     screenshotCommand->add_option("file", file, "The SVG file to write")->required();
 
     std::optional<int> done;
-    addPageCommand(&app, &done);
-    addReduceCommands(&app, &done);
+    addRecordingCommands(&app, &done);
 
     try {
         app.parse(argc, argv);

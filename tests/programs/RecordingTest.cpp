@@ -82,14 +82,14 @@ TEST_F(RecordingTest, ReducesToWhatStillFails) {
         const char* check;  // fails when it finds what it looks for
         std::vector<int> calls;
     } cases[] = {
-            {R"(! grep -q '\[0,8,1\]' "$1")", {2, 11}},
-            {R"(! grep -q onFeature "$1")", {3, 9}},
-            {R"(! { grep -q '\[0,8\]' "$1" && grep -q gone "$1"; })", {2, 5, 12}},
+            {R"(! grep -q '\[0,8,1\]' "{}")", {2, 11}},
+            {R"(! grep -q onFeature "{}")", {3, 9}},
+            {R"(! { grep -q '\[0,8\]' "{}" && grep -q gone "{}"; })", {2, 5, 12}},
             // Fails in another way without its first calls.
-            {R"(grep -q '"composer":2' "$1" || exit 5; ! grep -q present "$1")", {1, 2, 10}},
+            {R"(grep -q '"composer":2' "{}" || exit 5; ! grep -q present "{}")", {1, 2, 10}},
     };
     for (const auto& it : cases) {
-        const Result result = velactl({"reduce", mRecording, "--", "sh", "-c", it.check, "sh"});
+        const Result result = velactl({"reduce", mRecording, "--", "sh", "-c", it.check});
         EXPECT_EQ(result.code, 0) << result.errors;
         EXPECT_EQ(callsOf(mFolder / "session.reduced.jsonl"), it.calls) << it.check;
     }
@@ -101,7 +101,7 @@ TEST_F(RecordingTest, SaysWhatIsWrong) {
         Arguments arguments;
         const char* error;
     } cases[] = {
-            {{"reduce", mRecording, "--", "true", "{}"}, "true ends with 0 for the whole"},
+            {{"reduce", mRecording, "--", "true"}, "true ends with 0 for the whole"},
             {{"reduce", mRecording, "--", "/nowhere/check"}, "cannot run /nowhere/check: No such"},
             {{"reduce", mRecording}, "COMMAND is required"},
             {{"trim", mRecording, "13", "14"}, "has no calls from 13 to 14"},
