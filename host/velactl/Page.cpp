@@ -43,12 +43,13 @@ std::string embedded(std::string_view json) {
 }
 
 std::string pageOf(const Recording& recording) {
-    const Json about{{"file", std::filesystem::path(recording.file).filename()},
+    const Json about{{"file", std::filesystem::path(recording.file).filename().string()},
                      {"signatures", signaturesOf(recording)}};
     const size_t place = kPage.find(kPlace);
     std::string page(kPage.substr(0, place));
-    page += "<script type=\"application/json\" id=\"about\">" + embedded(about.dump()) +
-            "</script>\n<script type=\"text/plain\" id=\"recording\">\n";
+    page += "<script type=\"application/json\" id=\"about\">" +
+            embedded(about.dump(-1, ' ', false, Json::error_handler_t::replace)) +
+            "</script>\n<script type=\"text/plain\" id=\"recording\">";
     for (const std::string& line : recording.text)
         page += embedded(line) + "\n";
     page += "</script>\n";

@@ -166,7 +166,7 @@ document.title = about.file ?? 'Recording';
 byId('title').textContent = document.title;
 const last = calls.reduce((end, call) => Math.max(end, call.time + call.took), 0);
 byId('counts').textContent = [plural(recording.requests, 'request'), plural(recording.events, 'event'), plural(recording.clients.length, 'client'),
-  `${recording.refused} refused`, plural(frames.list.length, 'frame'), timeText(last - (calls[0]?.time ?? 0))].join(' · ');
+  `${recording.refused} refused`, plural(frames.list.length, 'frame'), timeText(last - (calls[0]?.time ?? 0)), recording.ending].filter(Boolean).join(' · ');
 fillSelect('client', 'all clients', recording.clients, client => `client ${client}`);
 const times = new Map();
 for (const call of calls) times.set(call.name, (times.get(call.name) ?? 0) + 1);

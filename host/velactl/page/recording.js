@@ -61,8 +61,14 @@ function callOf(line) {
 
 function readRecording(text, about) {
   const calls = [];
-  for (const line of text.split('\n')) {
-    if (line.includes('"n":')) calls.push(callOf(line));
+  let ending = 'ends early'; // unless its last line is there
+  for (const line of text.split('\n').slice(1)) {
+    if (line.startsWith('{"end":')) {
+      const { open } = JSON.parse(line);
+      ending = open.length ? `${open.length} had not ended` : '';
+    } else if (line.includes('{')) {
+      calls.push(callOf(line));
+    }
   }
   // A recording has them as they ended.
   calls.sort((a, b) => a.n - b.n);
@@ -70,7 +76,7 @@ function readRecording(text, about) {
   const clients = [...new Set(calls.map(call => call.client))].sort((a, b) => a - b);
   const of = kind => calls.filter(call => call.kind === kind).length;
   return {
-    about, calls, clients,
+    about, calls, clients, ending,
     operations: [...new Set(calls.map(call => call.name))].sort(),
     requests: of('request'), events: of('event'), refused: calls.filter(call => call.refusal).length,
     // "long display" of "int present(long display)"
