@@ -220,10 +220,11 @@ class Lanes {
     let free = -Infinity; // where the last name ends
     for (const [call, left, right] of this.inView(row, call => call.refusal)) {
       out.fillRect(left, row.y + 3, Math.max(right - left, 3), rowHeight - 6);
-      const x = Math.max(left, labelWidth);
+      const { width } = out.measureText(call.refusal);
+      const x = Math.min(Math.max(left, labelWidth), this.width - width - 4);
       if (x < free) continue;
       out.fillText(call.refusal, x, row.y + rowHeight + nameHeight / 2 - 2);
-      free = x + out.measureText(call.refusal).width + 8;
+      free = x + width + 8;
     }
   }
 
