@@ -201,7 +201,7 @@ bool meetsAny(const Place& place, const std::vector<Place>& others) {
 }
 
 /// Where a layer's label of that width stands on the panel: where no layer above it is, else where
-/// no other label is; in corners first. Nowhere when all is taken, or the layer is not to be seen.
+/// no other label is; in places first. Nowhere when all is taken, or the layer is not to be seen.
 std::optional<Place> labelPlace(const Place& layer, double width, const Place& panel,
                                 const std::vector<Place>& above, const std::vector<Place>& labels) {
     if (!layer.meets(panel)) return std::nullopt;
@@ -209,14 +209,15 @@ std::optional<Place> labelPlace(const Place& layer, double width, const Place& p
     const double top = std::min(layer.top + kLabelInset, panel.bottom - kLabelHeight);
     const double right = std::max(layer.right - kLabelInset - width, left);
     const double bottom = std::max(layer.bottom - kLabelInset - kLabelHeight, top);
-    std::vector<std::pair<double, double>> corners{
+    std::vector<std::pair<double, double>> places{
             {left, top}, {left, bottom}, {right, top}, {right, bottom}};
-    for (double x = left; x <= right; x += width + kLabelInset) {
-        for (double y = top; y <= bottom; y += kLabelHeight)
-            corners.emplace_back(x, y);
+    const int columns = static_cast<int>((right - left) / (width + kLabelInset)) + 1;
+    const int rows = static_cast<int>((bottom - top) / kLabelHeight) + 1;
+    for (int i = 0; i < columns * rows; ++i) {
+        places.emplace_back(left + i / rows * (width + kLabelInset), top + i % rows * kLabelHeight);
     }
     std::optional<Place> free;
-    for (const auto& [x, y] : corners) {
+    for (const auto& [x, y] : places) {
         const Place place{x, y, x + width, y + kLabelHeight};
         if (x < 0 || y < 0 || meetsAny(place, labels)) continue;
         if (!meetsAny(place, above)) return place;

@@ -44,6 +44,7 @@ Calls allCalls(const Recording& recording) {
 /** Runs a command that says nothing; its exit code as a shell tells it. */
 Failure run(std::vector<std::string> words, int* out) {
     std::vector<char*> argv;
+    argv.reserve(words.size() + 1);
     for (std::string& word : words)
         argv.push_back(word.data());
     argv.push_back(nullptr);
