@@ -201,7 +201,7 @@ bool meetsAny(const Place& place, const std::vector<Place>& others) {
 }
 
 /// Where a layer's label of that width stands on the panel: where no layer above it is, else where
-/// no other label is; in places first. Nowhere when all is taken, or the layer is not to be seen.
+/// no other label is; in corners first. Nowhere when all is taken, or the layer is not to be seen.
 std::optional<Place> labelPlace(const Place& layer, double width, const Place& panel,
                                 const std::vector<Place>& above, const std::vector<Place>& labels) {
     if (!layer.meets(panel)) return std::nullopt;
@@ -213,8 +213,10 @@ std::optional<Place> labelPlace(const Place& layer, double width, const Place& p
             {left, top}, {left, bottom}, {right, top}, {right, bottom}};
     const int columns = static_cast<int>((right - left) / (width + kLabelInset)) + 1;
     const int rows = static_cast<int>((bottom - top) / kLabelHeight) + 1;
-    for (int i = 0; i < columns * rows; ++i) {
-        places.emplace_back(left + i / rows * (width + kLabelInset), top + i % rows * kLabelHeight);
+    for (int column = 0; column < columns; ++column) {
+        for (int row = 0; row < rows; ++row) {
+            places.emplace_back(left + column * (width + kLabelInset), top + row * kLabelHeight);
+        }
     }
     std::optional<Place> free;
     for (const auto& [x, y] : places) {
