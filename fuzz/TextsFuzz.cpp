@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -12,10 +13,10 @@
 #include <android/binder_process.h>
 
 #include "fuzz/Served.h"
+#include "host/velactl/Platform.h"
 #include "host/velactl/Recording.h"
 #include "host/velactl/Replay.h"
 #include "host/velactl/Script.h"
-#include "host/velactl/Service.h"
 
 // Texts that people and programs write: the first byte chooses whether the rest is a session, a
 // recording or a batch of the simulated chip. They reach a service in this process, and no file
@@ -61,8 +62,12 @@ Failure connect(std::shared_ptr<codec::display::IVela>* out) {
     return {};
 }
 
-std::shared_ptr<aidl::velahost::IHost> connectHost() {
-    return nullptr;
+std::string restartAdvice() {
+    return {};
+}
+
+std::function<void()> settler() {
+    return [] {};
 }
 
 }  // namespace velactl

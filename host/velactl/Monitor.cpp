@@ -17,6 +17,7 @@
 
 #include "host/codec/Operations.h"
 #include "host/velactl/Callbacks.h"
+#include "host/velactl/Platform.h"
 #include "host/velactl/Report.h"
 #include "host/velactl/Service.h"
 
@@ -146,7 +147,7 @@ void onServiceDied(void* cookie) {
 }
 
 Failure died() {
-    return noService(instanceName() + " died; start velahost again");
+    return noService(instanceName() + " died; " + restartAdvice());
 }
 
 /** Returns whether the service died; otherwise a signal asked to stop. */

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
+#include <functional>
 #include <iostream>
 #include <map>
 #include <memory>
@@ -17,8 +18,8 @@
 #include "host/codec/Status.h"
 #include "host/velactl/Callbacks.h"
 #include "host/velactl/Compare.h"
+#include "host/velactl/Platform.h"
 #include "host/velactl/Recording.h"
-#include "host/velactl/Service.h"
 
 namespace velactl {
 namespace {
@@ -118,7 +119,7 @@ class Replay {
 
     Failure run() {
         if (auto failure = connect(&mVela)) return failure;
-        mHost = connectHost();
+        mSettle = settler();
         ABinderProcess_startThreadPool();
         Progress progress("replaying " + mRecording.file);
         std::vector<RecordedCall>& calls = mRecording.calls;
@@ -186,7 +187,7 @@ class Replay {
                     std::static_pointer_cast<IVelaComposerClient>(outcome.object);
         }
         // So that what the request raised reaches the clients of its time, as on record.
-        if (mHost != nullptr) (void)mHost->settle();
+        mSettle();
         compare(*call, "status", call->status, status);
         compare(*call, "answer", call->answer, answer);
         call->status = status;
@@ -254,7 +255,7 @@ class Replay {
     Recording& mRecording;
     const std::shared_ptr<Events> mEvents;  // shared with callbacks that may outlive this
     std::shared_ptr<IVela> mVela;
-    std::shared_ptr<aidl::velahost::IHost> mHost;
+    std::function<void()> mSettle;
     std::map<std::string, std::shared_ptr<IVelaComposerClient>> mComposers;
     std::map<std::string, std::shared_ptr<ndk::ICInterface>> mCallbacks;
     std::vector<RecordedCall> mRegistrations;

@@ -13,6 +13,7 @@
 #include <android/binder_status.h>
 
 #include "host/codec/Status.h"
+#include "host/velactl/Platform.h"
 
 namespace velactl {
 namespace {
@@ -61,7 +62,7 @@ Failure statusError(const std::string& what, const ndk::ScopedAStatus& status) {
     if (status.isOk()) return {};
     const Json error = codec::statusToJson(status.get());
     if (status.getStatus() == STATUS_DEAD_OBJECT) {
-        return noService(what + ": the service died; start velahost again");
+        return noService(what + ": the service died; " + restartAdvice());
     }
     return {.code = kErrorStatus,
             .text = what + ": " + error["kind"].get<std::string>() + " error " +

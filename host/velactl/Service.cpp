@@ -3,11 +3,11 @@
 #include <unistd.h>
 
 #include <cstdint>
-#include <filesystem>
-#include <fstream>
 #include <iostream>
 
 #include <android/binder_ibinder.h>
+
+#include "host/velactl/Platform.h"
 
 namespace velactl {
 
@@ -52,26 +52,6 @@ Failure dump() {
     if (auto failure = connect(&vela)) return failure;
     const binder_status_t status = AIBinder_dump(vela->asBinder().get(), STDOUT_FILENO, nullptr, 0);
     return statusError("dump", ndk::ScopedAStatus::fromStatus(status));
-}
-
-Failure screenshot(int display, const std::string& file) {
-    std::shared_ptr<IVela> vela;
-    if (auto failure = connect(&vela)) return failure;
-    const auto host = connectHost();
-    if (host == nullptr) {
-        return usageError("who serves " + instanceName() + " makes no pictures; velahost does");
-    }
-    std::string svg;
-    if (auto failure = statusError("picture", host->picture(display, &svg))) return failure;
-    if (svg.empty()) {
-        return usageError("display " + std::to_string(display) +
-                          " shows no frame yet; present one first (velactl session "
-                          "sessions/compositor)");
-    }
-    std::ofstream out(file);
-    out << svg;
-    out.close();
-    return out.fail() ? usageError("cannot write " + file) : Failure{};
 }
 
 }  // namespace velactl

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <utility>
 
-#include "host/velactl/Service.h"
+#include "host/velactl/Platform.h"
 
 namespace velactl {
 

@@ -12,6 +12,7 @@
 
 #include "host/codec/InterfaceCodec.h"
 #include "host/velactl/Monitor.h"
+#include "host/velactl/Platform.h"
 #include "host/velactl/Prompt.h"
 #include "host/velactl/RecordingCommands.h"
 #include "host/velactl/Replay.h"

@@ -1,8 +1,13 @@
+#include "host/velactl/Platform.h"
+
 #include <filesystem>
+#include <fstream>
+#include <functional>
 #include <memory>
 #include <string>
 #include <system_error>
 
+#include <aidl/velahost/IHost.h>
 #include <android/binder_manager.h>
 
 #include "host/velactl/Service.h"
@@ -41,6 +46,36 @@ Failure connect(std::shared_ptr<IVela>* out) {
 std::shared_ptr<IHost> connectHost() {
     const std::string name = std::string(IHost::descriptor) + "/default";
     return IHost::fromBinder(ndk::SpAIBinder(AServiceManager_checkService(name.c_str())));
+}
+
+std::string restartAdvice() {
+    return "start velahost again";
+}
+
+std::function<void()> settler() {
+    return [host = connectHost()] {
+        if (host != nullptr) (void)host->settle();
+    };
+}
+
+Failure screenshot(int display, const std::string& file) {
+    std::shared_ptr<IVela> vela;
+    if (auto failure = connect(&vela)) return failure;
+    const auto host = connectHost();
+    if (host == nullptr) {
+        return usageError("who serves " + instanceName() + " makes no pictures; velahost does");
+    }
+    std::string svg;
+    if (auto failure = statusError("picture", host->picture(display, &svg))) return failure;
+    if (svg.empty()) {
+        return usageError("display " + std::to_string(display) +
+                          " shows no frame yet; present one first (velactl session "
+                          "sessions/compositor)");
+    }
+    std::ofstream out(file);
+    out << svg;
+    out.close();
+    return out.fail() ? usageError("cannot write " + file) : Failure{};
 }
 
 }  // namespace velactl
