@@ -1,0 +1,60 @@
+#include "host/velactl/Platform.h"
+
+#include <iostream>
+
+#include <android/binder_manager.h>
+
+#include "host/velactl/Prompt.h"
+#include "host/velactl/Service.h"
+
+namespace velactl {
+
+using codec::display::IVela;
+
+namespace {
+
+Failure needsVelahost(const std::string& command) {
+    return usageError(command + " needs velahost, which serves on a PC only");
+}
+
+}  // namespace
+
+Failure connect(std::shared_ptr<IVela>* out) {
+    const std::string name = instanceName();
+    if (!AServiceManager_isDeclared(name.c_str())) {
+        return noService("no manifest of this device declares " + name);
+    }
+    ndk::SpAIBinder binder(AServiceManager_checkService(name.c_str()));
+    if (binder.get() == nullptr) {
+        // Only waiting lets init start it; a host that cannot start is waited for without end.
+        std::cerr << "velactl: waiting for " << name << "; logcat tells why it does not come\n";
+        binder = ndk::SpAIBinder(AServiceManager_waitForService(name.c_str()));
+    }
+    *out = IVela::fromBinder(binder);
+    return *out != nullptr ? Failure{} : noService(name + " is not a " + IVela::descriptor);
+}
+
+std::string restartAdvice() {
+    return "logcat tells why, and init starts it again";
+}
+
+std::function<void()> settler() {
+    return [] {};
+}
+
+Failure screenshot(int /*display*/, const std::string& /*file*/) {
+    return needsVelahost("screenshot");
+}
+
+// Without line editing and history.
+
+Prompt::Prompt() = default;
+Prompt::~Prompt() = default;
+
+std::optional<std::string> Prompt::readLine() {
+    std::cerr << "vela> ";
+    std::string line;
+    return std::getline(std::cin, line) ? std::optional(line) : std::nullopt;
+}
+
+}  // namespace velactl
