@@ -11,9 +11,10 @@ namespace {
 thread_local std::shared_ptr<const ChipCall> gRequest;
 thread_local std::shared_ptr<const ChipCall> gCause;
 
-std::shared_ptr<const ChipCall> share(const ChipObservers& observers, ChipCall call) {
-    return {new ChipCall(std::move(call)), [observers](const ChipCall* it) {
-                for (const auto& observer : observers)
+std::shared_ptr<const ChipCall> share(std::shared_ptr<const ChipObservers> observers,
+                                      ChipCall call) {
+    return {new ChipCall(std::move(call)), [observers = std::move(observers)](const ChipCall* it) {
+                for (const auto& observer : *observers)
                     observer->settled(*it);
                 delete it;
             }};
@@ -55,10 +56,23 @@ const std::shared_ptr<const ChipCall>& CausedBy::currentRequest() {
     return gRequest;
 }
 
-ObservedCall::ObservedCall(const ChipObservers& observers, ChipCall call)
-    : mObservers(observers), mCall(share(observers, std::move(call))) {
+void ObserverSwitch::set(ChipObservers observers) {
+    const std::lock_guard guard(mLock);
+    mIsObserved = !observers.empty();
+    mObservers = observers.empty() ? nullptr
+                                   : std::make_shared<const ChipObservers>(std::move(observers));
+}
+
+std::shared_ptr<const ChipObservers> ObserverSwitch::get() const {
+    if (!mIsObserved) return nullptr;
+    const std::lock_guard guard(mLock);
+    return mObservers;
+}
+
+ObservedCall::ObservedCall(std::shared_ptr<const ChipObservers> observers, ChipCall call)
+    : mObservers(std::move(observers)), mCall(share(mObservers, std::move(call))) {
     if (!mCall->isEvent) mOuter = std::exchange(gRequest, mCall);
-    for (const auto& observer : mObservers)
+    for (const auto& observer : *mObservers)
         observer->began(*mCall);
 }
 
@@ -66,13 +80,13 @@ ObservedCall::~ObservedCall() {
     if (mHasResult) {
         mAnswer = mResults.size() == 1 ? mResults.front() : codec::Json{{"answers", mResults}};
     }
-    for (const auto& observer : mObservers)
+    for (const auto& observer : *mObservers)
         observer->ended(*mCall, mAnswer);
     if (!mCall->isEvent) gRequest = std::move(mOuter);
 }
 
 ChipFault ObservedCall::fault() {
-    for (const auto& observer : mObservers) {
+    for (const auto& observer : *mObservers) {
         if (const auto fault = observer->fault(*mCall)) return *fault;
     }
     return {};
