@@ -17,6 +17,14 @@ std::string instanceName() {
     return std::string(IVela::descriptor) + "/default";
 }
 
+Failure connectHost(std::shared_ptr<aidl::velahost::IHost>* out) {
+    std::shared_ptr<IVela> vela;
+    if (auto failure = connect(&vela)) return failure;
+    *out = connectHost();
+    return *out != nullptr ? Failure{}
+                           : usageError("who serves " + instanceName() + " is no velahost");
+}
+
 Failure info() {
     std::shared_ptr<IVela> vela;
     if (auto failure = connect(&vela)) return failure;
@@ -55,12 +63,8 @@ Failure dump() {
 }
 
 Failure screenshot(int display, const std::string& file) {
-    std::shared_ptr<IVela> vela;
-    if (auto failure = connect(&vela)) return failure;
-    const auto host = connectHost();
-    if (host == nullptr) {
-        return usageError("who serves " + instanceName() + " makes no pictures; velahost does");
-    }
+    std::shared_ptr<aidl::velahost::IHost> host;
+    if (auto failure = connectHost(&host)) return failure;
     std::string svg;
     if (auto failure = statusError("picture", host->picture(display, &svg))) return failure;
     if (svg.empty()) {

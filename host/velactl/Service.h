@@ -20,6 +20,9 @@ Failure connect(std::shared_ptr<codec::display::IVela>* out);
 /** What the service's host offers beside it; null where there is none, as on a device. */
 std::shared_ptr<aidl::velahost::IHost> connectHost();
 
+/** Finds that host; a failure where there is no service, or none of velahost's. */
+Failure connectHost(std::shared_ptr<aidl::velahost::IHost>* out);
+
 /** Prints what is known of the service as one line of JSON. */
 Failure info();
 

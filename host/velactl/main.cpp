@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iostream>
 #include <optional>
 #include <string>
@@ -11,6 +12,7 @@
 #include <CLI/CLI.hpp>
 
 #include "host/codec/InterfaceCodec.h"
+#include "host/velactl/HostCommand.h"
 #include "host/velactl/Monitor.h"
 #include "host/velactl/Prompt.h"
 #include "host/velactl/Replay.h"
@@ -18,6 +20,7 @@
 #include "host/velactl/Script.h"
 #include "host/velactl/Service.h"
 #include "host/velactl/Session.h"
+#include "host/velactl/Watch.h"
 
 namespace velactl {
 namespace {
@@ -173,6 +176,10 @@ int run(int argc, char** argv) {
             ->capture_default_str();
     screenshotCommand->add_option("file", file, "The SVG file to write")->required();
 
+    std::function<int()> chosen;
+    addWatchCommand(&app, &chosen);
+    addHostCommand(&app, &chosen);
+
     try {
         app.parse(argc, argv);
     } catch (const CLI::RequiredError& error) {
@@ -185,6 +192,7 @@ int run(int argc, char** argv) {
         return report(usageError(std::string(error.what()) + "; see velactl --help"));
     }
 
+    if (chosen) return chosen();
     if (infoCommand->parsed()) return report(info());
     if (listCommand->parsed()) return report(list());
     if (dumpCommand->parsed()) return report(dump());
