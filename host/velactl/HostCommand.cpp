@@ -62,7 +62,7 @@ Failure run(const Request& request) {
 
 }  // namespace
 
-void addHostCommand(CLI::App* app, std::function<int()>* chosen) {
+void addHostCommand(CLI::App* app, std::optional<int>* done) {
     const auto request = std::make_shared<Request>();
     CLI::App* host = app->add_subcommand(
             "host", "Switch what a running velahost writes and spoils; alone, print it");
@@ -90,10 +90,10 @@ void addHostCommand(CLI::App* app, std::function<int()>* chosen) {
             ->add_option("rule", request->rules,
                          "OPERATION=WHAT[@EVERY], see velahost --fault help; off takes all away")
             ->required();
-    host->callback([host, request, chosen] {
+    host->callback([host, request, done] {
         for (const CLI::App* command : host->get_subcommands())
             request->kind = command->get_name();
-        *chosen = [request] { return report(run(*request)); };
+        *done = report(run(*request));
     });
 }
 

@@ -1,15 +1,15 @@
 #pragma once
 
-#include <functional>
+#include <optional>
 
 #include <CLI/CLI.hpp>
 
 namespace velactl {
 
 /**
- * Adds "host", which switches what a running velahost writes and spoils. Once it is parsed, *chosen
- * does what was asked and returns the exit code.
+ * Adds "host", which switches what a running velahost writes and spoils. Once it has been
+ * parsed and run, *done is the exit code.
  */
-void addHostCommand(CLI::App* app, std::function<int()>* chosen);
+void addHostCommand(CLI::App* app, std::optional<int>* done);
 
 }  // namespace velactl

@@ -25,10 +25,11 @@ std::string operationOf(const Json& line) {
     return line.value("operation", line.value("event", ""));
 }
 
-/** An error status, or a negative number where the operation answers one. */
+/** The chip refused something, or an error status or a negative number was answered. */
 bool isRefusal(const Json& line) {
     const Json answer = line.value("answer", Json());
-    return line.value("status", Json("ok")) != "ok" || (answer.is_number() && answer < 0);
+    return line.contains("refused") || line.value("status", Json("ok")) != "ok" ||
+           (answer.is_number() && answer < 0);
 }
 
 /** Not what was there before, and not whole recordings' first and last lines. */
@@ -50,8 +51,12 @@ std::string textOf(const Json& line) {
     const Json status = line.value("status", Json());
     text += line.value("interface", "") + " " + operationOf(line) + " " +
             line.value("arguments", Json()).dump() + " -> ";
-    if (status == "ok") return text + line.value("answer", Json()).dump();
-    return text + status.value("kind", "") + " error " + status.value("code", Json()).dump();
+    text += status == "ok"
+                    ? line.value("answer", Json()).dump()
+                    : status.value("kind", "") + " error " + status.value("code", Json()).dump();
+    for (const Json& why : line.value("refused", Json::array()))
+        text += "  (" + why.get<std::string>() + ")";
+    return text;
 }
 
 /** Prints the line, if it is to be shown; false when the host says that it ends. */
@@ -108,7 +113,7 @@ Failure watch(const Filter& filter) {
 
 }  // namespace
 
-void addWatchCommand(CLI::App* app, std::function<int()>* chosen) {
+void addWatchCommand(CLI::App* app, std::optional<int>* done) {
     const auto filter = std::make_shared<Filter>();
     CLI::App* command = app->add_subcommand("watch", "Print what all clients of velahost do");
     command->footer(
@@ -119,8 +124,8 @@ void addWatchCommand(CLI::App* app, std::function<int()>* chosen) {
     command->add_option("--client", filter->client, "Only of processes with this name or number");
     command->add_option("--operation", filter->operation, "Only this operation or event");
     command->add_flag("--refusals", filter->refusals,
-                      "Only error statuses, and negative numbers where a number is answered");
-    command->callback([filter, chosen] { *chosen = [filter] { return report(watch(*filter)); }; });
+                      "Only what was refused, or answered with an error or a negative number");
+    command->callback([filter, done] { *done = report(watch(*filter)); });
 }
 
 }  // namespace velactl

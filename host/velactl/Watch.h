@@ -1,6 +1,6 @@
 #pragma once
 
-#include <functional>
+#include <optional>
 
 #include <CLI/CLI.hpp>
 
@@ -8,8 +8,8 @@ namespace velactl {
 
 /**
  * Adds "watch", which prints what all clients of a velahost do until the host ends or Ctrl-C. Once
- * it is parsed, *chosen does that and returns the exit code.
+ * it has been parsed and run, *done is the exit code.
  */
-void addWatchCommand(CLI::App* app, std::function<int()>* chosen);
+void addWatchCommand(CLI::App* app, std::optional<int>* done);
 
 }  // namespace velactl

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <iostream>
 #include <optional>
 #include <string>
@@ -176,9 +175,9 @@ int run(int argc, char** argv) {
             ->capture_default_str();
     screenshotCommand->add_option("file", file, "The SVG file to write")->required();
 
-    std::function<int()> chosen;
-    addWatchCommand(&app, &chosen);
-    addHostCommand(&app, &chosen);
+    std::optional<int> done;
+    addWatchCommand(&app, &done);
+    addHostCommand(&app, &done);
 
     try {
         app.parse(argc, argv);
@@ -192,7 +191,7 @@ int run(int argc, char** argv) {
         return report(usageError(std::string(error.what()) + "; see velactl --help"));
     }
 
-    if (chosen) return chosen();
+    if (done) return *done;
     if (infoCommand->parsed()) return report(info());
     if (listCommand->parsed()) return report(list());
     if (dumpCommand->parsed()) return report(dump());

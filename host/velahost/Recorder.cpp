@@ -9,11 +9,17 @@ using codec::Json;
 
 namespace {
 
+thread_local std::vector<std::string> gRefusals;
+
 std::string nameText(const std::string& kind, int64_t number) {
     return kind + " " + std::to_string(number);
 }
 
 }  // namespace
+
+void RefusalNotes::refused(const lmfg::ChipCall& /*call*/, const std::string& why) {
+    gRefusals.push_back(why);
+}
 
 /** Holds the first half of a line until its call has ended. */
 class Recorder::Watch : public binder::CallWatch {
@@ -40,8 +46,8 @@ class Recorder::Watch : public binder::CallWatch {
 };
 
 Recorder::Recorder(std::unique_ptr<Output> output, std::shared_ptr<Registrations> registrations,
-                   bool processes)
-    : mOutput(std::move(output)), mRegistrations(std::move(registrations)), mProcesses(processes) {
+                   bool live)
+    : mOutput(std::move(output)), mRegistrations(std::move(registrations)), mLive(live) {
     Held held;
     const std::lock_guard guard(mLock);
     begin(&held);
@@ -93,7 +99,7 @@ void Recorder::writeEnd() {
 
 int64_t Recorder::clientOf(pid_t pid) {
     const auto [found, isNew] = mClients.emplace(pid, mClients.size() + 1);
-    if (isNew && mProcesses) mProcessNames.emplace(found->second, processName(pid));
+    if (isNew && mLive) mProcessNames.emplace(found->second, processName(pid));
     return found->second;
 }
 
@@ -119,7 +125,7 @@ Json Recorder::commonFields(const char* key, const std::string& value, int64_t c
     Json fields{{"n", ++mNumber},
                 {"time", std::chrono::duration_cast<std::chrono::microseconds>(time).count()},
                 {"client", client}};
-    if (mProcesses) fields["process"] = mProcessNames[client];
+    if (mLive) fields["process"] = mProcessNames[client];
     fields[key] = value;
     return fields;
 }
@@ -170,6 +176,7 @@ std::unique_ptr<binder::CallWatch> Recorder::observe(const binder::ObservedCall&
     Json line = commonFields("interface", target, client);
     line[interface->isCallback ? "event" : "operation"] = operation.name;
     line["arguments"] = std::move(list);
+    gRefusals.clear();
     mOpen.insert(mNumber);
     return std::make_unique<Watch>(this, mPart, std::move(line), operation, client);
 }
@@ -190,6 +197,7 @@ void Recorder::ended(const Watch& watch, binder_status_t status, const AParcel* 
     };
     if (reply != nullptr && answer.isOk()) (void)watch.operation.readResult(reply, name, &value);
     line["answer"] = std::move(value);
+    if (mLive && !gRefusals.empty()) line["refused"] = gRefusals;
     write(line);
     mOpen.erase(line["n"].get<int64_t>());
 }

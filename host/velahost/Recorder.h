@@ -19,6 +19,12 @@
 #include "host/velahost/Registrations.h"
 #include "host/velahost/Watcher.h"
 
+/** Notes why the chip refuses this thread's requests, for recorders that tell it. Any thread. */
+class RefusalNotes : public lmfg::ChipObserver {
+  public:
+    void refused(const lmfg::ChipCall& call, const std::string& why) override;
+};
+
 /**
  * Writes a line of JSON for each request of each client and for each call of a client's callback,
  * as they end; "n" numbers them in the order in which they began. Clients and their objects are
@@ -29,9 +35,9 @@
  */
 class Recorder : public CallTap, public Writer {
   public:
-    /** `processes`: each line names the client's process, too. */
+    /** `live`: each line also names the client's process, and what the chip refused and why. */
     Recorder(std::unique_ptr<Output> output, std::shared_ptr<Registrations> registrations,
-             bool processes);
+             bool live);
 
     std::unique_ptr<binder::CallWatch> observe(const binder::ObservedCall& call,
                                                const AParcel* arguments) override;
@@ -74,7 +80,7 @@ class Recorder : public CallTap, public Writer {
     std::mutex mLock;
     const std::unique_ptr<Output> mOutput PT_GUARDED_BY(mLock);
     const std::shared_ptr<Registrations> mRegistrations;
-    const bool mProcesses;
+    const bool mLive;
     bool mFinished GUARDED_BY(mLock) = false;
     uint64_t mPart GUARDED_BY(mLock) = 0;
     std::chrono::steady_clock::time_point mStart GUARDED_BY(mLock);

@@ -92,6 +92,7 @@ void Watchers::changed() {
         if (written.chip != nullptr) chip.push_back(written.chip);
         if (written.trace != nullptr) trace = written.trace.get();
     }
+    if (!mLive.empty()) chip.push_back(std::make_shared<RefusalNotes>());
     taps.insert(taps.end(), mLive.begin(), mLive.end());
     mIsTapped = taps.size() > 1;
     mTaps = std::make_shared<const CallTaps>(std::move(taps));
