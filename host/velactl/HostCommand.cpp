@@ -79,7 +79,7 @@ void addHostCommand(CLI::App* app, std::optional<int>* done) {
                             "Write numbered files of about this size instead")
                 ->type_name("SIZE")
                 ->transform(CLI::AsSizeValue(false))
-                ->check(CLI::PositiveNumber);
+                ->check(CLI::Range(int64_t{1}, int64_t{1} << 50));
         return command;
     };
     addFile("record", "Write every request and event of every client");

@@ -177,7 +177,7 @@ std::vector<std::string> Watchers::state() {
     std::vector<std::string> lines;
     for (const auto& [kind, written] : mWritten) {
         const std::string error = written.writer->error();
-        lines.push_back(kind + " " + written.path + (error.empty() ? "" : " (" + error + ")"));
+        lines.push_back(error.empty() ? kind + " " + written.path : error);
     }
     if (mFaults != nullptr) {
         for (const std::string& rule : mFaults->rules())

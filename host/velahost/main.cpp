@@ -46,7 +46,8 @@ constexpr const char* kFooter =
         "  velahost --fault velaConfigureGet=EIO@3 --fault velaConfigureBatch=silent\n\n"
         "A fault is OPERATION=WHAT[@EVERY]; --fault help lists the operations and what each "
         "takes.\n"
-        "Exit codes: 0 ended by a signal, 1 could not serve, 2 wrong usage.\n";
+        "Exit codes: 0 ended by a signal or replaced, 1 could not serve or not write all, 2 wrong "
+        "usage.\n";
 
 struct Options {
     std::string chip = "simulated";
@@ -233,7 +234,7 @@ int main(int argc, char** argv) {
                    "Write record, journal and trace as numbered files of about this size")
             ->type_name("SIZE")
             ->transform(CLI::AsSizeValue(false))
-            ->check(CLI::PositiveNumber);
+            ->check(CLI::Range(int64_t{1}, int64_t{1} << 50));
     app.add_option("--frames", options.frames,
                    "Write presented frames to this folder, as JSON and SVG");
     app.add_option("--fault", options.faults, "Let calls of the chip go wrong; may be repeated")
