@@ -32,6 +32,7 @@ class Host : public aidl::velahost::BnHost {
     }
 
     ndk::ScopedAStatus liveObjects(int32_t* count) override {
+        mWatchers.forgetGone();
         *count = binder::liveObjects();
         return ndk::ScopedAStatus::ok();
     }

@@ -98,17 +98,14 @@ std::unique_ptr<binder::CallWatch> Registrations::observe(const binder::Observed
 void Registrations::add(Registration registration) {
     std::vector<Registration> held;  // given up after the lock
     const std::lock_guard guard(mLock);
+    held = collect();
+    held.push_back(registration);
     AIBinder* const target = registration.target.get();
     std::erase_if(mEntries, [&](const Entry& entry) {
-        const bool isReplaced = !registration.isMade && entry.targetAddress == target &&
-                                entry.registration.operation == registration.operation &&
-                                entry.registration.arguments == registration.arguments;
-        auto there = promote(entry);
-        const bool isGone = !there;
-        if (there) held.push_back(std::move(*there));
-        return isReplaced || isGone;
+        return !registration.isMade && entry.targetAddress == target &&
+               entry.registration.operation == registration.operation &&
+               entry.registration.arguments == registration.arguments;
     });
-    held.push_back(registration);
     if (registration.object.get() == nullptr) return;  // it took a registration back
     Entry entry{.registration = {},
                 .targetAddress = target,
@@ -129,11 +126,17 @@ std::optional<Registration> Registrations::promote(const Entry& entry) {
     return isWhole ? std::optional(std::move(registration)) : std::nullopt;
 }
 
+std::vector<Registration> Registrations::collect() {
+    std::vector<Registration> all;
+    std::erase_if(mEntries, [&all](const Entry& entry) {
+        auto registration = promote(entry);
+        if (registration) all.push_back(std::move(*registration));
+        return !registration;
+    });
+    return all;
+}
+
 std::vector<Registration> Registrations::current() {
     const std::lock_guard guard(mLock);
-    std::vector<Registration> all;
-    for (const Entry& entry : mEntries) {
-        if (auto registration = promote(entry)) all.push_back(std::move(*registration));
-    }
-    return all;
+    return collect();
 }

@@ -36,7 +36,7 @@ class Registrations : public CallTap, public std::enable_shared_from_this<Regist
     std::unique_ptr<binder::CallWatch> observe(const binder::ObservedCall& call,
                                                const AParcel* arguments) override;
 
-    /** What is there now, in the order in which it came. */
+    /** What is there now, in the order in which it came. Forgets what is gone. */
     std::vector<Registration> current();
 
   private:
@@ -52,6 +52,7 @@ class Registrations : public CallTap, public std::enable_shared_from_this<Regist
     /** The registration, if its objects are still there. */
     static std::optional<Registration> promote(const Entry& entry);
     void add(Registration registration);
+    std::vector<Registration> collect() REQUIRES(mLock);
 
     std::mutex mLock;
     std::vector<Entry> mEntries GUARDED_BY(mLock);

@@ -46,6 +46,9 @@ class Watchers {
     /** Writes recorded lines to the pipe until its reader has gone. */
     void watch(android::base::unique_fd pipe);
 
+    /** Forgets clients' objects that are gone, of which it keeps no more than that they were. */
+    void forgetGone() { (void)mRegistrations->current(); }
+
     /** What there is, each as one would ask for it. */
     std::vector<std::string> state();
 
