@@ -1,6 +1,5 @@
 #include "host/velahost/Watchers.h"
 
-#include <algorithm>
 #include <filesystem>
 #include <utility>
 
@@ -76,6 +75,8 @@ std::unique_ptr<binder::CallWatch> Watchers::observe(const binder::ObservedCall&
     std::shared_ptr<const CallTaps> taps;
     {
         const std::lock_guard guard(mLock);
+        const auto isLeft = [](const auto& live) { return !live->error().empty(); };
+        if (std::erase_if(mLive, isLeft) > 0) changed();
         taps = mTaps;
     }
     auto fan = std::make_unique<Fan>(std::move(taps), call, arguments);
@@ -166,7 +167,6 @@ Problem Watchers::stop(const std::string& kind) {
 
 void Watchers::watch(android::base::unique_fd pipe) {
     const std::lock_guard guard(mLock);
-    std::erase_if(mLive, [](const auto& it) { return !it->error().empty(); });
     mLive.push_back(std::make_shared<Recorder>(std::make_unique<LiveOutput>(std::move(pipe)),
                                                mRegistrations, true));
     changed();
@@ -190,8 +190,10 @@ bool Watchers::finish() {
     const std::lock_guard guard(mLock);
     for (const auto& live : mLive)
         (void)live->finish();
-    return std::ranges::all_of(mWritten,
-                               [](const auto& it) { return it.second.writer->finish().empty(); });
+    bool isComplete = true;
+    for (const auto& [kind, written] : mWritten)
+        isComplete = written.writer->finish().empty() && isComplete;
+    return isComplete;
 }
 
 void Watchers::discard() {
