@@ -13,8 +13,8 @@ class Writer {
     virtual ~Writer() = default;
 
     /**
-     * Completes what was written, or removes it; what is seen later is dropped. Empty, or why not
-     * all could be written.
+     * Completes what was written; what is seen later is dropped. Empty, or why not all could be
+     * written.
      */
     virtual std::string finish() = 0;
     /** Why something could not be written so far; empty for no reason. */
