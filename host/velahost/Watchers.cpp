@@ -24,6 +24,10 @@ bool isSameFile(const std::string& a, const std::string& b) {
     return fs::weakly_canonical(a, error) == fs::weakly_canonical(b, error);
 }
 
+Problem cannotHold(const std::string& path, const std::string& a, const std::string& b) {
+    return {path + " cannot hold the " + a + " and the " + b, true};
+}
+
 }  // namespace
 
 /** The ends of one call for all that want to see it; keeps them until then. */
@@ -127,7 +131,7 @@ Problem Watchers::write(const std::string& kind, const FileOptions& options) {
     }
     for (const auto& [other, written] : mWritten) {
         if (isSameFile(written.path, options.path)) {
-            return {options.path + " cannot hold the " + other + " and the " + kind, true};
+            return cannotHold(options.path, other, kind);
         }
     }
     const std::string file = OutFile::partPath(options, 1);
