@@ -246,7 +246,7 @@ int main(int argc, char** argv) {
         fail(std::string(error.what()) + "; see velahost --help");
         return kUsage;
     }
-    if (std::ranges::find(options.faults, "help") != options.faults.end()) {
+    if (std::find(options.faults.begin(), options.faults.end(), "help") != options.faults.end()) {
         std::cout << Faults::help() << std::endl;
         return std::cout ? 0 : kFailure;
     }
