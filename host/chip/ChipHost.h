@@ -17,4 +17,7 @@ namespace lmfg {
 [[gnu::visibility("default")]] void installChip(std::shared_ptr<Chip> chip,
                                                 ChipObservers observers = {});
 
+/// Replaces the observers of the installed chip: they see what begins from now on. Any thread.
+[[gnu::visibility("default")]] void observeChip(ChipObservers observers);
+
 }  // namespace lmfg

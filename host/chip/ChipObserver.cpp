@@ -1,5 +1,6 @@
 #include "host/chip/ChipObserver.h"
 
+#include <cstring>
 #include <utility>
 
 #include "host/chip/Chip.h"
@@ -9,11 +10,13 @@ namespace lmfg {
 namespace {
 
 thread_local std::shared_ptr<const ChipCall> gRequest;
+thread_local const ChipObservers* gRequestObservers = nullptr;
 thread_local std::shared_ptr<const ChipCall> gCause;
 
-std::shared_ptr<const ChipCall> share(const ChipObservers& observers, ChipCall call) {
-    return {new ChipCall(std::move(call)), [observers](const ChipCall* it) {
-                for (const auto& observer : observers)
+std::shared_ptr<const ChipCall> share(std::shared_ptr<const ChipObservers> observers,
+                                      ChipCall call) {
+    return {new ChipCall(std::move(call)), [observers = std::move(observers)](const ChipCall* it) {
+                for (const auto& observer : *observers)
                     observer->settled(*it);
                 delete it;
             }};
@@ -55,10 +58,32 @@ const std::shared_ptr<const ChipCall>& CausedBy::currentRequest() {
     return gRequest;
 }
 
-ObservedCall::ObservedCall(const ChipObservers& observers, ChipCall call)
-    : mObservers(observers), mCall(share(observers, std::move(call))) {
-    if (!mCall->isEvent) mOuter = std::exchange(gRequest, mCall);
-    for (const auto& observer : mObservers)
+void tellRefusal(const std::string& why) {
+    if (gRequestObservers == nullptr) return;
+    for (const auto& observer : *gRequestObservers)
+        observer->refused(*gRequest, why);
+}
+
+void ObserverSwitch::set(ChipObservers observers) {
+    const std::lock_guard guard(mLock);
+    mIsObserved = !observers.empty();
+    mObservers = observers.empty() ? nullptr
+                                   : std::make_shared<const ChipObservers>(std::move(observers));
+}
+
+std::shared_ptr<const ChipObservers> ObserverSwitch::get() const {
+    if (!mIsObserved) return nullptr;
+    const std::lock_guard guard(mLock);
+    return mObservers;
+}
+
+ObservedCall::ObservedCall(std::shared_ptr<const ChipObservers> observers, ChipCall call)
+    : mObservers(std::move(observers)), mCall(share(mObservers, std::move(call))) {
+    if (!mCall->isEvent) {
+        mOuter = std::exchange(gRequest, mCall);
+        mOuterObservers = std::exchange(gRequestObservers, mObservers.get());
+    }
+    for (const auto& observer : *mObservers)
         observer->began(*mCall);
 }
 
@@ -66,14 +91,23 @@ ObservedCall::~ObservedCall() {
     if (mHasResult) {
         mAnswer = mResults.size() == 1 ? mResults.front() : codec::Json{{"answers", mResults}};
     }
-    for (const auto& observer : mObservers)
+    for (const auto& observer : *mObservers)
         observer->ended(*mCall, mAnswer);
-    if (!mCall->isEvent) gRequest = std::move(mOuter);
+    if (mCall->isEvent) return;
+    gRequest = std::move(mOuter);
+    gRequestObservers = mOuterObservers;
 }
 
 ChipFault ObservedCall::fault() {
-    for (const auto& observer : mObservers) {
-        if (const auto fault = observer->fault(*mCall)) return *fault;
+    for (const auto& observer : *mObservers) {
+        const auto fault = observer->fault(*mCall);
+        if (!fault) continue;
+        if (fault->status && *fault->status < 0) {
+            const char* const name = strerrorname_np(-*fault->status);
+            const std::string error = name != nullptr ? name : std::to_string(*fault->status);
+            tellRefusal(std::string(mCall->operation) + ": " + error + " by a fault");
+        }
+        return *fault;
     }
     return {};
 }

@@ -37,6 +37,9 @@ class [[gnu::visibility("default")]] CausedBy {
     static const std::shared_ptr<const ChipCall>& currentRequest();
 };
 
+/// For a chip: tells the observers of this thread's request, if there are any, that it is refused.
+void tellRefusal(const std::string& why);
+
 /// How a request is to go wrong.
 struct ChipFault {
     /// Answered in the chip's place, which is not called.
@@ -57,6 +60,8 @@ class [[gnu::visibility("default")]] ChipObserver {
         return std::nullopt;
     }
     virtual void began(const ChipCall& /*call*/) {}
+    /// The chip, or a fault in its place, refuses the request on this thread; `why` is for people.
+    virtual void refused(const ChipCall& /*call*/, const std::string& /*why*/) {}
     /// `answer` is null for none. A result function's arguments are an array; that it was not
     /// called once is told by an object, {"answers": [...]}.
     virtual void ended(const ChipCall& /*call*/, const codec::Json& /*answer*/) {}

@@ -1,11 +1,15 @@
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <thread>
 #include <type_traits>
 #include <utility>
 #include <vector>
+
+#include <android-base/thread_annotations.h>
 
 #include "host/chip/Chip.h"
 #include "host/chip/ChipObserver.h"
@@ -13,16 +17,29 @@
 
 namespace lmfg {
 
+/// The observers, which change while calls are under way. Any thread.
+class ObserverSwitch {
+  public:
+    void set(ChipObservers observers);
+    /// Who sees a call that begins now, to its end; null for nobody.
+    std::shared_ptr<const ChipObservers> get() const;
+
+  private:
+    std::atomic<bool> mIsObserved{false};
+    mutable std::mutex mLock;
+    std::shared_ptr<const ChipObservers> mObservers GUARDED_BY(mLock);
+};
+
 /// What a service object's opaque pointer points to.
 struct ServiceState {
     std::shared_ptr<Chip> chip;
-    ChipObservers observers;
+    std::shared_ptr<ObserverSwitch> observers = std::make_shared<ObserverSwitch>();
 };
 
 /// A call as its observers see it, from construction to destruction. One thread.
 class ObservedCall {
   public:
-    ObservedCall(const ChipObservers& observers, ChipCall call);
+    ObservedCall(std::shared_ptr<const ChipObservers> observers, ChipCall call);
     ~ObservedCall();
     ObservedCall(const ObservedCall&) = delete;
     ObservedCall& operator=(const ObservedCall&) = delete;
@@ -41,9 +58,10 @@ class ObservedCall {
     void expectResult() { mHasResult = true; }
 
   private:
-    const ChipObservers& mObservers;
+    const std::shared_ptr<const ChipObservers> mObservers;
     const std::shared_ptr<const ChipCall> mCall;
     std::shared_ptr<const ChipCall> mOuter;
+    const ChipObservers* mOuterObservers = nullptr;
     codec::Json mAnswer;
     bool mHasResult = false;
     std::vector<codec::Json> mResults;
@@ -106,9 +124,10 @@ template <typename R, typename... P>
 R forward(const ServiceState& state, const char* operation, R (Chip::*method)(P...),
           std::type_identity_t<P>... arguments) {
     Chip& chip = *state.chip;
-    if (state.observers.empty()) return (chip.*method)(std::forward<P>(arguments)...);
+    auto observers = state.observers->get();
+    if (observers == nullptr) return (chip.*method)(std::forward<P>(arguments)...);
 
-    ObservedCall call(state.observers,
+    ObservedCall call(std::move(observers),
                       {.operation = operation, .arguments = argumentsOf(arguments...)});
     const ChipFault fault = call.fault();
     (watchResult(call, fault, arguments), ...);

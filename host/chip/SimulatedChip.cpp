@@ -103,6 +103,7 @@ int SimulatedChip::refuse(const std::string& operation, int status) {
     ChipRefusal refusal{.operation = cutText(operation, kMaxLine), .error = -status};
     const std::string text = refusal.operation + ": " + errnoName(refusal.error);
     __android_log_print(ANDROID_LOG_INFO, "VelaChip", "refused %s", text.c_str());
+    tellRefusal(text);
     ++mState.refusalCount;
     mState.refusals.push_back(std::move(refusal));
     if (mState.refusals.size() > kMaxRemembered) mState.refusals.pop_front();

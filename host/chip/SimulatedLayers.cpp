@@ -1,6 +1,8 @@
 #include <cerrno>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
+#include <system_error>
 #include <utility>
 
 #include <nlohmann/json.hpp>
@@ -177,8 +179,12 @@ void SimulatedChip::writeFile(const std::string& path, const std::string& text) 
     file << text;
     file.flush();
     if (file.good()) return;
+    const int error = errno != 0 ? errno : EIO;
+    file.close();
+    std::error_code ignored;
+    if (std::filesystem::is_regular_file(path, ignored)) std::filesystem::remove(path, ignored);
     const std::lock_guard<std::mutex> guard(mLock);
-    refuse("to write " + path, -EIO);
+    refuse("to write " + path, -error);
 }
 
 std::string SimulatedChip::picture(int display) {

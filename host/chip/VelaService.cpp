@@ -40,7 +40,14 @@ void installChip(std::shared_ptr<Chip> chip, ChipObservers observers) {
     std::unique_ptr<VelaService> old;
     const std::lock_guard<std::mutex> guard(it.lock);
     old = std::move(it.service);
-    it.state = {.chip = std::move(chip), .observers = std::move(observers)};
+    it.state = {.chip = std::move(chip)};
+    it.state.observers->set(std::move(observers));
+}
+
+void observeChip(ChipObservers observers) {
+    Host& it = host();
+    const std::lock_guard<std::mutex> guard(it.lock);
+    it.state.observers->set(std::move(observers));
 }
 
 VelaService* VelaService::init() {

@@ -48,11 +48,12 @@ template <typename Call, typename... A>
 std::invoke_result_t<Call> VelaServiceCallbacks::raise(const char* name, Call call,
                                                        const A&... arguments) const {
     const auto* const state = static_cast<const ServiceState*>(mService->mState);
-    if (state == nullptr || state->observers.empty()) return call();
-    ObservedCall observed(state->observers, {.isEvent = true,
-                                             .operation = name,
-                                             .arguments = argumentsOf(arguments...),
-                                             .cause = CausedBy::current()});
+    auto observers = state == nullptr ? nullptr : state->observers->get();
+    if (observers == nullptr) return call();
+    ObservedCall observed(std::move(observers), {.isEvent = true,
+                                                 .operation = name,
+                                                 .arguments = argumentsOf(arguments...),
+                                                 .cause = CausedBy::current()});
     if constexpr (std::is_void_v<std::invoke_result_t<Call>>) {
         call();
     } else {

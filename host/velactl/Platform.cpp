@@ -48,6 +48,14 @@ std::shared_ptr<IHost> connectHost() {
     return IHost::fromBinder(ndk::SpAIBinder(AServiceManager_checkService(name.c_str())));
 }
 
+Failure connectHost(std::shared_ptr<aidl::velahost::IHost>* out) {
+    std::shared_ptr<IVela> vela;
+    if (auto failure = connect(&vela)) return failure;
+    *out = connectHost();
+    return *out != nullptr ? Failure{}
+                           : usageError("who serves " + instanceName() + " is no velahost");
+}
+
 std::string restartAdvice() {
     return "start velahost again";
 }
@@ -59,12 +67,8 @@ std::function<void()> settler() {
 }
 
 Failure screenshot(int display, const std::string& file) {
-    std::shared_ptr<IVela> vela;
-    if (auto failure = connect(&vela)) return failure;
-    const auto host = connectHost();
-    if (host == nullptr) {
-        return usageError("who serves " + instanceName() + " makes no pictures; velahost does");
-    }
+    std::shared_ptr<IHost> host;
+    if (auto failure = connectHost(&host)) return failure;
     std::string svg;
     if (auto failure = statusError("picture", host->picture(display, &svg))) return failure;
     if (svg.empty()) {

@@ -29,6 +29,9 @@ std::string restartAdvice();
  */
 std::shared_ptr<aidl::velahost::IHost> connectHost();
 
+/** The same; a failure where there is no service, or none of velahost's. */
+Failure connectHost(std::shared_ptr<aidl::velahost::IHost>* out);
+
 /**
  * Returns when the events that the chip has raised are answered; at once where nobody can tell.
  * To be kept: finding who can tell is a call of its own.

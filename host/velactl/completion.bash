@@ -11,7 +11,7 @@ _velactl() {
     done
     COMPREPLY=()
     if [ -z "$command" ]; then
-        COMPREPLY=($(compgen -W "info list vela composer dump monitor session replay page reduce trim screenshot
+        COMPREPLY=($(compgen -W "info list vela composer dump monitor watch host session replay page reduce trim screenshot
             $(_vela_options "$program")" -- "$word"))
     elif [[ $word == -* ]]; then
         COMPREPLY=($(compgen -W "$(_vela_options "$program" "$command")" -- "$word"))
@@ -19,6 +19,8 @@ _velactl() {
         # The operation only: what follows is JSON.
         ((COMP_CWORD != i + 1)) || COMPREPLY=($(compgen -W "$("$program" list 2>/dev/null |
             sed -n "s/^$command [^ ]* \([A-Za-z0-9]*\)(.*/\1/p")" -- "$word"))
+    elif [[ $command == host && $COMP_CWORD == $((i + 1)) ]]; then
+        COMPREPLY=($(compgen -W "record journal trace fault" -- "$word"))
     else
         COMPREPLY=($(compgen -f -- "$word"))
     fi
@@ -30,7 +32,7 @@ _velahost() {
     --chip) COMPREPLY=($(compgen -W "simulated absent" -- "$word")) ;;
     --fault)
         compopt -o nospace
-        COMPREPLY=($(compgen -S = -W "$("${COMP_WORDS[0]}" --fault help 2>&1 |
+        COMPREPLY=($(compgen -S = -W "$("${COMP_WORDS[0]}" --fault help 2>/dev/null |
             sed -n 's/^  \([A-Za-z0-9]*\):.*/\1/p')" -- "$word"))
         ;;
     --frames) COMPREPLY=($(compgen -d -- "$word")) ;;

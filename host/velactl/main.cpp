@@ -11,6 +11,7 @@
 #include <CLI/CLI.hpp>
 
 #include "host/codec/InterfaceCodec.h"
+#include "host/velactl/HostCommand.h"
 #include "host/velactl/Monitor.h"
 #include "host/velactl/Platform.h"
 #include "host/velactl/Prompt.h"
@@ -20,6 +21,7 @@
 #include "host/velactl/Script.h"
 #include "host/velactl/Service.h"
 #include "host/velactl/Session.h"
+#include "host/velactl/Watch.h"
 
 namespace velactl {
 namespace {
@@ -177,6 +179,8 @@ int run(int argc, char** argv) {
 
     std::optional<int> done;
     addRecordingCommands(&app, &done);
+    addWatchCommand(&app, &done);
+    addHostCommand(&app, &done);
 
     try {
         app.parse(argc, argv);

@@ -1,5 +1,7 @@
 #include "host/velahost/Faults.h"
 
+#include <strings.h>
+
 #include <charconv>
 #include <cstring>
 #include <utility>
@@ -34,8 +36,9 @@ bool hasResultFunction(ChipAnswer answer) {
     return answer == ChipAnswer::kResultFunction || answer == ChipAnswer::kTextFunction;
 }
 
+/** An operation without an answer that has a status is just not done. */
 bool hasStatus(ChipAnswer answer) {
-    return answer == ChipAnswer::kResult || answer == ChipAnswer::kResultFunction;
+    return answer != ChipAnswer::kTextFunction;
 }
 
 std::optional<ChipFault> parseFault(const std::string& what, ChipAnswer answer) {
@@ -73,11 +76,13 @@ std::string Faults::add(const std::string& text) {
     const std::string name = text.substr(0, equals);
     std::vector<lmfg::ChipOperation> named;
     for (const auto& operation : lmfg::chipOperations()) {
-        if (name == kEveryOperation || name == operation.name) named.push_back(operation);
+        // The interface's operations and the chip's differ in their first letters' case.
+        if (name == kEveryOperation || strcasecmp(name.c_str(), operation.name.c_str()) == 0) {
+            named.push_back(operation);
+        }
     }
     if (equals == std::string::npos || named.empty()) {
-        return "'" + text +
-               "' names no operation of the chip; OPERATION=WHAT[@EVERY] takes:" + operationList();
+        return "'" + text + "' names no operation of the chip; " + help();
     }
     Rule rule;
     if (at != std::string::npos) {
@@ -91,15 +96,28 @@ std::string Faults::add(const std::string& text) {
     bool isTaken = false;
     for (const auto& operation : named) {
         const auto fault = parseFault(what, operation.answer);
-        if (!fault) continue;
+        const bool isUnheard = fault && fault->status && operation.answer == ChipAnswer::kNone;
+        if (!fault || (isUnheard && name == kEveryOperation)) continue;
         rule.fault = *fault;
         mRules[operation.name].push_back(rule);
         isTaken = true;
     }
-    if (isTaken) return {};
+    if (isTaken) {
+        mTexts.push_back(text);
+        return {};
+    }
     return "'" + text + "': " + name + " takes " +
            (named.size() == 1 ? faultsOf(named[0].answer)
                               : "what one of them takes:" + operationList());
+}
+
+std::vector<std::string> Faults::rules() {
+    const std::lock_guard guard(mLock);
+    return mTexts;
+}
+
+std::string Faults::help() {
+    return "OPERATION=WHAT[@EVERY] takes:" + operationList();
 }
 
 std::optional<ChipFault> Faults::fault(const lmfg::ChipCall& call) {

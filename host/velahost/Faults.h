@@ -17,10 +17,16 @@ class Faults : public lmfg::ChipObserver {
     /**
      * Adds "OPERATION=WHAT[@EVERY]": WHAT is a status (-22 or EINVAL), "silent", "twice" or
      * "delay:MS"; every EVERYth call of the operation has the fault, every one by default. The
-     * operation "*" is each that takes WHAT. Empty, or what is wrong and what there is instead. Not
-     * once the chip serves.
+     * operation "*" is each that takes WHAT, a status only where the chip answers. Empty, or what
+     * is wrong and what there is instead.
      */
     std::string add(const std::string& text);
+
+    /** What was added, in that order. */
+    std::vector<std::string> rules();
+
+    /** What add() takes, with a line for each operation. */
+    static std::string help();
 
     std::optional<lmfg::ChipFault> fault(const lmfg::ChipCall& call) override;
 
@@ -33,4 +39,5 @@ class Faults : public lmfg::ChipObserver {
 
     std::mutex mLock;
     std::map<std::string, std::vector<Rule>> mRules GUARDED_BY(mLock);
+    std::vector<std::string> mTexts GUARDED_BY(mLock);
 };

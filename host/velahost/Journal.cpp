@@ -5,6 +5,11 @@
 
 using lmfg::ChipCall;
 
+Journal::Journal(const FileOptions& options) : mFile("journal", options), mTimes(options.times) {
+    const std::lock_guard guard(mLock);
+    (void)mFile.begin("");
+}
+
 Journal::Entry* Journal::find(const ChipCall* call) {
     const auto found = std::find_if(mEntries.begin(), mEntries.end(), [call](const Entry& entry) {
         return entry.call == call && !entry.settled;
@@ -12,9 +17,15 @@ Journal::Entry* Journal::find(const ChipCall* call) {
     return found == mEntries.end() ? nullptr : &*found;
 }
 
+Journal::Entry* Journal::entryOf(const ChipCall& call) {
+    Entry* const caused = call.cause == nullptr ? nullptr : find(call.cause.get());
+    return caused == nullptr ? find(&call) : caused;
+}
+
 void Journal::began(const ChipCall& call) {
     const std::lock_guard guard(mLock);
-    if (call.cause == nullptr) mEntries.push_back({.call = &call, .lines = {}});
+    // The cause may have begun before this journal.
+    if (entryOf(call) == nullptr) mEntries.push_back({.call = &call, .lines = {}});
     mOpen.push_back({&call, Clock::now()});
 }
 
@@ -33,10 +44,10 @@ void Journal::ended(const ChipCall& call, const codec::Json& answer) {
     line[call.isEvent ? "event" : "call"] = call.operation;
     line["arguments"] = call.arguments;
     line["answer"] = answer;
-    Entry* const entry = find(call.cause == nullptr ? &call : call.cause.get());
+    Entry* const entry = entryOf(call);
     if (entry == nullptr) return;
     // A request comes before its events, though they may be over before it.
-    entry->lines.insert(call.cause == nullptr ? entry->lines.begin() : entry->lines.end(),
+    entry->lines.insert(entry->call == &call ? entry->lines.begin() : entry->lines.end(),
                         std::move(line));
 }
 
@@ -48,17 +59,23 @@ void Journal::settled(const ChipCall& call) {
 
 void Journal::writeSettled() {
     while (!mEntries.empty() && mEntries.front().settled) {
+        if (mFile.fills() > 0) (void)mFile.begin("");
         for (const codec::Json& line : mEntries.front().lines)
-            mFile.write(line);
+            (void)mFile.write(textOf(line) + "\n");
         mEntries.pop_front();
     }
 }
 
-bool Journal::finish() {
+std::string Journal::finish() {
     const std::lock_guard guard(mLock);
-    if (std::exchange(mFinished, true)) return true;
     for (Entry& entry : mEntries)
         entry.settled = true;
     writeSettled();
-    return mFile.close();
+    mFile.close();
+    return mFile.error();
+}
+
+std::string Journal::error() {
+    const std::lock_guard guard(mLock);
+    return mFile.error();
 }

@@ -9,7 +9,8 @@
 #include <android-base/thread_annotations.h>
 
 #include "host/chip/ChipObserver.h"
-#include "host/velahost/LineFile.h"
+#include "host/velahost/OutFile.h"
+#include "host/velahost/Watcher.h"
 
 /**
  * Writes a line for each request that the product makes of the chip and for each event that the
@@ -17,19 +18,18 @@
  * order in which they began, whatever the threads did: two runs that do the same write the same. So
  * a line waits until all before it are complete. Thread-safe.
  */
-class Journal : public lmfg::ChipObserver {
+class Journal : public lmfg::ChipObserver, public Writer {
   public:
-    /** Truncates or makes the file. `times`: each line tells when its call began and how long. */
-    Journal(const std::string& path, bool times) : mFile(path), mTimes(times) {}
-
-    [[nodiscard]] bool isOpen() const NO_THREAD_SAFETY_ANALYSIS { return mFile.isOpen(); }
+    /** Makes the file. `times`: each line tells when its call began and how long it took. */
+    explicit Journal(const FileOptions& options);
 
     void began(const lmfg::ChipCall& call) override;
     void ended(const lmfg::ChipCall& call, const codec::Json& answer) override;
     void settled(const lmfg::ChipCall& call) override;
 
-    /** Writes what still waits, and completes the file; false when that failed. */
-    bool finish();
+    /** Writes what still waits first. */
+    std::string finish() override;
+    std::string error() override;
 
   private:
     using Clock = std::chrono::steady_clock;
@@ -46,13 +46,14 @@ class Journal : public lmfg::ChipObserver {
     };
 
     Entry* find(const lmfg::ChipCall* call) REQUIRES(mLock);
+    /** The entry whose lines the call's belongs to; null for none. */
+    Entry* entryOf(const lmfg::ChipCall& call) REQUIRES(mLock);
     void writeSettled() REQUIRES(mLock);
 
     std::mutex mLock;
-    LineFile mFile GUARDED_BY(mLock);
+    OutFile mFile GUARDED_BY(mLock);
     const bool mTimes;
     const Clock::time_point mStart = Clock::now();
     std::list<Entry> mEntries GUARDED_BY(mLock);
     std::list<Open> mOpen GUARDED_BY(mLock);
-    bool mFinished GUARDED_BY(mLock) = false;
 };

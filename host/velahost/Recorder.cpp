@@ -3,17 +3,13 @@
 #include <utility>
 
 #include "host/codec/Status.h"
+#include "host/velahost/Processes.h"
 
 using codec::Json;
 
 namespace {
 
-/** "callback" for "IVelaCallback": objects are named as their interfaces are. */
-std::string kindOf(const std::string& type) {
-    const std::string package = "vendor.lumenforge.hardware.display.";
-    const codec::Interface* const interface = codec::findInterface(package + type);
-    return interface == nullptr ? type : interface->name;
-}
+thread_local std::vector<std::string> gRefusals;
 
 std::string nameText(const std::string& kind, int64_t number) {
     return kind + " " + std::to_string(number);
@@ -21,30 +17,90 @@ std::string nameText(const std::string& kind, int64_t number) {
 
 }  // namespace
 
+void RefusalNotes::refused(const lmfg::ChipCall& /*call*/, const std::string& why) {
+    gRefusals.push_back(why);
+}
+
 /** Holds the first half of a line until its call has ended. */
 class Recorder::Watch : public binder::CallWatch {
   public:
-    Watch(Recorder* recorder, Json line, const codec::Operation& operation, int64_t client)
-        : mRecorder(recorder), mLine(std::move(line)), mOperation(operation), mClient(client) {}
+    Watch(Recorder* recorder, uint64_t part, Json line, const codec::Operation& operation,
+          int64_t client)
+        : part(part),
+          line(std::move(line)),
+          operation(operation),
+          client(client),
+          mRecorder(recorder) {}
 
     void ended(binder_status_t status, const AParcel* reply) override {
-        mRecorder->ended(std::move(mLine), mOperation, status, reply, mClient);
+        mRecorder->ended(*this, status, reply);
     }
+
+    const uint64_t part;
+    const Json line;
+    const codec::Operation& operation;
+    const int64_t client;
 
   private:
     Recorder* const mRecorder;
-    Json mLine;
-    const codec::Operation& mOperation;
-    const int64_t mClient;
 };
 
-Recorder::Recorder(const std::string& path) : mFile(path) {
+Recorder::Recorder(std::unique_ptr<Output> output, std::shared_ptr<Registrations> registrations,
+                   bool live)
+    : mOutput(std::move(output)), mRegistrations(std::move(registrations)), mLive(live) {
+    Held held;
     const std::lock_guard guard(mLock);
-    mFile.write({{"recording", 1}, {"interface", codec::display::IVela::descriptor}});
+    begin(&held);
+}
+
+void Recorder::begin(Held* held) {
+    ++mPart;
+    mStart = std::chrono::steady_clock::now();
+    mNumber = 0;
+    mOpen.clear();
+    mClients.clear();
+    mProcessNames.clear();
+    mObjects.clear();
+    mCounts.clear();
+    const Json head{{"recording", 1}, {"interface", codec::display::IVela::descriptor}};
+    if (!mOutput->begin(textOf(head) + "\n")) return;
+    for (Registration& it : mRegistrations->current()) {
+        const int64_t client = clientOf(it.client);
+        std::string target = "vela";
+        if (it.target.get() != nullptr) {
+            target = nameText("composer", numberOf("composer", it.target.get(), client));
+        }
+        Json line = commonFields("interface", target, client);
+        line["operation"] = it.operation->name;
+        line["arguments"] = std::move(it.arguments);
+        line["status"] = "ok";
+        Json object =
+                it.object.get() == nullptr ? Json() : nameOf(it.kind, it.object.get(), client);
+        if (it.isMade) {
+            line["answer"] = std::move(object);
+        } else {
+            line["arguments"].push_back(std::move(object));
+            line["answer"] = nullptr;
+        }
+        line["earlier"] = true;
+        write(line);
+        held->push_back(std::move(it.target));
+        held->push_back(std::move(it.object));
+    }
+}
+
+void Recorder::write(const Json& line) {
+    (void)mOutput->write(textOf(line) + "\n");
+}
+
+void Recorder::writeEnd() {
+    write({{"end", mNumber}, {"open", mOpen}});
 }
 
 int64_t Recorder::clientOf(pid_t pid) {
-    return mClients.emplace(pid, mClients.size() + 1).first->second;
+    const auto [found, isNew] = mClients.emplace(pid, mClients.size() + 1);
+    if (isNew && mLive) mProcessNames.emplace(found->second, processName(pid));
+    return found->second;
 }
 
 Json Recorder::nameOf(const std::string& kind, AIBinder* object, int64_t client) {
@@ -60,27 +116,34 @@ Json Recorder::nameOf(const std::string& kind, AIBinder* object, int64_t client)
     return {{found->second.kind, found->second.number}};
 }
 
+int64_t Recorder::numberOf(const std::string& kind, AIBinder* object, int64_t client) {
+    return nameOf(kind, object, client).begin()->get<int64_t>();
+}
+
 int64_t Recorder::microseconds() const {
     const auto time = std::chrono::steady_clock::now() - mStart;
     return std::chrono::duration_cast<std::chrono::microseconds>(time).count();
 }
 
 Json Recorder::commonFields(const char* key, const std::string& value, int64_t client) {
-    return {{"n", ++mNumber}, {"time", microseconds()}, {"client", client}, {key, value}};
+    Json fields{{"n", ++mNumber}, {"time", microseconds()}, {"client", client}};
+    if (mLive) fields["process"] = mProcessNames[client];
+    fields[key] = value;
+    return fields;
 }
 
-void Recorder::noticeEnds(std::vector<ndk::SpAIBinder>* alive) {
+void Recorder::noticeEnds(Held* held) {
     for (auto it = mObjects.begin(); it != mObjects.end();) {
         const Named& named = it->second;
-        alive->emplace_back(AIBinder_Weak_promote(named.weak.get()));
-        AIBinder* const object = alive->back().get();
+        held->emplace_back(AIBinder_Weak_promote(named.weak.get()));
+        AIBinder* const object = held->back().get();
         if (object != nullptr && AIBinder_isAlive(object)) {
             ++it;
             continue;
         }
         // A callback that nobody refers to any more was unregistered by a request.
         if (object != nullptr || named.kind == "composer") {
-            mFile.write(commonFields("gone", nameText(named.kind, named.number), named.client));
+            write(commonFields("gone", nameText(named.kind, named.number), named.client));
         }
         it = mObjects.erase(it);
     }
@@ -94,16 +157,19 @@ std::unique_ptr<binder::CallWatch> Recorder::observe(const binder::ObservedCall&
         return nullptr;
     }
     const codec::Operation& operation = *interface->operations[call.code - FIRST_CALL_TRANSACTION];
-    // Given up after the lock: the last reference's end runs foreign code.
-    std::vector<ndk::SpAIBinder> alive;
+    Held held;
     const std::lock_guard guard(mLock);
-    if (mFinished) return nullptr;
-    noticeEnds(&alive);
+    if (mFinished || !mOutput->error().empty()) return nullptr;
+    if (mOutput->fills() > (mOpen.empty() ? 0 : 1)) {
+        writeEnd();
+        begin(&held);
+    }
+    noticeEnds(&held);
     const int64_t client =
             clientOf(call.served ? AIBinder_getCallingPid() : binder::servingProcess(call.object));
     std::string target = interface->name;
     if (call.descriptor != std::string(codec::display::IVela::descriptor)) {
-        target = nameText(target, nameOf(target, call.object, client).begin()->get<int64_t>());
+        target = nameText(target, numberOf(target, call.object, client));
     }
     Json list;
     const auto name = [&](const std::string& type, AIBinder* object)
@@ -112,32 +178,43 @@ std::unique_ptr<binder::CallWatch> Recorder::observe(const binder::ObservedCall&
     Json line = commonFields("interface", target, client);
     line[interface->isCallback ? "event" : "operation"] = operation.name;
     line["arguments"] = std::move(list);
+    gRefusals.clear();
     mOpen.insert(mNumber);
-    return std::make_unique<Watch>(this, std::move(line), operation, client);
+    return std::make_unique<Watch>(this, mPart, std::move(line), operation, client);
 }
 
-void Recorder::ended(Json line, const codec::Operation& operation, binder_status_t status,
-                     const AParcel* reply, int64_t client) {
+void Recorder::ended(const Watch& watch, binder_status_t status, const AParcel* reply) {
     ndk::ScopedAStatus answer;
     if (reply == nullptr || AParcel_readStatusHeader(reply, answer.getR()) != STATUS_OK) {
         answer = ndk::ScopedAStatus::fromStatus(status);
     }
     const std::lock_guard guard(mLock);
-    if (mFinished) return;
+    // A part that had to end before the call did has named it as open.
+    if (mFinished || watch.part != mPart) return;
+    Json line = watch.line;
     line["status"] = codec::statusToJson(answer.get());
     Json value;
-    const auto name = [&](const std::string& type, AIBinder* object)
-                              REQUIRES(mLock) { return nameOf(kindOf(type), object, client); };
-    if (reply != nullptr && answer.isOk()) (void)operation.readResult(reply, name, &value);
+    const auto name = [&](const std::string& type, AIBinder* object) REQUIRES(mLock) {
+        return nameOf(kindOf(type), object, watch.client);
+    };
+    if (reply != nullptr && answer.isOk()) (void)watch.operation.readResult(reply, name, &value);
     line["answer"] = std::move(value);
     line["took"] = microseconds() - line["time"].get<int64_t>();
-    mFile.write(line);
+    if (mLive && !gRefusals.empty()) line["refused"] = gRefusals;
+    write(line);
     mOpen.erase(line["n"].get<int64_t>());
 }
 
-bool Recorder::finish() {
+std::string Recorder::finish() {
     const std::lock_guard guard(mLock);
-    if (std::exchange(mFinished, true)) return true;
-    mFile.write({{"end", mNumber}, {"open", mOpen}});
-    return mFile.close();
+    if (!std::exchange(mFinished, true)) {
+        writeEnd();
+        mOutput->close();
+    }
+    return mOutput->error();
+}
+
+std::string Recorder::error() {
+    const std::lock_guard guard(mLock);
+    return mOutput->error();
 }

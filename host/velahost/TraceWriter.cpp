@@ -16,7 +16,11 @@ using lmfg::ChipCall;
 
 namespace {
 
+constexpr const char* kHead = "[";
+constexpr const char* kEnd = "\n]\n";
+
 struct OpenSlice {
+    const TraceWriter* writer;
     TraceWriter::Clock::time_point start;
     std::string name;
     const char* category;
@@ -55,19 +59,25 @@ class TraceWriter::ClientSlice : public binder::CallWatch {
     const std::string mName;
 };
 
-TraceWriter::TraceWriter(const std::string& path) : mFile(path), mOpen(mFile.is_open()) {}
+TraceWriter::TraceWriter(const FileOptions& options) : mFile("trace", options) {
+    const std::lock_guard guard(mLock);
+    (void)mFile.begin(kHead);
+}
 
 TraceWriter::Place TraceWriter::here() {
     return {getpid(), gettid(), Clock::now()};
 }
 
-bool TraceWriter::finish() {
+std::string TraceWriter::finish() {
     const std::lock_guard guard(mLock);
-    if (!mFile.is_open()) return true;
-    // A trace without slices is an empty list all the same.
-    mFile << (*mSeparator == '[' ? "[" : "") << "\n]\n";
+    (void)mFile.write(kEnd);
     mFile.close();
-    return !mFile.fail();
+    return mFile.error();
+}
+
+std::string TraceWriter::error() {
+    const std::lock_guard guard(mLock);
+    return mFile.error();
 }
 
 void TraceWriter::beginSection(const char* name) {
@@ -125,7 +135,8 @@ void TraceWriter::settled(const ChipCall& call) {
     mRequests.erase(&call);
 }
 
-std::unique_ptr<binder::CallWatch> TraceWriter::observe(const binder::ObservedCall& call) {
+std::unique_ptr<binder::CallWatch> TraceWriter::observe(const binder::ObservedCall& call,
+                                                        const AParcel* /*arguments*/) {
     const codec::Interface* const interface = codec::findInterface(call.descriptor);
     if (call.served || interface == nullptr || call.code > interface->operations.size()) return {};
     const auto* const operation = interface->operations[call.code - FIRST_CALL_TRANSACTION];
@@ -135,11 +146,14 @@ std::unique_ptr<binder::CallWatch> TraceWriter::observe(const binder::ObservedCa
 }
 
 void TraceWriter::begin(std::string name, const char* category, Json arguments) {
-    gOpenSlices.push_back({Clock::now(), std::move(name), category, std::move(arguments)});
+    // An earlier trace may have ended within a slice.
+    if (!gOpenSlices.empty() && gOpenSlices.back().writer != this) gOpenSlices.clear();
+    gOpenSlices.push_back({this, Clock::now(), std::move(name), category, std::move(arguments)});
 }
 
 void TraceWriter::end() {
-    if (gOpenSlices.empty()) return;
+    // This one may have begun within a slice.
+    if (gOpenSlices.empty() || gOpenSlices.back().writer != this) return;
     const OpenSlice slice = std::move(gOpenSlices.back());
     gOpenSlices.pop_back();
     writeSlice({getpid(), gettid(), slice.start}, slice.name, slice.category, slice.arguments);
@@ -176,7 +190,12 @@ void TraceWriter::write(const char* phase, const Place& place, const Json& rest)
               {"tid", place.tid}};
     line.update(rest);
     const std::lock_guard guard(mLock);
-    if (!mFile.is_open()) return;
+    if (mFile.fills() > 0) {
+        (void)mFile.write(kEnd);
+        (void)mFile.begin(kHead);
+        mSeparator = "";
+        mNamed.clear();
+    }
     nameTrack(place);
     writeLine(line);
 }
@@ -200,6 +219,6 @@ void TraceWriter::nameTrack(const Place& place) {
 }
 
 void TraceWriter::writeLine(const Json& line) {
-    mFile << mSeparator << line.dump(-1, ' ', false, Json::error_handler_t::replace) << std::flush;
-    mSeparator = ",\n";
+    (void)mFile.write(mSeparator + ("\n" + textOf(line)));
+    mSeparator = ",";
 }

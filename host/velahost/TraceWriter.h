@@ -4,7 +4,6 @@
 
 #include <chrono>
 #include <cstdint>
-#include <fstream>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -16,6 +15,8 @@
 #include <binder_host/Trace.h>
 
 #include "host/chip/ChipObserver.h"
+#include "host/velahost/OutFile.h"
+#include "host/velahost/Watcher.h"
 
 /**
  * Writes a trace of the Chrome trace event format, which Perfetto and chrome://tracing read: a
@@ -24,21 +25,21 @@
  * the client that is told. Everything is flushed as it ends, so that the file is readable while the
  * host runs and after it was killed: readers do not insist on the bracket at its end. Any thread.
  */
-class TraceWriter : public binder::TraceSink, public lmfg::ChipObserver {
+class TraceWriter : public binder::TraceSink,
+                    public lmfg::ChipObserver,
+                    public CallTap,
+                    public Writer {
   public:
     using Clock = std::chrono::steady_clock;
 
-    /** Truncates or makes the file; isOpen() says whether that worked. */
-    explicit TraceWriter(const std::string& path);
+    /** Makes the file. */
+    explicit TraceWriter(const FileOptions& options);
 
     TraceWriter(const TraceWriter&) = delete;
     TraceWriter& operator=(const TraceWriter&) = delete;
 
-    [[nodiscard]] bool isOpen() const { return mOpen; }
-
-    /** Completes the file; false when some of it could not be written. What ends later is dropped.
-     */
-    bool finish();
+    std::string finish() override;
+    std::string error() override;
 
     void beginSection(const char* name) override;
     void endSection() override;
@@ -50,8 +51,9 @@ class TraceWriter : public binder::TraceSink, public lmfg::ChipObserver {
     void ended(const lmfg::ChipCall& call, const codec::Json& answer) override;
     void settled(const lmfg::ChipCall& call) override;
 
-    /** Shows what clients are told on tracks of their own; for addCallObserver(). */
-    std::unique_ptr<binder::CallWatch> observe(const binder::ObservedCall& call);
+    /** Shows what clients are told on tracks of their own. */
+    std::unique_ptr<binder::CallWatch> observe(const binder::ObservedCall& call,
+                                               const AParcel* arguments) override;
 
   private:
     class ClientSlice;
@@ -77,10 +79,9 @@ class TraceWriter : public binder::TraceSink, public lmfg::ChipObserver {
     void writeLine(const codec::Json& line) REQUIRES(mLock);
 
     std::mutex mLock;
-    std::ofstream mFile GUARDED_BY(mLock);
-    const char* mSeparator GUARDED_BY(mLock) = "[\n";
+    OutFile mFile GUARDED_BY(mLock);
+    const char* mSeparator GUARDED_BY(mLock) = "";
     std::set<pid_t> mNamed GUARDED_BY(mLock);  // processes and threads
     std::map<const lmfg::ChipCall*, Place> mRequests GUARDED_BY(mLock);
     uint64_t mFlows GUARDED_BY(mLock) = 0;
-    const bool mOpen;
 };

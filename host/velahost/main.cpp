@@ -2,8 +2,12 @@
 #include <pthread.h>
 #include <signal.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
@@ -18,19 +22,14 @@
 #include <android/binder_manager.h>
 #include <android/binder_process.h>
 #include <android/log.h>
-#include <binder_host/Observer.h>
-#include <binder_host/ServiceManager.h>
-#include <binder_host/Trace.h>
 #include <CLI/CLI.hpp>
 
 #include "host/chip/ChipHost.h"
 #include "host/chip/SimulatedChip.h"
 #include "host/velahost/Faults.h"
 #include "host/velahost/Host.h"
-#include "host/velahost/Journal.h"
-#include "host/velahost/Processes.h"
-#include "host/velahost/Recorder.h"
-#include "host/velahost/TraceWriter.h"
+#include "host/velahost/Takeover.h"
+#include "host/velahost/Watchers.h"
 
 namespace {
 
@@ -47,7 +46,8 @@ constexpr const char* kFooter =
         "  velahost --fault velaConfigureGet=EIO@3 --fault velaConfigureBatch=silent\n\n"
         "A fault is OPERATION=WHAT[@EVERY]; --fault help lists the operations and what each "
         "takes.\n"
-        "Exit codes: 0 ended by a signal, 1 could not serve, 2 wrong usage.\n";
+        "Exit codes: 0 ended by a signal or replaced, 1 could not serve or not write all, 2 wrong "
+        "usage.\n";
 
 struct Options {
     std::string chip = "simulated";
@@ -59,15 +59,8 @@ struct Options {
     std::string record;
     std::string journal;
     bool journalTimes = false;
+    uint64_t recordLimit = 0;
     std::vector<std::string> faults;
-};
-
-/** What watches the service, as far as it was asked for. Lives until the process ends. */
-struct Watchers {
-    std::unique_ptr<Recorder> recorder;
-    std::shared_ptr<Journal> journal;
-    std::shared_ptr<TraceWriter> trace;
-    lmfg::ChipObservers observers;  // of the chip
 };
 
 int fail(const std::string& text) {
@@ -82,17 +75,18 @@ std::string defaultLibrary() {
     return program.parent_path().parent_path() / "lib" / kLibrary;
 }
 
-/** Calls the library's entry once; returns the exit code. The library is never unloaded. */
-int publish(const std::string& library) {
+using Entry = int32_t();
+
+/** The library's entry; null when it cannot be loaded, which is told. It is never unloaded. */
+Entry* load(const std::string& library) {
     void* const handle = dlopen(library.c_str(), RTLD_NOW | RTLD_LOCAL);
-    if (handle == nullptr) return fail(std::string("cannot load the library: ") + dlerror());
-    using Entry = int32_t();
-    auto* const entry = reinterpret_cast<Entry*>(dlsym(handle, kEntry));
-    if (entry == nullptr) return fail(library + " has no entry " + kEntry);
-    if (const int32_t result = entry(); result != 0) {
-        return fail(library + ": " + kEntry + " returned " + std::to_string(result));
+    if (handle == nullptr) {
+        fail(std::string("cannot load the library: ") + dlerror());
+        return nullptr;
     }
-    return 0;
+    auto* const entry = reinterpret_cast<Entry*>(dlsym(handle, kEntry));
+    if (entry == nullptr) fail(library + " has no entry " + kEntry);
+    return entry;
 }
 
 /** A service has many clients, each with connections of its own: allows all that the system does.
@@ -135,89 +129,64 @@ bool stopChip(const std::shared_ptr<lmfg::SimulatedChip>& chip) {
     return false;
 }
 
-/** Opens what the options ask for; an exit code, 0 when all is well. */
-int watch(const Options& options, Watchers* out) {
-    if (!options.faults.empty()) {
-        auto faults = std::make_shared<Faults>();
-        for (const std::string& text : options.faults) {
-            if (const std::string wrong = faults->add(text); !wrong.empty()) {
-                fail("--fault: " + wrong);
-                return kUsage;
-            }
-        }
-        out->observers.push_back(std::move(faults));
-    }
-    if (!options.journal.empty()) {
-        out->journal = std::make_shared<Journal>(options.journal, options.journalTimes);
-        if (!out->journal->isOpen()) return fail("cannot write the journal to " + options.journal);
-        out->observers.push_back(out->journal);
-    }
-    if (!options.trace.empty()) {
-        out->trace = std::make_shared<TraceWriter>(options.trace);
-        if (!out->trace->isOpen()) return fail("cannot write the trace to " + options.trace);
-        out->observers.push_back(out->trace);
-        binder::setTraceSink(out->trace.get());
-        binder::addCallObserver([trace = out->trace](const auto& call, const AParcel*) {
-            return trace->observe(call);
-        });
-    }
-    if (!options.record.empty()) {
-        out->recorder = std::make_unique<Recorder>(options.record);
-        if (!out->recorder->isOpen()) return fail("cannot write the record to " + options.record);
-        binder::addCallObserver([recorder = out->recorder.get()](const auto& call, const auto* in) {
-            return recorder->observe(call, in);
-        });
+/** Begins what the options ask for; an exit code, 0 when all is well. */
+int watch(const Options& options) {
+    const std::pair<const char*, const std::string&> files[] = {
+            {"record", options.record}, {"journal", options.journal}, {"trace", options.trace}};
+    for (const auto& [kind, path] : files) {
+        if (path.empty()) continue;
+        const Problem problem = Watchers::get().write(
+                kind, {.path = path, .limit = options.recordLimit, .times = options.journalTimes});
+        if (!problem) continue;
+        fail(problem.text);
+        return problem.isUsage ? kUsage : kFailure;
     }
     return 0;
 }
 
-/** Completes all files; an exit code. */
-int finish(const Watchers& watchers) {
-    int code = 0;
-    const auto expect = [&code](bool complete, const char* what) {
-        if (!complete) code = fail(std::string("could not write all of the ") + what);
-    };
-    if (watchers.recorder != nullptr) expect(watchers.recorder->finish(), "record");
-    if (watchers.journal != nullptr) expect(watchers.journal->finish(), "journal");
-    if (watchers.trace != nullptr) expect(watchers.trace->finish(), "trace");
-    return code;
-}
-
-/** The process that serves the name and answers; 0 when there is none. */
-pid_t serverOf(const char* name) {
-    const ndk::SpAIBinder binder(AServiceManager_checkService(name));
-    if (binder.get() == nullptr || AIBinder_ping(binder.get()) != STATUS_OK) return 0;
-    return binder::servingProcess(binder.get());
+/** Makes the folder for the frames; an exit code. */
+int makeFolder(const std::string& folder) {
+    std::error_code error;
+    if (!folder.empty()) std::filesystem::create_directories(folder, error);
+    if (!error && !folder.empty() && access(folder.c_str(), W_OK | X_OK) != 0) {
+        error.assign(errno, std::generic_category());
+    }
+    return error ? fail("cannot make " + folder + ": " + error.message()) : 0;
 }
 
 int serve(const Options& options) {
     const sigset_t stopSignals = blockStopSignals();
+    // A reader that has gone is an error of the write, not the end of the service.
+    (void)std::signal(SIGPIPE, SIG_IGN);
     // The product's lines are of debug priority, which hosts that are no device leave out.
     __android_log_set_minimum_priority(ANDROID_LOG_DEBUG);
 
-    if (binder::startServiceManager() == binder::ServiceManagerHost::kNone) {
-        return fail("cannot start the service manager (see the log)");
+    for (const std::string& rule : options.faults) {
+        if (const Problem problem = Watchers::get().fault(rule); problem) {
+            fail("--fault: " + problem.text);
+            return kUsage;
+        }
     }
+    if (const std::string error = becomeHost(options.replace); !error.empty()) return fail(error);
     ABinderProcess_setThreadPoolMaxThreadCount(options.threads);
-    if (const pid_t pid = options.replace ? 0 : serverOf(kInstance); pid != 0) {
-        return fail(processName(pid) + " serves " + kInstance +
-                    " already; end it, take the name over with --replace, or set "
-                    "BINDER_RUNTIME_DIR to a folder of your own");
-    }
 
-    // Never destroyed: calls may be under way when the process ends.
-    static auto& watchers = *new Watchers;
-    if (const int code = watch(options, &watchers); code != 0) return code;
-    if (!options.frames.empty()) {
-        std::error_code error;
-        std::filesystem::create_directories(options.frames, error);
-        if (error) return fail("cannot make " + options.frames + ": " + error.message());
-    }
+    // The files last: nothing is written, and nothing overwritten, for a host that cannot serve.
+    Entry* const entry = load(options.library);
+    if (entry == nullptr) return kFailure;
+    if (const int code = makeFolder(options.frames); code != 0) return code;
     std::shared_ptr<lmfg::SimulatedChip> chip;
     if (options.chip == "simulated") chip = std::make_shared<lmfg::SimulatedChip>(options.frames);
-    lmfg::installChip(chip, watchers.observers);
+    lmfg::installChip(chip);
+    Watchers::get().install();
+    if (const int code = watch(options); code != 0) {
+        Watchers::get().discard();
+        return code;
+    }
 
-    if (const int code = publish(options.library); code != 0) return code;
+    if (const int32_t result = entry(); result != 0) {
+        Watchers::get().discard();
+        return fail(options.library + ": " + kEntry + " returned " + std::to_string(result));
+    }
     const auto host = ndk::SharedRefBase::make<Host>(chip);
     const std::string hostName = std::string(Host::descriptor) + "/default";
     if (AServiceManager_addService(host->asBinder().get(), hostName.c_str()) != EX_NONE) {
@@ -232,7 +201,7 @@ int serve(const Options& options) {
     // From here on the chip raises nothing. Exiting then lets the library release its service
     // object; chip and service library outlive that.
     const bool stopped = chip == nullptr || stopChip(chip);
-    const int code = finish(watchers);
+    const int code = Watchers::get().finish() ? 0 : kFailure;
     // With an event under way the process ends at once, without its static destructors.
     if (!stopped) std::_Exit(code);
     return code;
@@ -252,13 +221,20 @@ int main(int argc, char** argv) {
     app.add_option("--threads", options.threads, "Most threads started on demand")
             ->check(CLI::Range(0, 1000))
             ->capture_default_str();
-    app.add_flag("--replace", options.replace, "Take the service's name from whoever serves it");
+    app.add_flag("--replace", options.replace, "End the velahost that serves, and serve instead");
     app.add_option("--record", options.record,
                    "Write every request and event of every client, to be replayed by velactl");
-    app.add_option("--journal", options.journal,
-                   "Write every call of the chip and every event that it raises");
-    app.add_flag("--journal-times", options.journalTimes, "Let the journal tell times");
+    auto* const journal =
+            app.add_option("--journal", options.journal,
+                           "Write every call of the chip and every event that it raises");
+    app.add_flag("--journal-times", options.journalTimes, "Let the journal tell times")
+            ->needs(journal);
     app.add_option("--trace", options.trace, "Write requests, calls and events for a trace viewer");
+    app.add_option("--record-limit", options.recordLimit,
+                   "Write record, journal and trace as numbered files of about this size")
+            ->type_name("SIZE")
+            ->transform(CLI::AsSizeValue(false))
+            ->check(CLI::Range(int64_t{1}, int64_t{1} << 50));
     app.add_option("--frames", options.frames,
                    "Write presented frames to this folder, as JSON and SVG");
     app.add_option("--fault", options.faults, "Let calls of the chip go wrong; may be repeated")
@@ -269,6 +245,10 @@ int main(int argc, char** argv) {
         if (error.get_exit_code() == 0) return app.exit(error);
         fail(std::string(error.what()) + "; see velahost --help");
         return kUsage;
+    }
+    if (std::find(options.faults.begin(), options.faults.end(), "help") != options.faults.end()) {
+        std::cout << Faults::help() << std::endl;
+        return std::cout ? 0 : kFailure;
     }
     return serve(options);
 }

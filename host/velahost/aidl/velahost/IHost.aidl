@@ -13,4 +13,34 @@ interface IHost {
 
     /** How many binder objects the host has: its own, and its clients' that it holds. */
     int liveObjects();
+
+    /** The host ends as by SIGTERM; its names and its service manager end with it. */
+    void end();
+
+    /**
+     * Begins to write a "record", "journal" or "trace" to the file, an absolute path. With a limit
+     * a numbered file follows each that has reached so many bytes; 0 is none. `times` is of the
+     * journal. A wrong argument is EX_ILLEGAL_ARGUMENT, a file that cannot be written
+     * EX_ILLEGAL_STATE, each with a text.
+     */
+    void write(in String kind, in String file, in long limit, in boolean times);
+
+    /** Adds a fault, OPERATION=WHAT[@EVERY]; refuses as above. */
+    void fault(in String rule);
+
+    /**
+     * Ends a "record", "journal" or "trace", whose file is then complete, or takes all faults
+     * ("fault") away; refuses as above.
+     */
+    void stop(in String kind);
+
+    /** What is written, with its file, and which faults there are; each as one would ask for it. */
+    String[] state();
+
+    /**
+     * Writes lines of a recording to the pipe, one for each request and event from now on, and the
+     * client's process in each. Nothing waits for the reader: what the pipe has no room for is
+     * lost, and a line {"lost": COUNT} stands in its place.
+     */
+    void watch(in ParcelFileDescriptor pipe);
 }
