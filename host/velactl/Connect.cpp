@@ -6,6 +6,7 @@
 #include <android/binder_manager.h>
 
 #include "host/velactl/Service.h"
+#include "host/velahost/RuntimeFolder.h"
 
 namespace velactl {
 
@@ -27,6 +28,7 @@ std::string hostProgram() {
 }  // namespace
 
 Failure connect(std::shared_ptr<IVela>* out) {
+    if (const auto problem = runtimeFolderProblem(); !problem.empty()) return noService(problem);
     const ndk::SpAIBinder binder(AServiceManager_checkService(instanceName().c_str()));
     if (binder.get() == nullptr) {
         return noService("no service is published as " + instanceName() + "; start " +

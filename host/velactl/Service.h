@@ -23,13 +23,13 @@ std::shared_ptr<aidl::velahost::IHost> connectHost();
 /** Prints what is known of the service as one line of JSON. */
 Failure info();
 
-/** Prints every operation's signature and every record; needs no service. */
+/** Prints every operation's signature and every record, or their parts as JSON; no service. */
 Failure list();
 
-/** Lets the service write its dump to stdout. */
+/** Prints the service's dump. */
 Failure dump();
 
-/** Writes the frame that the display shows to the file, as SVG. */
+/** Writes the frame that the display shows to the file, as SVG; "-" is stdout. */
 Failure screenshot(int display, const std::string& file);
 
 }  // namespace velactl

@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include <aidl/velahost/BnHost.h>
 #include <binder_host/Observer.h>
@@ -25,6 +26,11 @@ class Host : public aidl::velahost::BnHost {
 
     ndk::ScopedAStatus liveObjects(int32_t* count) override {
         *count = binder::liveObjects();
+        return ndk::ScopedAStatus::ok();
+    }
+
+    ndk::ScopedAStatus takeRefusals(std::vector<std::string>* texts) override {
+        if (mChip != nullptr) *texts = mChip->takeRefusals(AIBinder_getCallingPid());
         return ndk::ScopedAStatus::ok();
     }
 

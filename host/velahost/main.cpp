@@ -30,6 +30,7 @@
 #include "host/velahost/Journal.h"
 #include "host/velahost/Processes.h"
 #include "host/velahost/Recorder.h"
+#include "host/velahost/RuntimeFolder.h"
 #include "host/velahost/TraceWriter.h"
 
 namespace {
@@ -191,6 +192,7 @@ pid_t serverOf(const char* name) {
 }
 
 int serve(const Options& options) {
+    if (const auto problem = runtimeFolderProblem(); !problem.empty()) return fail(problem);
     const sigset_t stopSignals = blockStopSignals();
     // The product's lines are of debug priority, which hosts that are no device leave out.
     __android_log_set_minimum_priority(ANDROID_LOG_DEBUG);
@@ -214,7 +216,10 @@ int serve(const Options& options) {
         if (error) return fail("cannot make " + options.frames + ": " + error.message());
     }
     std::shared_ptr<lmfg::SimulatedChip> chip;
-    if (options.chip == "simulated") chip = std::make_shared<lmfg::SimulatedChip>(options.frames);
+    if (options.chip == "simulated") {
+        chip = std::make_shared<lmfg::SimulatedChip>(options.frames);
+        chip->setCaller(AIBinder_getCallingPid);
+    }
     lmfg::installChip(chip, watchers.observers);
 
     if (const int code = publish(options.library); code != 0) return code;

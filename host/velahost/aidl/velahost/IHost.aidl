@@ -13,4 +13,10 @@ interface IHost {
 
     /** How many binder objects the host has: its own, and its clients' that it holds. */
     int liveObjects();
+
+    /**
+     * Why the chip refused requests of the calling process since it last asked, oldest first, as
+     * "EINVAL: display 9 is not there".
+     */
+    String[] takeRefusals();
 }
