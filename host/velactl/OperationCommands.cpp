@@ -10,18 +10,11 @@
 namespace velactl {
 namespace {
 
-int runOperation(const std::string& interface, std::vector<std::string> words) {
-    // Options come before the operation here, since its words are kept raw.
-    bool failOnRefusal = false;
-    for (; !words.empty() && words.front().starts_with("--"); words.erase(words.begin())) {
-        if (words.front() == "--json") {
-            reportAsJson();
-        } else if (words.front() == "--fail-on-refusal") {
-            failOnRefusal = true;
-        } else {
-            return report(usageError("no option " + words.front() + "; see velactl " + interface +
-                                     " --help"));
-        }
+int runOperation(const std::string& interface, std::vector<std::string> words, bool failOnRefusal) {
+    // This option may stand here too, since an operation's words are kept raw.
+    while (!words.empty() && words.front() == "--json") {
+        reportAsJson();
+        words.erase(words.begin());
     }
     const Session::Result result = Session().run(interface, words);
     if (result.failure) return report(result.failure);
@@ -42,14 +35,19 @@ class OperationFormatter : public CLI::Formatter {
 /** A subcommand whose words are kept raw: the parser would take -1 and [1,2] apart. */
 void addOperationCommand(Commands* commands, const std::string& name, const std::string& target,
                          const std::string& examples) {
-    static std::vector<CLI::App*> added;
-    const size_t index = added.size();
-    added.push_back(commands->add(name, "Call an operation of " + target, examples, [name, index] {
-        return runOperation(name, added[index]->remaining());
-    }));
-    CLI::App* const command = added.back();
+    struct Options {
+        CLI::App* command = nullptr;
+        bool failOnRefusal = false;
+    };
+    const auto options = std::make_shared<Options>();
+    CLI::App* const command =
+            commands->add(name, "Call an operation of " + target, examples, [name, options] {
+                return runOperation(name, options->command->remaining(), options->failOnRefusal);
+            });
+    options->command = command;
     command->formatter(std::make_shared<OperationFormatter>());
-    command->add_flag("--fail-on-refusal", "A refusal by the chip is an error");
+    command->add_flag("--fail-on-refusal", options->failOnRefusal,
+                      "A refusal by the chip is an error");
     command->prefix_command();
     command->fallthrough(false);
 }

@@ -38,7 +38,7 @@ const std::vector<ScriptCommand>& scriptCommands() {
             {"list", "list", "every operation and record"},
             {"dump", "dump", "the chip's state"},
             {"screenshot", "screenshot FILE.svg", "draws the frame of the primary display"},
-            {"help", "help [OPERATION]", "this, or what an operation does"},
+            {"help", "help [NAME]", "this, or what a command or an operation does"},
             {"exit", "exit", "ends, as quit does"},
             {"quit", "quit", "ends"},
     };
@@ -226,10 +226,13 @@ Failure Script::runCommand(const Line& line) {
                                  : usageError("usage: screenshot FILE.svg");
     }
     if (command == "help") {
-        if (words.size() == 2) return describe(words[1]);
         std::string text;
-        for (const ScriptCommand& it : scriptCommands())
-            text += std::string(it.usage) + "\n    " + it.what + "\n";
+        for (const ScriptCommand& it : scriptCommands()) {
+            if (words.size() == 1 || words[1] == it.name) {
+                text += std::string(it.usage) + "\n    " + it.what + "\n";
+            }
+        }
+        if (text.empty()) return describe(words[1]);
         printText(text);
     }
     return {};

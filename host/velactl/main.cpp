@@ -29,8 +29,9 @@ std::string unknownCommand(const CLI::App& app, int argc, char** argv) {
         names += (names.empty() ? "" : ", ") + command->get_name();
         candidates.push_back(command->get_name());
     }
-    return (word == words.end() ? "a subcommand is missing" : "no subcommand '" + *word + "'") +
-           "; there are " + names + (word == words.end() ? "" : suggestion(*word, candidates));
+    return (word == words.end() ? "a subcommand is missing"
+                                : "no subcommand '" + *word + "'" + suggestion(*word, candidates)) +
+           "; there are " + names;
 }
 
 int run(int argc, char** argv) {
