@@ -77,8 +77,7 @@ void addOperationCommands(Commands* commands) {
                 return report(options.markdown.empty() ? describe(options.operation)
                                                        : describeAsMarkdown(options.markdown));
             });
-    command->add_option("operation", options.operation, "Its name; all without one")
-            ->type_name("OPERATION");
+    command->add_option("OPERATION", options.operation, "Its name; all without one")->type_name("");
     command->add_option("--markdown", options.markdown,
                         "All of vela or composer, as docs/operations.md has them")
             ->check(CLI::IsMember({"vela", "composer"}));

@@ -31,8 +31,8 @@ void addServiceCommands(Commands* commands) {
     screenshotCommand->add_option("--display", options.display, "Which one; 0 is the primary")
             ->check(CLI::Range(0, 3))
             ->capture_default_str();
-    screenshotCommand->add_option("file", options.file, "The SVG file to write; - is stdout")
-            ->type_name("FILE.svg")
+    screenshotCommand->add_option("FILE", options.file, "The SVG file to write; - is stdout")
+            ->type_name("")
             ->required();
 }
 

@@ -72,10 +72,10 @@ void addSessionCommands(Commands* commands) {
                           [] { return runSession(session); });
     session.file =
             sessionCommand
-                    ->add_option("file",
+                    ->add_option("FILE",
                                  "Commands, one a line (help at the prompt lists them); - or "
                                  "nothing reads stdin, a prompt on a terminal")
-                    ->type_name("FILE");
+                    ->type_name("");
     sessionCommand->add_flag("--keep-going", session.script.keepGoing, "Go on after a failure");
     sessionCommand->add_flag("--check", session.script.onlyCheck,
                              "Only read it and tell all that is wrong; needs no service");
@@ -100,8 +100,8 @@ void addSessionCommands(Commands* commands) {
                               const int code = report(replay(options.file, options.update, &equal));
                               return code != kOk || equal ? code : kErrorStatus;
                           });
-    replayCommand->add_option("file", options.file, "What velahost --record wrote")
-            ->type_name("FILE")
+    replayCommand->add_option("FILE", options.file, "What velahost --record wrote")
+            ->type_name("")
             ->required();
     replayCommand->add_flag("--update", options.update, "Write the new answers into the recording");
 }

@@ -11,7 +11,8 @@ _velactl() {
     done
     COMPREPLY=()
     if [ -z "$command" ]; then
-        COMPREPLY=($(compgen -W "info list vela composer dump monitor session replay screenshot
+        COMPREPLY=($(compgen -W "$("$program" --help 2>/dev/null |
+            sed -n '/^Subcommands:/,/^$/s/^  \([a-z][a-z-]*\) .*/\1/p')
             $(_vela_options "$program")" -- "$word"))
     elif [[ $word == -* ]]; then
         COMPREPLY=($(compgen -W "$(_vela_options "$program" "$command")" -- "$word"))
@@ -19,6 +20,9 @@ _velactl() {
         # The operation only: what follows is JSON.
         ((COMP_CWORD != i + 1)) || COMPREPLY=($(compgen -W "$("$program" list 2>/dev/null |
             sed -n "s/^$command [^ ]* \([A-Za-z0-9]*\)(.*/\1/p")" -- "$word"))
+    elif [[ $command == describe ]]; then
+        COMPREPLY=($(compgen -W "$("$program" list 2>/dev/null |
+            sed -n '/^record/d; s/.* \([A-Za-z0-9]*\)(.*/\1/p')" -- "$word"))
     else
         COMPREPLY=($(compgen -f -- "$word"))
     fi

@@ -212,6 +212,22 @@ TEST_F(ControlTest, SaysThatAFullDiskIsFull) {
     }
 }
 
+TEST_F(ControlTest, CompletesWords) {
+    const auto completed = [](const std::string& words) {
+        return runProgram("/bin/bash",
+                          {"-c", "source " SOURCE_FOLDER
+                                 "/host/velactl/completion.bash; COMP_WORDS=(" +
+                                         programFolder() + "/velactl " + words +
+                                         "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _velactl; "
+                                         "echo ${COMPREPLY[*]}"})
+                .out;
+    };
+    EXPECT_EQ(completed("se"), "session\n");
+    EXPECT_EQ(completed("session --j"), "--junit\n");
+    EXPECT_EQ(completed("composer presentD"), "presentDisplay\n");
+    EXPECT_EQ(completed("describe setPan"), "setPanelName\n");
+}
+
 TEST_F(ControlTest, SaysHowToMendTheRuntimeFolder) {
     std::filesystem::create_directory(mFolder / "binder");
     std::filesystem::permissions(mFolder / "binder", std::filesystem::perms(0755));
