@@ -75,14 +75,18 @@ Json argumentsJson(const Operation& operation, const Description& it) {
 void describe(const std::string& interface, const Description& it) {
     const Operation& operation = *operationOf(interface, it.operation);
     size_t width = 0;
-    for (const auto& parameter : operation.parameters)
+    size_t typeWidth = 0;
+    for (const auto& parameter : operation.parameters) {
         width = std::max(width, parameter.name.size());
+        typeWidth = std::max(typeWidth, parameter.type.size());
+    }
     std::string text = interface + " " + operation.signature() + "\n  " + it.what + "\n";
     for (size_t i = 0; i < operation.parameters.size(); ++i) {
-        const auto& argument = it.arguments[i];
-        std::string name = operation.parameters[i].name;
+        auto [type, name] = operation.parameters[i];
         name.resize(width, ' ');
-        text += "    " + name + "  " + argument.meaning + namesText(argument) + "\n";
+        type.resize(typeWidth, ' ');
+        text += "    " + name + "  " + type + "  " + it.arguments[i].meaning +
+                namesText(it.arguments[i]) + "\n";
     }
     text += "  library     " + std::string(it.library) + "\n  without it  " + it.without +
             "\n  status      " + it.status + "\n  example     " + exampleOf(interface, it) + "\n";

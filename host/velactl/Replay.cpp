@@ -294,7 +294,7 @@ void printOutcome(const Recording& recording, const Replay& replay) {
              "one of the first requests differs: is the service fresh? scripts/with-host BIN "
              "velactl "
              "replay FILE starts one",
-             {{"note", "one of the first requests differs"}});
+             {{"note", {{"description", "one of the first requests differs"}}}});
     }
 }
 

@@ -51,7 +51,7 @@ void printResult(const std::string& text, const Json& json);
 int report(const Failure& failure);
 int report(const std::string& where, const Failure& failure);
 
-/** Prints a remark on stderr, which is no failure; `json` where JSON was asked for. */
+/** Prints a remark on stderr; where JSON was asked for `json`, one object under one name. */
 void note(const std::string& where, const std::string& text, const Json& json);
 
 /** The same for what the chip refused of an operation that is no error. */

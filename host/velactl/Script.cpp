@@ -186,9 +186,9 @@ void Script::runOperation(const Line& line, bool mayFail) {
     Session::Result result = mSession.run(words[0], {words.begin() + 1, words.end()});
     mFailure = result.failure;
     if (mFailure.code == kOk || mFailure.code == kErrorStatus) {
-        mRefused += mayFail ? 0 : result.refusals.size();
-        for (size_t i = 0; i < result.refusals.size() && !mayFail; ++i)
-            mReport.refused();
+        const size_t refused = mayFail ? 0 : result.refusals.size();
+        mRefused += refused;
+        mReport.refused(refused);
         mCame = Came{.status = mFailure ? mFailure.error : Json("ok"),
                      .answer = result.answer,
                      .refusals = {}};

@@ -115,7 +115,7 @@ Failure Session::needComposer() {
     if (auto failure = needVela()) return failure;
     if (isatty(STDERR_FILENO) != 0) {
         note("", "composer events go to this client from now on, not to one made before",
-             {{"note", "composer events"}});
+             {{"note", {{"description", "composer events go to this client"}}}});
     }
     return statusError("createComposerClient", mVela->createComposerClient(&mComposer));
 }

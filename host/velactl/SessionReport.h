@@ -16,7 +16,7 @@ class SessionReport {
     explicit SessionReport(std::string name) : mName(std::move(name)) {}
 
     void answered() { ++mAnswers; }
-    void refused() { ++mRefusals; }
+    void refused(size_t count) { mRefusals += count; }
     /** A check on that line was made; a failure stands for one that was not met. */
     void checked(size_t line, const std::string& text, const Failure& failure);
     /** A line failed that checks nothing. */

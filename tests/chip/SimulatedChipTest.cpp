@@ -199,7 +199,7 @@ TEST_F(SimulatedChipTest, MalformedBatchChangesNothing) {
         EXPECT_EQ(batch(text), "-22 " + refusal);
     EXPECT_THAT(get(5), ElementsAre(-ENOENT));
     EXPECT_THAT(dump(), HasSubstr("batches 0, events raised 0,"));
-    EXPECT_THAT(dump(), HasSubstr("batch line 3: usage: power DISPLAY MODE  "));
+    EXPECT_THAT(dump(), HasSubstr("batch line 3: usage: power DISPLAY MODE\n"));
 }
 
 TEST_F(SimulatedChipTest, BatchesAreLimited) {
