@@ -67,7 +67,9 @@ SimulatedChip::Outcome SimulatedChip::runBatch(const std::string& text) {
                     isRegister
                             ? registerReason(static_cast<int>(command.numbers[0]), outcome.status)
                             : raiseReason(outcome.status);
-            return {refuse("batch", outcome.status, "batch " + where + ": " + reason), where};
+            return {refuse("batch", outcome.status,
+                           std::string("batch ").append(where).append(": ").append(reason)),
+                    where};
         }
         reply += command.name;
         if (!command.numbers.empty()) reply += " " + std::to_string(command.numbers[0]);

@@ -85,8 +85,8 @@ void describe(const std::string& interface, const Description& it) {
         auto [type, name] = operation.parameters[i];
         name.resize(width, ' ');
         type.resize(typeWidth, ' ');
-        text += "    " + name + "  " + type + "  " + it.arguments[i].meaning +
-                namesText(it.arguments[i]) + "\n";
+        text.append("    ").append(name).append("  ").append(type).append("  ");
+        text += it.arguments[i].meaning + namesText(it.arguments[i]) + "\n";
     }
     text += "  library     " + std::string(it.library) + "\n  without it  " + it.without +
             "\n  status      " + it.status + "\n  example     " + exampleOf(interface, it) + "\n";

@@ -152,9 +152,10 @@ Prompt::Prompt() : mHistory(historyFile()) {
 }
 
 std::optional<std::string> Prompt::readLine(size_t open) {
-    std::string prompt = "vela> ";
+    std::string prompt;
     for (size_t i = 0; i < open; ++i)
-        prompt = "repeat " + prompt;
+        prompt += "repeat ";
+    prompt += "vela> ";
     const InterruptCatcher catcher;
     while (true) {
         gInterrupted = 0;

@@ -206,7 +206,7 @@ void Script::runOperation(const Line& line, bool mayFail) {
 }
 
 Failure Script::runCommand(const Line& line) {
-    if (const Failure failure = checkLine(line)) return failure;
+    if (auto failure = checkLine(line)) return failure;
     const std::vector<std::string>& words = line.words;
     const std::string& command = words.front();
     if (command == "vela" || command == "composer" || command == "try") {
@@ -242,7 +242,7 @@ Failure Script::expect(const Line& line) {
     if (!mCame) return usageError("expect follows an operation");
     Expectation expectation;
     if (auto failure = Expectation::parse(line.words, &expectation)) return failure;
-    const Failure failure = expectation.check(*mCame);
+    Failure failure = expectation.check(*mCame);
     mReport.checked(line.number, line.text, failure);
     if (!expectation.isOfRefusals()) mFailure = {};
     if (!failure && expectation.isOfAnswer()) mRefusals.clear();

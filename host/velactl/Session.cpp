@@ -20,6 +20,7 @@ namespace {
 template <typename List>
 std::vector<std::string> namesOf(const List& operations) {
     std::vector<std::string> names;
+    names.reserve(operations.size());
     for (const auto& operation : operations)
         names.push_back(operation.name);
     return names;
