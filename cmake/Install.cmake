@@ -17,6 +17,21 @@ install(FILES host/velactl/completion.bash
     DESTINATION share/bash-completion/completions RENAME velactl)
 install(FILES host/velactl/completion.bash
     DESTINATION share/bash-completion/completions RENAME velahost)
+install(FILES host/velactl/completion.zsh DESTINATION share/zsh/site-functions RENAME _velactl)
+install(FILES host/velactl/completion.fish
+    DESTINATION share/fish/vendor_completions.d RENAME velactl.fish)
+install(FILES host/velactl/completion.fish
+    DESTINATION share/fish/vendor_completions.d RENAME velahost.fish)
+# Made of what the programs' help says, so by programs that run here.
+if(NOT CMAKE_CROSSCOMPILING AND NOT VELA_SANITIZE)
+    set(man_pages ${CMAKE_BINARY_DIR}/man/velactl.1 ${CMAKE_BINARY_DIR}/man/velahost.1)
+    add_custom_command(OUTPUT ${man_pages}
+        COMMAND ${CMAKE_SOURCE_DIR}/scripts/man-pages ${CMAKE_BINARY_DIR}/man
+            $<TARGET_FILE:velactl> $<TARGET_FILE:velahost>
+        DEPENDS velactl velahost ${CMAKE_SOURCE_DIR}/scripts/man-pages)
+    add_custom_target(man_pages ALL DEPENDS ${man_pages})
+    install(FILES ${man_pages} DESTINATION share/man/man1)
+endif()
 install(DIRECTORY sessions DESTINATION share/vela-display)
 
 set(package lib/cmake/vela-display)

@@ -42,17 +42,22 @@ std::function<void()> settler() {
     return [] {};
 }
 
+std::function<std::vector<std::string>()> refusalTaker() {
+    return nullptr;
+}
+
 Failure screenshot(int /*display*/, const std::string& /*file*/) {
     return needsVelahost("screenshot");
 }
 
+void addHostCommands(CLI::App* /*app*/, std::optional<int>* /*done*/) {}
+
 // Without line editing and history.
 
 Prompt::Prompt() = default;
-Prompt::~Prompt() = default;
 
-std::optional<std::string> Prompt::readLine() {
-    std::cerr << "vela> ";
+std::optional<std::string> Prompt::readLine(size_t open) {
+    std::cerr << "vela" << (open == 0 ? "> " : ">> ");
     std::string line;
     return std::getline(std::cin, line) ? std::optional(line) : std::nullopt;
 }

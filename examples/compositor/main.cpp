@@ -3,9 +3,10 @@
 //
 // usage: compositor [FRAMES]     presents so many frames and ends; without a number goes on
 
+#include <charconv>
 #include <condition_variable>
 #include <cstdint>
-#include <cstdlib>
+#include <cstring>
 #include <iostream>
 #include <memory>
 #include <mutex>
@@ -103,7 +104,16 @@ int main(int argc, char** argv) {
     const ndk::ScopedAIBinder_DeathRecipient recipient(AIBinder_DeathRecipient_new(died));
     AIBinder_DeathRecipient_setOnUnlinked(recipient.get(), unlinked);
 
-    for (long frames = argc > 1 ? std::atol(argv[1]) : -1; frames != 0;) {
+    long frames = -1;
+    if (argc > 1) {
+        const char* const end = argv[1] + std::strlen(argv[1]);
+        const auto [stop, error] = std::from_chars(argv[1], end, frames);
+        if (argc > 2 || error != std::errc() || stop != end || frames < 0) {
+            std::cerr << "usage: compositor [FRAMES], a number from 0\n";
+            return 2;
+        }
+    }
+    while (frames != 0) {
         const ndk::SpAIBinder binder(AServiceManager_waitForService(name.c_str()));
         const auto mailbox = std::make_shared<Mailbox>();
         const auto vela = IVela::fromBinder(binder);

@@ -1,9 +1,11 @@
 #include "host/chip/ChipState.h"
 
 #include <array>
-#include <cstring>
+#include <cerrno>
 
 #include <nlohmann/json.hpp>
+
+#include "host/codec/Names.h"
 
 namespace lmfg {
 
@@ -29,28 +31,49 @@ std::string cutText(const std::string& text, size_t limit) {
     return text.substr(0, limit);
 }
 
-std::string errnoName(int error) {
-    const char* name = strerrorname_np(error);
-    return name != nullptr ? name : std::to_string(error);
+std::string ChipRefusal::text() const {
+    return codec::errorName(error) + (reason.empty() ? "" : ": " + reason);
 }
 
 std::string compositionName(int composition) {
-    static constexpr std::array<const char*, 6> kNames = {"none",        "client", "device",
-                                                          "solid color", "cursor", "sideband"};
-    return nameOf(kNames, composition);
+    return nameOf(codec::kCompositionNames, composition);
 }
 
 std::string transformName(int transform) {
-    static constexpr std::array<const char*, 8> kNames = {
-            "none",      "flip h",          "flip v",          "rotate 180",
-            "rotate 90", "flip h + rot 90", "flip v + rot 90", "rotate 270"};
-    return nameOf(kNames, transform);
+    return nameOf(codec::kTransformNames, transform);
 }
 
 const char* displayName(size_t display) {
-    static constexpr std::array<const char*, kDisplayCount> kNames = {"primary", "pluggable",
-                                                                      "virtual", "secondary"};
-    return kNames[display];
+    static_assert(codec::kDisplayNames.size() == kDisplayCount);
+    return codec::kDisplayNames[display];
+}
+
+std::string noDisplay(int64_t display) {
+    return "display " + std::to_string(display) + " is not there";
+}
+
+std::string noLayer(uint64_t layer) {
+    return "layer " + std::to_string(layer) + " is not there";
+}
+
+std::string edgesText(int64_t width, int64_t height) {
+    return "edges are 1 to " + std::to_string(kMaxEdge) + ", not " + std::to_string(width) +
+           " by " + std::to_string(height);
+}
+
+std::string raiseReason(int status) {
+    switch (status) {
+        case -EAGAIN:
+            return "1024 events are queued";
+        case -ESHUTDOWN:
+            return "the chip is stopped";
+        case -EDEADLK:
+            return "an event cannot wait for itself";
+        case -ETIMEDOUT:
+            return "a client does not answer its event";
+        default:
+            return {};
+    }
 }
 
 nlohmann::json frameJson(const ChipFrame& frame) {

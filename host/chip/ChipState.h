@@ -87,7 +87,12 @@ struct ChipBatch {
 
 struct ChipRefusal {
     std::string operation;
-    int error = 0;  // positive
+    int error = 0;       // positive
+    std::string reason;  // may be empty
+    int caller = 0;      // whoever asked; 0 for nobody, or for one who has been told
+
+    /// "EINVAL: display 9 is not there".
+    [[nodiscard]] std::string text() const;
 };
 
 /// Everything the simulated chip knows.
@@ -135,14 +140,18 @@ std::string listText(const std::vector<T>& values) {
 /// At most `limit` bytes of the text; no character of it is cut in two.
 std::string cutText(const std::string& text, size_t limit);
 
-/// "EINVAL" for EINVAL.
-std::string errnoName(int error);
-
 /// The platform's names of a layer's composition and transform; the number for what has none.
 std::string compositionName(int composition);
 std::string transformName(int transform);
 /// "primary" for 0.
 const char* displayName(size_t display);
+
+// Why requests are refused.
+std::string noDisplay(int64_t display);
+std::string noLayer(uint64_t layer);
+std::string edgesText(int64_t width, int64_t height);
+/// Why no event could be raised, or waited for.
+std::string raiseReason(int status);
 
 /// The state for people to read; display 0 gives all of it, another display only that display and
 /// its layers.

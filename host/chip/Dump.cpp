@@ -1,8 +1,8 @@
-#include <cstring>
 #include <sstream>
 
 #include "host/chip/ChipState.h"
 #include "host/chip/Table.h"
+#include "host/codec/Names.h"
 
 namespace lmfg {
 
@@ -98,11 +98,10 @@ void dumpHistory(std::ostream& out, const ChipState& state) {
         events.add({number(event.number), event.what, event.answer.empty() ? "-" : event.answer});
     events.print(out);
 
-    Table refusals("Recent refusals", {"REFUSED", "ERROR", "MEANING"});
+    Table refusals("Recent refusals", {"REFUSED", "ERROR", "WHY"});
     for (const ChipRefusal& refusal : state.refusals) {
-        const char* const meaning = strerrordesc_np(refusal.error);
-        refusals.add(
-                {refusal.operation, errnoName(refusal.error), meaning == nullptr ? "-" : meaning});
+        refusals.add({refusal.operation, codec::errorName(refusal.error),
+                      refusal.reason.empty() ? "-" : refusal.reason});
     }
     refusals.print(out);
 }

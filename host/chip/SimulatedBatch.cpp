@@ -38,13 +38,19 @@ void SimulatedChip::settle() {
 SimulatedChip::Outcome SimulatedChip::runBatch(const std::string& text) {
     {
         const std::lock_guard<std::mutex> guard(mLock);
-        if (text.size() > kMaxBatch) return {refuse("batch", -E2BIG), {}};
+        if (text.size() > kMaxBatch) {
+            return {refuse("batch", -E2BIG, "a batch has at most 64 KiB"), {}};
+        }
     }
     const BatchParse parse = parseBatch(text);
     {
         const std::lock_guard<std::mutex> guard(mLock);
-        if (!parse.error.empty()) return {refuse("batch " + parse.error, -EINVAL), parse.error};
-        if (parse.commands.size() > kMaxCommands) return {refuse("batch", -E2BIG), {}};
+        if (!parse.error.empty()) {
+            return {refuse("batch", -EINVAL, "batch " + parse.error), parse.error};
+        }
+        if (parse.commands.size() > kMaxCommands) {
+            return {refuse("batch", -E2BIG, "a batch has at most 1024 commands"), {}};
+        }
         mState.batches.push_back({.number = ++mState.batchCount,
                                   .commands = parse.commands.size(),
                                   .text = oneLine(text)});
@@ -56,7 +62,14 @@ SimulatedChip::Outcome SimulatedChip::runBatch(const std::string& text) {
         if (outcome.status < 0) {
             const std::lock_guard<std::mutex> guard(mLock);
             const std::string where = "line " + std::to_string(command.line) + ": " + command.name;
-            return {refuse("batch " + where, outcome.status), where};
+            const bool isRegister = command.verb == Verb::kSet || command.verb == Verb::kGet;
+            const std::string reason =
+                    isRegister
+                            ? registerReason(static_cast<int>(command.numbers[0]), outcome.status)
+                            : raiseReason(outcome.status);
+            return {refuse("batch", outcome.status,
+                           std::string("batch ").append(where).append(": ").append(reason)),
+                    where};
         }
         reply += command.name;
         if (!command.numbers.empty()) reply += " " + std::to_string(command.numbers[0]);

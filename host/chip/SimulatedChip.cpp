@@ -60,6 +60,22 @@ std::vector<uint16_t> tableFrom(const std::vector<uint8_t>& bytes) {
     return table;
 }
 
+std::string bufferReason(int type, uint32_t size, int status) {
+    switch (status) {
+        case -EINVAL:
+            return size == 0                    ? "its size is 0"
+                   : type == kToneMappingBuffer ? "a table has entries of two bytes"
+                                                : "buffers are of types 0 to 1023";
+        case -E2BIG:
+            return type == kToneMappingBuffer ? "a table has at most 8192 bytes"
+                                              : "a buffer has at most 1 MiB";
+        case -EBADF:
+            return "it takes one descriptor of a file";
+        default:
+            return status == -EIO ? "the file is shorter than the size" : "the file cannot be read";
+    }
+}
+
 std::string shortened(const std::string& text, size_t limit) {
     return text.size() > limit ? cutText(text, limit) + "..." : text;
 }
@@ -99,15 +115,28 @@ void SimulatedChip::stop() {
     mQueue.stop();
 }
 
-int SimulatedChip::refuse(const std::string& operation, int status) {
-    ChipRefusal refusal{.operation = cutText(operation, kMaxLine), .error = -status};
-    const std::string text = refusal.operation + ": " + errnoName(refusal.error);
+int SimulatedChip::refuse(const std::string& operation, int status, const std::string& reason) {
+    ChipRefusal refusal{.operation = operation,
+                        .error = -status,
+                        .reason = cutText(reason, kMaxLine),
+                        .caller = mCaller ? mCaller() : 0};
+    const std::string text = refusal.operation + ": " + refusal.text();
     __android_log_print(ANDROID_LOG_INFO, "VelaChip", "refused %s", text.c_str());
     tellRefusal(text);
     ++mState.refusalCount;
     mState.refusals.push_back(std::move(refusal));
     if (mState.refusals.size() > kMaxRemembered) mState.refusals.pop_front();
     return status;
+}
+
+std::vector<std::string> SimulatedChip::takeRefusals(int caller) {
+    const std::lock_guard<std::mutex> guard(mLock);
+    std::vector<std::string> texts;
+    for (ChipRefusal& refusal : mState.refusals) {
+        if (refusal.caller != caller || std::exchange(refusal.caller, 0) == 0) continue;
+        texts.push_back(refusal.text());
+    }
+    return texts;
 }
 
 int64_t SimulatedChip::raise(std::string what, Delivery deliver) {
@@ -154,7 +183,7 @@ int64_t SimulatedChip::raisePower(int64_t display, int mode) {
 void SimulatedChip::initialize(uint32_t config, uint32_t width, uint32_t height) {
     const std::lock_guard<std::mutex> guard(mLock);
     if (width == 0 || width > kMaxEdge || height == 0 || height > kMaxEdge) {
-        refuse("initialize", -EINVAL);
+        refuse("initialize", -EINVAL, edgesText(width, height));
         return;
     }
     ++mState.initializations;
@@ -203,6 +232,25 @@ int SimulatedChip::getRegister(int type, const std::vector<int>& params,
     return 0;
 }
 
+std::string SimulatedChip::registerReason(int type, int status) {
+    const std::string name = "register " + std::to_string(type);
+    switch (status) {
+        case -EINVAL:
+            return type < 0 || type >= kRegisterCount ? "there is no " + name
+                                                      : "a read takes a first index and a count";
+        case -EPERM:
+            return name + " is fixed";
+        case -E2BIG:
+            return "a register holds at most 64 values";
+        case -ENOENT:
+            return name + " holds nothing";
+        case -ERANGE:
+            return name + " does not hold so many";
+        default:
+            return raiseReason(status);
+    }
+}
+
 Chip::Return<void> SimulatedChip::velaConfigureGet(int type, const hidl_vec<int>& params,
                                                    ValuesResult result) {
     std::vector<int> values;
@@ -210,7 +258,10 @@ Chip::Return<void> SimulatedChip::velaConfigureGet(int type, const hidl_vec<int>
     {
         const std::lock_guard<std::mutex> guard(mLock);
         status = getRegister(type, params, values);
-        if (status < 0) refuse("velaConfigureGet " + std::to_string(type), status);
+        if (status < 0) {
+            refuse("velaConfigureGet " + std::to_string(type), status,
+                   registerReason(type, status));
+        }
     }
     result(status, status < 0 ? hidl_vec<int>() : hidl_vec<int>(values));
     return {};
@@ -219,7 +270,9 @@ Chip::Return<void> SimulatedChip::velaConfigureGet(int type, const hidl_vec<int>
 Chip::Return<int32_t> SimulatedChip::velaConfigureSet(int type, const hidl_vec<int>& values) {
     const std::lock_guard<std::mutex> guard(mLock);
     const int status = setRegister(type, values);
-    return status < 0 ? refuse("velaConfigureSet " + std::to_string(type), status) : status;
+    return status < 0 ? refuse("velaConfigureSet " + std::to_string(type), status,
+                               registerReason(type, status))
+                      : status;
 }
 
 Chip::Return<void> SimulatedChip::velaConfigureBatch(int, const hidl_string& request,
@@ -239,10 +292,10 @@ int SimulatedChip::velaConfigureBuffer(int type, uint64_t param, const hidl_hand
                                                              : readBuffer(buffer, size, bytes);
 
     const std::lock_guard<std::mutex> guard(mLock);
-    if (status < 0) return refuse(operation, status);
+    if (status < 0) return refuse(operation, status, bufferReason(type, size, status));
     if (toneMapping) {
         ChipLayer* layer = findLayer(param);
-        if (layer == nullptr) return refuse(operation, -EINVAL);
+        if (layer == nullptr) return refuse(operation, -EINVAL, noLayer(param));
         layer->toneMapping = tableFrom(bytes);
     } else {
         mState.blobs[type] = {.param = param, .size = size, .checksum = checksum(bytes)};
@@ -259,17 +312,20 @@ Chip::Return<void> SimulatedChip::panelReadWrite(bool write, uint8_t display, ui
         const std::lock_guard<std::mutex> guard(mLock);
         ChipDisplay* it = find(display);
         const size_t count = write ? data.size() : readCount;
+        std::string reason;
         if (it == nullptr || count == 0) {
             status = -EINVAL;
+            reason = it == nullptr ? noDisplay(display) : "there is nothing to transfer";
         } else if (address + count > it->panel.size()) {
             status = -ERANGE;
+            reason = "the panel's registers end at 255";
         } else if (write) {
             std::copy(data.begin(), data.end(), it->panel.begin() + address);
         } else {
             const auto* first = it->panel.data() + address;
             reply = hidl_vec<uint8_t>(first, first + count);
         }
-        if (status < 0) refuse("panelReadWrite", status);
+        if (status < 0) refuse("panelReadWrite", status, reason);
     }
     result(status, reply);
     return {};
@@ -324,7 +380,8 @@ void SimulatedChip::getLayerToneMappingLut(uint64_t layer, uint32_t variant, Lut
             lut.value1 = static_cast<uint16_t>(lut.list2.size());
             lut.value2 = static_cast<uint16_t>(variant);
         } else {
-            status = refuse("getLayerToneMappingLut " + std::to_string(layer), -EINVAL);
+            status = refuse("getLayerToneMappingLut " + std::to_string(layer), -EINVAL,
+                            noLayer(layer));
         }
     }
     result(status, lut);
@@ -343,7 +400,10 @@ void SimulatedChip::updateDisplayBrightness(uint64_t display, int level,
                                                        : 0;
         if (it != nullptr) answer = {it->brightness};
         if (status < 0) {
-            refuse("updateDisplayBrightness " + std::to_string(level), status);
+            refuse("updateDisplayBrightness " + std::to_string(level), status,
+                   it == nullptr       ? noDisplay(static_cast<int64_t>(display))
+                   : status == -ERANGE ? "levels are 0 to " + std::to_string(kMaxBrightness)
+                                       : "at most 64 values");
         } else {
             it->brightness = level;
         }

@@ -4,6 +4,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <android-base/thread_annotations.h>
@@ -31,6 +32,14 @@ class [[gnu::visibility("default")]] SimulatedChip : public Chip {
 
     /// The frame that a display shows, as SVG; empty when it has not presented any.
     std::string picture(int display);
+    /// Tells who makes the request of this thread, so that refusals can be told to whoever met
+    /// them. Called with the chip's lock held; set it before the chip is used.
+    void setCaller(std::function<int()> caller) {
+        mCaller = std::move(caller);
+    }
+    /// The refusals that this caller met and has not taken yet, oldest first, of the last 64 of
+    /// all: "EINVAL: display 9 is not there".
+    std::vector<std::string> takeRefusals(int caller);
     /// Waits until the events raised so far have been answered, at most 10 seconds.
     void settle();
 
@@ -101,8 +110,8 @@ class [[gnu::visibility("default")]] SimulatedChip : public Chip {
         std::string text;
     };
 
-    /// Records that `operation` was refused; returns `status`.
-    int refuse(const std::string& operation, int status) REQUIRES(mLock);
+    /// Records that `operation` was refused and why; returns `status`.
+    int refuse(const std::string& operation, int status, const std::string& reason) REQUIRES(mLock);
     /// Queues an event: its number, or a negative status.
     int64_t raise(std::string what, Delivery deliver) REQUIRES(mLock);
     int64_t raiseFeature(int feature, std::vector<int> values) REQUIRES(mLock);
@@ -110,6 +119,7 @@ class [[gnu::visibility("default")]] SimulatedChip : public Chip {
     int64_t raisePower(int64_t display, int mode) REQUIRES(mLock);
 
     int setRegister(int type, const std::vector<int>& values) REQUIRES(mLock);
+    static std::string registerReason(int type, int status);
     int getRegister(int type, const std::vector<int>& params, std::vector<int>& values)
             const REQUIRES(mLock);
 
@@ -128,6 +138,7 @@ class [[gnu::visibility("default")]] SimulatedChip : public Chip {
     void writeFile(const std::string& path, const std::string& text);
 
     const std::string mFramesDir;
+    std::function<int()> mCaller;
     std::mutex mLock;
     ChipState mState GUARDED_BY(mLock);
     std::optional<VelaServiceCallbacks> mEvents GUARDED_BY(mLock);

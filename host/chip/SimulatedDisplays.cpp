@@ -24,7 +24,7 @@ void SimulatedChip::setActiveConfig(const DisplayConfigVariableInfo& info) {
     const std::lock_guard<std::mutex> guard(mLock);
     if (info.value1 <= 0 || info.value2 <= 0 || static_cast<uint32_t>(info.value1) > kMaxEdge ||
         static_cast<uint32_t>(info.value2) > kMaxEdge) {
-        refuse("setActiveConfig", -EINVAL);
+        refuse("setActiveConfig", -EINVAL, edgesText(info.value1, info.value2));
         return;
     }
     mState.activeConfig = info.value4;
@@ -37,7 +37,7 @@ void SimulatedChip::SetPowerMode(int mode) {
     const std::lock_guard<std::mutex> guard(mLock);
     const int plain = mode & ~kPowerFlag;
     if (plain < 0 || plain > kMaxPowerMode) {
-        refuse("SetPowerMode " + std::to_string(mode), -EINVAL);
+        refuse("SetPowerMode " + std::to_string(mode), -EINVAL, "power modes are 0 to 5");
         return;
     }
     mState.powerMode = mode;
@@ -46,7 +46,7 @@ void SimulatedChip::SetPowerMode(int mode) {
 int SimulatedChip::SetColorModeWithRenderIntent(int mode, int intent) {
     const std::lock_guard<std::mutex> guard(mLock);
     if (mode < 0 || mode > kMaxColorMode || intent < 0 || intent > kMaxColorMode) {
-        return refuse("SetColorModeWithRenderIntent", -EINVAL);
+        return refuse("SetColorModeWithRenderIntent", -EINVAL, "modes and intents are 0 to 255");
     }
     mState.colorMode = mode;
     mState.renderIntent = intent;
@@ -57,7 +57,9 @@ int SimulatedChip::SetColorTransform(const std::vector<float>& matrix) {
     const std::lock_guard<std::mutex> guard(mLock);
     const bool finite = std::all_of(matrix.begin(), matrix.end(),
                                     [](float value) { return std::isfinite(value); });
-    if (matrix.size() != 16 || !finite) return refuse("SetColorTransform", -EINVAL);
+    if (matrix.size() != 16 || !finite) {
+        return refuse("SetColorTransform", -EINVAL, "a matrix has 16 finite numbers");
+    }
     mState.colorTransform = matrix;
     return 0;
 }
@@ -65,7 +67,8 @@ int SimulatedChip::SetColorTransform(const std::vector<float>& matrix) {
 int SimulatedChip::configureVelaMaxcll(int nits) {
     const std::lock_guard<std::mutex> guard(mLock);
     if (nits < 0 || nits > kMaxNits) {
-        return refuse("configureVelaMaxcll " + std::to_string(nits), -ERANGE);
+        return refuse("configureVelaMaxcll " + std::to_string(nits), -ERANGE,
+                      "levels are 0 to 10000");
     }
     mState.maxContentLight = nits;
     return 0;
@@ -75,7 +78,9 @@ int SimulatedChip::handleDisplayEvent(uint64_t display, int event, int value) {
     const std::lock_guard<std::mutex> guard(mLock);
     const std::string operation = "handleDisplayEvent " + std::to_string(event);
     ChipDisplay* it = find(display);
-    if (it == nullptr) return refuse(operation, -EINVAL);
+    if (it == nullptr) {
+        return refuse(operation, -EINVAL, noDisplay(static_cast<int64_t>(display)));
+    }
     int64_t number = 0;
     switch (event) {
         case kEventConnection:
@@ -90,13 +95,17 @@ int SimulatedChip::handleDisplayEvent(uint64_t display, int event, int value) {
         default:
             number = -EOPNOTSUPP;
     }
-    return number < 0 ? refuse(operation, static_cast<int>(number)) : 0;
+    if (number >= 0) return 0;
+    const int status = static_cast<int>(number);
+    return refuse(operation, status,
+                  status == -EOPNOTSUPP ? "events are 0 (connection), 1 (refresh), 2 (power)"
+                                        : raiseReason(status));
 }
 
 int SimulatedChip::setOsdAutoRefresh(int enabled) {
     const std::lock_guard<std::mutex> guard(mLock);
     if (enabled != 0 && enabled != 1) {
-        return refuse("setOsdAutoRefresh " + std::to_string(enabled), -EINVAL);
+        return refuse("setOsdAutoRefresh " + std::to_string(enabled), -EINVAL, "it takes 0 or 1");
     }
     mState.osdAutoRefresh = enabled;
     return 0;
@@ -133,7 +142,8 @@ void SimulatedChip::setFrameBufferResolution(int display, uint32_t width, uint32
     const std::lock_guard<std::mutex> guard(mLock);
     ChipDisplay* it = find(static_cast<uint64_t>(display));
     if (it == nullptr || width == 0 || width > kMaxEdge || height == 0 || height > kMaxEdge) {
-        refuse("setFrameBufferResolution " + std::to_string(display), -EINVAL);
+        refuse("setFrameBufferResolution " + std::to_string(display), -EINVAL,
+               it == nullptr ? noDisplay(display) : edgesText(width, height));
         return;
     }
     it->width = width;
@@ -144,7 +154,8 @@ void SimulatedChip::setPanelName(int display, const std::string& name) {
     const std::lock_guard<std::mutex> guard(mLock);
     ChipDisplay* it = find(static_cast<uint64_t>(display));
     if (it == nullptr || name.size() > kMaxPanelName) {
-        refuse("setPanelName " + std::to_string(display), it == nullptr ? -EINVAL : -E2BIG);
+        refuse("setPanelName " + std::to_string(display), it == nullptr ? -EINVAL : -E2BIG,
+               it == nullptr ? noDisplay(display) : "a name has at most 255 bytes");
         return;
     }
     it->panelName = name;

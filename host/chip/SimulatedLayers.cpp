@@ -16,6 +16,7 @@ namespace {
 
 constexpr size_t kMaxLayers = 1024;
 constexpr int kMaxTransform = 7;
+constexpr const char* kNoRect = "an edge lies before its opposite";
 
 bool isRect(hwc_rect rect) {
     return rect.left <= rect.right && rect.top <= rect.bottom;
@@ -27,8 +28,8 @@ template <typename Change>
 void SimulatedChip::changeLayer(const char* operation, uint64_t layer, Change change) {
     const std::lock_guard<std::mutex> guard(mLock);
     ChipLayer* it = findLayer(layer);
-    const int status = it == nullptr ? -EINVAL : change(*it);
-    if (status < 0) refuse(operation + (" " + std::to_string(layer)), status);
+    const std::string reason = it == nullptr ? noLayer(layer) : change(*it);
+    if (!reason.empty()) refuse(operation + (" " + std::to_string(layer)), -EINVAL, reason);
 }
 
 void SimulatedChip::CreateLayer(uint64_t layer, int display) {
@@ -38,7 +39,10 @@ void SimulatedChip::CreateLayer(uint64_t layer, int display) {
                        : mState.layers.size() >= kMaxLayers            ? -ENOSPC
                                                                        : 0;
     if (status < 0) {
-        refuse("CreateLayer " + std::to_string(layer), status);
+        refuse("CreateLayer " + std::to_string(layer), status,
+               status == -EINVAL   ? noDisplay(display)
+               : status == -EEXIST ? "layer " + std::to_string(layer) + " is there already"
+                                   : "there are 1024 layers");
         return;
     }
     mState.layers[layer].display = display;
@@ -46,67 +50,69 @@ void SimulatedChip::CreateLayer(uint64_t layer, int display) {
 
 void SimulatedChip::DestroyLayer(uint64_t layer) {
     const std::lock_guard<std::mutex> guard(mLock);
-    if (mState.layers.erase(layer) == 0) refuse("DestroyLayer " + std::to_string(layer), -EINVAL);
+    if (mState.layers.erase(layer) != 0) return;
+    refuse("DestroyLayer " + std::to_string(layer), -EINVAL, noLayer(layer));
 }
 
 void SimulatedChip::ChangeLayerType(uint64_t layer, int type) {
     changeLayer("ChangeLayerType", layer, [type](ChipLayer& it) {
         it.type = type;
-        return 0;
+        return "";
     });
 }
 
 void SimulatedChip::SetLayerCompositionType(uint64_t layer, int type) {
     changeLayer("SetLayerCompositionType", layer, [type](ChipLayer& it) {
         it.composition = type;
-        return 0;
+        return "";
     });
 }
 
 void SimulatedChip::SetLayerTransform(uint64_t layer, int transform) {
     changeLayer("SetLayerTransform", layer, [transform](ChipLayer& it) {
-        if (transform < 0 || transform > kMaxTransform) return -EINVAL;
+        if (transform < 0 || transform > kMaxTransform) return "transforms are 0 to 7";
         it.transform = transform;
-        return 0;
+        return "";
     });
 }
 
 void SimulatedChip::SetLayerZOrder(uint64_t layer, uint32_t z) {
     changeLayer("SetLayerZOrder", layer, [z](ChipLayer& it) {
         it.z = z;
-        return 0;
+        return "";
     });
 }
 
 void SimulatedChip::SetLayerDisplayFrame(uint64_t layer, hwc_rect frame) {
     changeLayer("SetLayerDisplayFrame", layer, [frame](ChipLayer& it) {
-        if (!isRect(frame)) return -EINVAL;
+        if (!isRect(frame)) return kNoRect;
         it.frame = frame;
-        return 0;
+        return "";
     });
 }
 
 void SimulatedChip::SetLayerSourceCrop(uint64_t layer, hwc_rect crop) {
     changeLayer("SetLayerSourceCrop", layer, [crop](ChipLayer& it) {
-        if (!isRect(crop)) return -EINVAL;
+        if (!isRect(crop)) return kNoRect;
         it.crop = crop;
-        return 0;
+        return "";
     });
 }
 
 void SimulatedChip::setLayerBuffer(uint64_t display, uint64_t layer, const BufferInfo& info) {
     changeLayer("setLayerBuffer", layer, [display, &info](ChipLayer& it) {
-        if (static_cast<uint64_t>(it.display) != display) return -EINVAL;
+        if (static_cast<uint64_t>(it.display) != display) return "it is on another display";
         it.buffer = info.value1;
         ++it.bufferUpdates;
-        return 0;
+        return "";
     });
 }
 
 void SimulatedChip::setLayerProperty(uint32_t property, uint64_t value) {
     const std::lock_guard<std::mutex> guard(mLock);
     if (mState.properties.size() >= kMaxLayers && !mState.properties.contains(property)) {
-        refuse("setLayerProperty " + std::to_string(property), -ENOSPC);
+        refuse("setLayerProperty " + std::to_string(property), -ENOSPC,
+               "there are 1024 properties");
         return;
     }
     mState.properties[property] = value;
@@ -116,7 +122,7 @@ void SimulatedChip::SetLayerSetEmpty(int display, bool empty) {
     const std::lock_guard<std::mutex> guard(mLock);
     ChipDisplay* it = find(static_cast<uint64_t>(display));
     if (it == nullptr) {
-        refuse("SetLayerSetEmpty " + std::to_string(display), -EINVAL);
+        refuse("SetLayerSetEmpty " + std::to_string(display), -EINVAL, noDisplay(display));
         return;
     }
     it->empty = empty;
@@ -127,7 +133,8 @@ void SimulatedChip::buildLayerStack(int display, const LayerStack& stack) {
     ChipDisplay* it = find(static_cast<uint64_t>(display));
     const int status = it == nullptr ? -EINVAL : stack.layers.size() > kMaxLayers ? -E2BIG : 0;
     if (status < 0) {
-        refuse("buildLayerStack " + std::to_string(display), status);
+        refuse("buildLayerStack " + std::to_string(display), status,
+               it == nullptr ? noDisplay(display) : "a stack has at most 1024 layers");
         return;
     }
     it->stack = stack;
@@ -138,7 +145,10 @@ int SimulatedChip::CommitLayerStack(int display, bool) {
     const std::lock_guard<std::mutex> guard(mLock);
     ChipDisplay* it = find(static_cast<uint64_t>(display));
     const int status = it == nullptr ? -EINVAL : it->builds == 0 ? -ENODATA : 0;
-    if (status < 0) return refuse("CommitLayerStack " + std::to_string(display), status);
+    if (status < 0) {
+        return refuse("CommitLayerStack " + std::to_string(display), status,
+                      it == nullptr ? noDisplay(display) : "no stack was built");
+    }
     ++it->commits;
     return 0;
 }
@@ -150,8 +160,8 @@ int SimulatedChip::present(const char* operation, int display) {
     {
         const std::lock_guard<std::mutex> guard(mLock);
         ChipDisplay& it = mState.displays[static_cast<size_t>(display)];
-        if (!it.connected) return refuse(operation, -ENODEV);
-        if (it.commits == 0) return refuse(operation, -ENODATA);
+        if (!it.connected) return refuse(operation, -ENODEV, "the display is disconnected");
+        if (it.commits == 0) return refuse(operation, -ENODATA, "no stack was committed");
         ++it.presents;
         number = ++mState.frames;
         it.before = std::exchange(it.frame, ChipFrame{.number = number,
@@ -184,7 +194,7 @@ void SimulatedChip::writeFile(const std::string& path, const std::string& text) 
     std::error_code ignored;
     if (std::filesystem::is_regular_file(path, ignored)) std::filesystem::remove(path, ignored);
     const std::lock_guard<std::mutex> guard(mLock);
-    refuse("to write " + path, -error);
+    refuse("to write " + path, -error, "");
 }
 
 std::string SimulatedChip::picture(int display) {

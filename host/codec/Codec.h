@@ -23,6 +23,28 @@ namespace codec {
 /** JSON whose objects keep the order of a record's declaration. */
 using Json = nlohmann::ordered_json;
 
+/** A parameter of an operation, or a field of a record. */
+struct Parameter {
+    std::string type;
+    std::string name;
+
+    /** "int a, int[] b". */
+    static std::string list(const std::vector<Parameter>& parameters) {
+        std::string text;
+        for (const Parameter& parameter : parameters)
+            text += (text.empty() ? "" : ", ") + parameter.type + " " + parameter.name;
+        return text;
+    }
+};
+
+struct RecordDescription {
+    std::string name;
+    std::vector<Parameter> fields;
+
+    /** "Name {int a, int[] b}". */
+    [[nodiscard]] std::string text() const { return name + " {" + Parameter::list(fields) + "}"; }
+};
+
 /**
  * The JSON form of one type of the interface or of the service library:
  *   read(json, out, error)   true, or false with a reason in *error; *out is then unspecified
@@ -160,15 +182,14 @@ struct Codec<T> {
     }
     static std::string type() { return shortName(T::descriptor); }
 
-    /** "Name {int a, int[] b}". */
-    static std::string describe() {
-        std::string text;
+    static RecordDescription describe() {
+        RecordDescription record{.name = type(), .fields = {}};
         const auto append = [&](const auto& field) {
             using Member = std::remove_cvref_t<decltype(std::declval<T>().*field.member)>;
-            text += (text.empty() ? "" : ", ") + Codec<Member>::type() + " " + field.name;
+            record.fields.push_back({.type = Codec<Member>::type(), .name = field.name});
         };
         std::apply([&](const auto&... fields) { (append(fields), ...); }, kFields<T>);
-        return type() + " {" + text + "}";
+        return record;
     }
 
   private:

@@ -24,11 +24,6 @@ struct Outcome {
     std::shared_ptr<ndk::ICInterface> object;  // the result of an operation that makes one
 };
 
-struct Parameter {
-    std::string type;
-    std::string name;
-};
-
 /** Finds the object that JSON names; null with a reason in *error when there is none. */
 using FindObject = std::function<std::shared_ptr<ndk::ICInterface>(const std::string& type,
                                                                    const Json&, std::string*)>;
@@ -47,18 +42,24 @@ struct Operation {
 
     /** "int commit(long display, int flags)". */
     [[nodiscard]] std::string signature() const {
-        std::string text;
-        for (const Parameter& parameter : parameters) {
-            text += (text.empty() ? "" : ", ") + parameter.type + " " + parameter.name;
-        }
-        return result + " " + name + "(" + text + ")";
+        return result + " " + name + "(" + Parameter::list(parameters) + ")";
     }
 };
 
 /** An operation that can be called with JSON arguments. */
 template <typename Interface>
 struct CallableOperation : Operation {
-    std::function<Outcome(Interface&, const std::vector<Json>&, const FindObject&)> call;
+    /** A call whose arguments have been read; it is made once. */
+    using Call = std::function<Outcome(Interface&)>;
+
+    /** Touches no service. Null, with a reason in *error, when the arguments do not fit. */
+    std::function<Call(const std::vector<Json>&, const FindObject&, std::string* error)> bind;
+
+    Outcome call(Interface& target, const std::vector<Json>& json, const FindObject& find) const {
+        Outcome outcome;
+        const Call made = bind(json, find, &outcome.usageError);
+        return made ? made(target) : std::move(outcome);
+    }
 };
 
 /** The last parameter of a method with a result is the pointer that receives it. */
@@ -147,42 +148,44 @@ CallableOperation<Interface> op(const char* name, ndk::ScopedAStatus (Interface:
     }
     (std::make_index_sequence<kInputs>());
 
-    operation.call = [method, argumentNames](Interface& target, const std::vector<Json>& json,
-                                             const FindObject& find) {
-        Outcome outcome;
+    operation.bind = [method, argumentNames](
+                             const std::vector<Json>& json, const FindObject& find,
+                             std::string* error) -> typename CallableOperation<Interface>::Call {
         if (json.size() != kInputs) {
-            outcome.usageError = "takes " + std::to_string(kInputs) + " arguments, not " +
-                                 std::to_string(json.size());
-            return outcome;
+            *error = "takes " + std::to_string(kInputs) + " arguments, not " +
+                     std::to_string(json.size());
+            return nullptr;
         }
-        Values values{};
+        const auto values = std::make_shared<Values>();
         const auto read = [&](size_t index, auto& value) {
-            if (readValue(json[index], find, &value, &outcome.usageError)) return true;
-            outcome.usageError = argumentNames[index] + ": " + outcome.usageError;
+            if (readValue(json[index], find, &value, error)) return true;
+            *error = argumentNames[index] + ": " + *error;
             return false;
         };
         const bool ok = [&]<size_t... I>(std::index_sequence<I...>) {
-            return (read(I, std::get<I>(values)) && ...);
+            return (read(I, std::get<I>(*values)) && ...);
         }
         (std::make_index_sequence<kInputs>());
-        if (!ok) return outcome;
-
-        [&]<size_t... I>(std::index_sequence<I...>) {
-            outcome.status = (target.*method)(pass<P>(std::get<I>(values))...);
-        }
-        (std::index_sequence_for<P...>());
-        if constexpr (kHasResult<P...>) {
-            auto& result = std::get<kInputs>(values);
-            if (!outcome.status.isOk()) return outcome;
-            if constexpr (Object<std::remove_reference_t<decltype(result)>>) {
-                using Made = typename std::remove_reference_t<decltype(result)>::element_type;
-                outcome.object = result;
-                outcome.value = Json{{"interface", Made::descriptor}};
-            } else {
-                outcome.value = Codec<std::remove_reference_t<decltype(result)>>::write(result);
+        if (!ok) return nullptr;
+        return [method, values](Interface& target) {
+            Outcome outcome;
+            [&]<size_t... I>(std::index_sequence<I...>) {
+                outcome.status = (target.*method)(pass<P>(std::get<I>(*values))...);
             }
-        }
-        return outcome;
+            (std::index_sequence_for<P...>());
+            if constexpr (kHasResult<P...>) {
+                auto& result = std::get<kInputs>(*values);
+                if (!outcome.status.isOk()) return outcome;
+                if constexpr (Object<std::remove_reference_t<decltype(result)>>) {
+                    using Made = typename std::remove_reference_t<decltype(result)>::element_type;
+                    outcome.object = result;
+                    outcome.value = Json{{"interface", Made::descriptor}};
+                } else {
+                    outcome.value = Codec<std::remove_reference_t<decltype(result)>>::write(result);
+                }
+            }
+            return outcome;
+        };
     };
     return operation;
 }

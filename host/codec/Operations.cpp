@@ -148,7 +148,7 @@ const Interface* findInterface(const std::string& descriptor) {
     return found == interfaces.end() ? nullptr : &found->second;
 }
 
-std::vector<std::string> recordDescriptions() {
+std::vector<RecordDescription> recordDescriptions() {
     return {
             Codec<display::HwcRect>::describe(),
             Codec<display::LayerRect>::describe(),

@@ -40,7 +40,7 @@ const typename List::value_type* findOperation(const List& operations, const std
     return nullptr;
 }
 
-/** The records that appear in the operations, each as "Name {type field, ...}". */
-std::vector<std::string> recordDescriptions();
+/** The records that appear in the operations. */
+std::vector<RecordDescription> recordDescriptions();
 
 }  // namespace codec

@@ -4,6 +4,7 @@
 #include <signal.h>
 #include <sys/eventfd.h>
 #include <sys/signalfd.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -150,10 +151,14 @@ Failure died() {
     return noService(instanceName() + " died; " + restartAdvice());
 }
 
-/** Returns whether the service died; otherwise a signal asked to stop. */
+/**
+ * Returns whether the service died; otherwise a signal asked to stop, or nobody reads stdout any
+ * more.
+ */
 bool waitForEnd(int signalFd, int deathFd) {
-    std::array<pollfd, 2> fds{pollfd{.fd = signalFd, .events = POLLIN, .revents = 0},
-                              pollfd{.fd = deathFd, .events = POLLIN, .revents = 0}};
+    std::array<pollfd, 3> fds{pollfd{.fd = signalFd, .events = POLLIN, .revents = 0},
+                              pollfd{.fd = deathFd, .events = POLLIN, .revents = 0},
+                              pollfd{.fd = STDOUT_FILENO, .events = 0, .revents = 0}};
     while (poll(fds.data(), fds.size(), -1) < 0 && errno == EINTR) {
     }
     return fds[1].revents != 0;

@@ -24,9 +24,9 @@ struct MonitorOptions {
 
 /**
  * Prints a line {"event": "registered", ...} once everything is registered, then one line of JSON
- * for each event. Returns after SIGINT or SIGTERM, with everything unregistered, or with kNoService
- * when the service dies. Call it on the main thread before any other thread runs, since it blocks
- * the two signals.
+ * for each event. Returns after SIGINT or SIGTERM, or when nobody reads stdout any more, with
+ * everything unregistered, or with kNoService when the service dies. Call it on the main thread
+ * before any other thread runs, since it blocks the two signals.
  */
 Failure monitor(const MonitorOptions& options);
 

@@ -1,7 +1,6 @@
 #include "host/velactl/Platform.h"
 
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <memory>
 #include <string>
@@ -11,6 +10,7 @@
 #include <android/binder_manager.h>
 
 #include "host/velactl/Service.h"
+#include "host/velahost/RuntimeFolder.h"
 
 namespace velactl {
 
@@ -32,6 +32,8 @@ std::string hostProgram() {
 }  // namespace
 
 Failure connect(std::shared_ptr<IVela>* out) {
+    if (const auto problem = runtimeFolderProblem(); !problem.empty()) return noService(problem);
+    if (const auto problem = runtimeFolderProblem(); !problem.empty()) return noService(problem);
     const ndk::SpAIBinder binder(AServiceManager_checkService(instanceName().c_str()));
     if (binder.get() == nullptr) {
         return noService("no service is published as " + instanceName() + "; start " +
@@ -66,7 +68,24 @@ std::function<void()> settler() {
     };
 }
 
+std::function<std::vector<std::string>()> refusalTaker() {
+    const auto host = connectHost();
+    // Those of an earlier process of this number; a host that does not tell is as good as none.
+    std::vector<std::string> old;
+    if (host == nullptr || !host->takeRefusals(&old).isOk()) return nullptr;
+    return [host] {
+        std::vector<std::string> refusals;
+        (void)host->takeRefusals(&refusals);
+        return refusals;
+    };
+}
+
 Failure screenshot(int display, const std::string& file) {
+    const std::string extension = std::filesystem::path(file).extension();
+    if (!extension.empty() && extension != ".svg") {
+        return usageError("screenshots are SVG, not " + extension.substr(1) + "; name it " +
+                          std::filesystem::path(file).replace_extension(".svg").string());
+    }
     std::shared_ptr<IHost> host;
     if (auto failure = connectHost(&host)) return failure;
     std::string svg;
@@ -76,10 +95,7 @@ Failure screenshot(int display, const std::string& file) {
                           " shows no frame yet; present one first (velactl session "
                           "sessions/compositor)");
     }
-    std::ofstream out(file);
-    out << svg;
-    out.close();
-    return out.fail() ? usageError("cannot write " + file) : Failure{};
+    return writeFile(file, svg);
 }
 
 }  // namespace velactl

@@ -2,11 +2,16 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "host/codec/Operations.h"
 #include "host/velactl/Report.h"
 
+namespace CLI {
+class App;
+}
 namespace aidl::velahost {
 class IHost;
 }
@@ -38,7 +43,16 @@ Failure connectHost(std::shared_ptr<aidl::velahost::IHost>* out);
  */
 std::function<void()> settler();
 
-/** Writes the frame that the display shows to the file, as SVG. */
+/**
+ * Tells, each time, why the chip has refused requests of this process since the last time; empty
+ * where nobody can tell.
+ */
+std::function<std::vector<std::string>()> refusalTaker();
+
+/** Adds the subcommands that look into velahost; *done is the exit code of one that has run. */
+void addHostCommands(CLI::App* app, std::optional<int>* done);
+
+/** Writes the frame that the display shows to the file, as SVG; "-" is stdout. */
 Failure screenshot(int display, const std::string& file);
 
 }  // namespace velactl

@@ -2,6 +2,9 @@
 
 #include <editline/readline.h>
 
+#include <signal.h>
+
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -11,7 +14,8 @@
 #include <vector>
 
 #include "host/codec/Operations.h"
-#include "host/velactl/Session.h"
+#include "host/velactl/Descriptions.h"
+#include "host/velactl/Script.h"
 
 namespace velactl {
 namespace {
@@ -42,18 +46,11 @@ std::string templateOf(const std::string& type) {
     if (type == "String") return "\"\"";
     if (type == "ParcelFileDescriptor") return R"({"size":4096})";
     if (type.starts_with("I")) return "null";
-    for (const std::string& record : codec::recordDescriptions()) {
-        if (!record.starts_with(type + " {")) continue;
+    for (const codec::RecordDescription& record : codec::recordDescriptions()) {
+        if (record.name != type) continue;
         std::string text;
-        // "Name {int a, Other b}"
-        const std::string fields = record.substr(type.size() + 2, record.size() - type.size() - 3);
-        for (size_t at = 0; at < fields.size();) {
-            const size_t end = std::min(fields.find(',', at), fields.size());
-            const size_t space = fields.find(' ', at);
-            text += (text.empty() ? "\"" : ",\"") + fields.substr(space + 1, end - space - 1) +
-                    "\":" + templateOf(fields.substr(at, space - at));
-            at = end + 2;
-        }
+        for (const codec::Parameter& field : record.fields)
+            text += (text.empty() ? "\"" : ",\"") + field.name + "\":" + templateOf(field.type);
         return "{" + text + "}";
     }
     return "0";
@@ -70,16 +67,32 @@ void addOperations(const List& operations, const std::vector<std::string>& words
     const auto* const operation = codec::findOperation(operations, words[1]);
     const size_t index = words.size() - 2;
     if (operation == nullptr || index >= operation->parameters.size()) return;
+    if (const Description* const it = findDescription(words[0], words[1]); it != nullptr) {
+        for (std::string& name : numberNames(it->arguments[index]))
+            out->push_back(std::move(name));
+        if (!it->arguments[index].names.empty()) return;
+    }
     out->push_back(templateOf(operation->parameters[index].type));
 }
 
 /** What may follow the words that stand before. */
 std::vector<std::string> candidates(const std::vector<std::string>& words) {
-    if (words.empty()) return {"vela", "composer", "expect", "sleep", "repeat", "end"};
     std::vector<std::string> list;
+    if (words.empty()) {
+        for (const ScriptCommand& command : scriptCommands())
+            list.emplace_back(command.name);
+        return list;
+    }
+    if (words[0] == "try") return candidates({words.begin() + 1, words.end()});
+    if (words[0] == "help" && words.size() == 1) {
+        for (const char* const interface : {"vela", "composer"}) {
+            for (const Description& it : descriptions(interface))
+                list.emplace_back(it.operation);
+        }
+    }
     if (words[0] == "vela") addOperations(codec::velaOperations(), words, &list);
     if (words[0] == "composer") addOperations(codec::composerOperations(), words, &list);
-    if (words[0] == "expect" && words.size() == 1) list = {"ok", "error"};
+    if (words[0] == "expect" && words.size() == 1) list = {"ok", "error", "like", "refusals"};
     return list;
 }
 
@@ -103,6 +116,24 @@ char** complete(const char* text, int /*start*/, int /*end*/) {
     return rl_completion_matches(text, nextMatch);
 }
 
+volatile std::sig_atomic_t gInterrupted = 0;
+
+/** While it lives, Ctrl-C interrupts reading; a command that runs is ended by it. */
+class InterruptCatcher {
+  public:
+    InterruptCatcher() {
+        struct sigaction action {};  // without SA_RESTART
+        action.sa_handler = [](int) { gInterrupted = 1; };
+        sigaction(SIGINT, &action, &mBefore);
+    }
+    ~InterruptCatcher() { sigaction(SIGINT, &mBefore, nullptr); }
+    InterruptCatcher(const InterruptCatcher&) = delete;
+    InterruptCatcher& operator=(const InterruptCatcher&) = delete;
+
+  private:
+    struct sigaction mBefore {};
+};
+
 }  // namespace
 
 Prompt::Prompt() : mHistory(historyFile()) {
@@ -114,22 +145,32 @@ Prompt::Prompt() : mHistory(historyFile()) {
     using_history();
     stifle_history(kMostRemembered);
     if (!mHistory.empty()) (void)read_history(mHistory.c_str());
-    std::cerr << "Operations of vela and composer; Tab completes them and their arguments, Ctrl-D "
-                 "ends.\n";
+    // It would end the program, and its terminal's whole process group.
+    rl_catch_signals = 0;
+    std::cerr << "Operations of vela and composer; Tab completes them and their arguments, help "
+                 "tells of them, Ctrl-D ends.\n";
 }
 
-Prompt::~Prompt() {
-    if (!mHistory.empty()) (void)write_history(mHistory.c_str());
-}
-
-std::optional<std::string> Prompt::readLine() {
-    const std::unique_ptr<char, FreeText> line(readline("vela> "));
-    if (line == nullptr) {
-        std::cerr << "\n";
-        return std::nullopt;
+std::optional<std::string> Prompt::readLine(size_t open) {
+    std::string prompt;
+    for (size_t i = 0; i < open; ++i)
+        prompt += "repeat ";
+    prompt += "vela> ";
+    const InterruptCatcher catcher;
+    while (true) {
+        gInterrupted = 0;
+        const std::unique_ptr<char, FreeText> line(readline(prompt.c_str()));
+        if (line == nullptr) {
+            std::cerr << "\n";
+            if (gInterrupted != 0) continue;
+            return std::nullopt;
+        }
+        if (*line != '\0') {
+            add_history(line.get());
+            if (!mHistory.empty()) (void)write_history(mHistory.c_str());
+        }
+        return line.get();
     }
-    if (*line != '\0') add_history(line.get());
-    return line.get();
 }
 
 }  // namespace velactl

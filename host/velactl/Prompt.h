@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 
@@ -7,18 +8,13 @@ namespace velactl {
 
 /**
  * Asks for lines on a terminal, with a history and with the completion of commands, operations and
- * arguments, records as templates. One thread.
+ * arguments, records as templates. Each line is kept for the next time. One thread.
  */
 class Prompt {
   public:
     Prompt();
-    /** Keeps the history for the next time. */
-    ~Prompt();
-    Prompt(const Prompt&) = delete;
-    Prompt& operator=(const Prompt&) = delete;
-
-    /** None at the end of the input. */
-    std::optional<std::string> readLine();
+    /** None at the end of the input. Ctrl-C clears the line. `open`: how many blocks are open. */
+    std::optional<std::string> readLine(size_t open);
 
   private:
     std::string mHistory;  // its file; empty for none

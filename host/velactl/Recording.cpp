@@ -131,9 +131,15 @@ Failure parseRecording(std::istream& in, const std::string& file, Recording* out
     if (!header.is_object() || header.value("recording", Json()) != 1) {
         return usageError(at(1) + "not a recording of velahost --record");
     }
+    if (header.value("interface", Json()) != IVela::descriptor) {
+        return usageError(at(1) + "a recording of " + header.value("interface", Json()).dump() +
+                          ", not of " + IVela::descriptor);
+    }
     out->cut = true;
     for (size_t i = 1; i < out->text.size(); ++i) {
-        const Json json = Json::parse(out->text[i], nullptr, false);
+        Json json;
+        const Failure wrong = parseJson(out->text[i], &json);
+        if (wrong && !json.is_discarded()) return usageError(at(i + 1) + wrong.text);
         if (json.is_object() && json.contains("end") && i + 1 == out->text.size()) {
             std::string why;
             if (!take(json, "end", &out->end, &why) || !take(json, "open", &out->open, &why)) {
@@ -175,13 +181,14 @@ Failure writeRecording(const Recording& recording) {
     }
     // Takes its place when it is whole: an interruption leaves the old one.
     const std::string temporary = recording.file + ".new";
-    std::ofstream out(temporary);
+    std::string whole;
     for (const std::string& line : text)
-        out << line << "\n";
-    out.close();
+        whole += line + "\n";
+    if (auto failure = writeFile(temporary, whole)) return failure;
     std::error_code error;
-    if (!out.fail()) std::filesystem::rename(temporary, recording.file, error);
-    return out.fail() || error ? usageError("cannot write " + recording.file) : Failure{};
+    std::filesystem::rename(temporary, recording.file, error);
+    return error ? usageError("cannot write " + recording.file + ": " + error.message())
+                 : Failure{};
 }
 
 }  // namespace velactl

@@ -1,5 +1,6 @@
 #include "host/velactl/Replay.h"
 
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
@@ -284,13 +285,28 @@ void printOutcome(const Recording& recording, const Replay& replay) {
                first.field + " was " + first.was.dump() + "\n  " + first.field + " is  " +
                first.is.dump() + "\n" + text;
     }
-    printResult(text, json);
+    printResult(text + "\n", json);
+    constexpr int64_t kFirstRequests = 10;
+    const auto isBefore = [&differences](const RecordedCall& it) {
+        return it.kind == Kind::kRequest && it.line < differences.front().line;
+    };
+    if (!differences.empty() && std::ranges::count_if(recording.calls, isBefore) < kFirstRequests) {
+        note("",
+             "one of the first requests differs: is the service fresh? scripts/with-host BIN "
+             "velactl "
+             "replay FILE starts one",
+             {{"note", {{"description", "one of the first requests differs"}}}});
+    }
 }
 
 }  // namespace
 
 Failure replay(const std::shared_ptr<Recording>& recording, std::chrono::milliseconds patience,
                bool* equal) {
+    const auto isRequest = [](const RecordedCall& it) { return it.kind == Kind::kRequest; };
+    if (std::ranges::none_of(recording->calls, isRequest)) {
+        return usageError(recording->file + ": there is no request in it to replay");
+    }
     Replay replay(recording, patience);
     if (auto failure = replay.run()) return failure;
     printOutcome(*recording, replay);

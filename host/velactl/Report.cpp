@@ -2,13 +2,18 @@
 
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <mutex>
+#include <set>
 #include <utility>
+#include <vector>
 
 #include <android/binder_status.h>
 
@@ -33,10 +38,10 @@ std::string dumped(const Json& json) {
     return json.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
-void print(const std::string& text) {
-    static std::mutex lock;
-    const std::lock_guard guard(lock);
-    std::cout << text << std::endl;
+std::string prefixed(const std::string& where, const std::string& text) {
+    std::string line = isColored() ? "\033[31mvelactl:\033[0m " : "velactl: ";
+    if (!where.empty()) line += printable(where) + ": ";
+    return line + printable(text) + "\n";
 }
 
 int64_t nowMs() {
@@ -64,27 +69,47 @@ Failure statusError(const std::string& what, const ndk::ScopedAStatus& status) {
     if (status.getStatus() == STATUS_DEAD_OBJECT) {
         return noService(what + ": the service died; " + restartAdvice());
     }
-    return {.code = kErrorStatus,
-            .text = what + ": " + error["kind"].get<std::string>() + " error " +
-                    error["code"].dump() + ": " + error["description"].get<std::string>(),
-            .error = error};
+    std::string text =
+            what + ": " + error["kind"].get<std::string>() + " error " + error["code"].dump();
+    // A description that ends so has no message: it says the code once more.
+    const auto description = error["description"].get<std::string>();
+    if (error["kind"] != "service-specific" || !description.ends_with(": '")) {
+        text += ": " + description;
+    }
+    return {.code = kErrorStatus, .text = std::move(text), .error = error};
+}
+
+Failure unmetError(const std::string& kind, const std::string& text) {
+    return failure(kErrorStatus, kind.c_str(), text);
 }
 
 void reportAsJson() {
     gAsJson = true;
 }
 
+void printText(const std::string& text) {
+    static std::mutex lock;
+    const std::lock_guard guard(lock);
+    errno = 0;
+    std::cout << text << std::flush;
+    if (std::cout.good()) return;
+    std::cerr << prefixed("", "cannot write to stdout: " + std::string(std::strerror(errno)))
+              << std::flush;
+    // Not exit(): other threads may be printing too.
+    std::_Exit(kErrorStatus);
+}
+
 void printLine(const Json& json) {
-    print(dumped(json));
+    printText(dumped(json) + "\n");
 }
 
 void printAnswer(const Json& json) {
     const bool asText = json.is_string() && !gAsJson && isatty(STDOUT_FILENO) != 0;
-    print(asText ? json.get<std::string>() : dumped(json));
+    printText((asText ? json.get<std::string>() : dumped(json)) + "\n");
 }
 
 void printResult(const std::string& text, const Json& json) {
-    print(gAsJson ? dumped(json) : text);
+    printText(gAsJson ? dumped(json) + "\n" : text);
 }
 
 int report(const Failure& failure) {
@@ -93,29 +118,57 @@ int report(const Failure& failure) {
 
 int report(const std::string& where, const Failure& failure) {
     if (!failure) return kOk;
-    std::string line;
-    if (gAsJson) {
-        Json error = failure.error;
-        if (!where.empty()) error["where"] = where;
-        line = dumped({{"error", std::move(error)}});
-    } else {
-        line = isColored() ? "\033[31mvelactl:\033[0m " : "velactl: ";
-        if (!where.empty()) line += printable(where) + ": ";
-        line += printable(failure.text);
-    }
-    std::cerr << line + "\n" << std::flush;
+    note(where, failure.text, {{"error", failure.error}});
     return failure.code;
+}
+
+void note(const std::string& where, const std::string& text, const Json& json) {
+    Json line = json;
+    if (!where.empty()) line.begin()->emplace("where", where);
+    std::cerr << (gAsJson ? dumped(line) + "\n" : prefixed(where, text)) << std::flush;
+}
+
+void noteRefusal(const std::string& where, const std::string& operation,
+                 const std::string& reason) {
+    note(where, operation + ": refused: " + reason,
+         {{"refusal", {{"operation", operation}, {"reason", reason}}}});
 }
 
 Failure writeFile(const std::string& file, const std::string& text) {
     if (file == "-") {
-        std::cout << text << std::flush;
-        return std::cout ? Failure{} : usageError("cannot write stdout");
+        printText(text);
+        return {};
     }
+    std::error_code none;
+    const bool isNew = !std::filesystem::exists(file, none);
+    errno = 0;
     std::ofstream out(file);
-    out << text;
+    if (out) out << text << std::flush;
+    if (out.good()) return {};
+    Failure failure = usageError("cannot write " + file + ": " + std::strerror(errno));
     out.close();
-    return out.fail() ? usageError("cannot write " + file) : Failure{};
+    if (isNew) std::filesystem::remove(file, none);
+    return failure;
+}
+
+Failure parseJson(const std::string& text, Json* out) {
+    std::vector<std::set<std::string>> keys;
+    std::string twice;
+    const auto look = [&](int /*depth*/, Json::parse_event_t event, Json& parsed) {
+        if (event == Json::parse_event_t::object_start) keys.emplace_back();
+        if (event == Json::parse_event_t::object_end) keys.pop_back();
+        if (event == Json::parse_event_t::key) {
+            auto name = parsed.get<std::string>();
+            if (!keys.back().insert(name).second) twice = std::move(name);
+        }
+        return true;
+    };
+    *out = Json::parse(text, look, false);
+    if (!twice.empty()) return usageError("the key \"" + twice + "\" stands twice in " + text);
+    if (!out->is_discarded()) return {};
+    const bool isWord = !text.empty() && text.find_first_of("\"[]{}") == std::string::npos;
+    return usageError("not JSON: " + text +
+                      (isWord ? "; a string needs its quotes: '\"" + text + "\"'" : ""));
 }
 
 std::string printable(const std::string& text) {

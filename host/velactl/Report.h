@@ -31,24 +31,43 @@ Failure usageError(const std::string& text);
 Failure noService(const std::string& text);
 /** kNoService when the service died, else kErrorStatus; kOk for an ok status. */
 Failure statusError(const std::string& what, const ndk::ScopedAStatus& status);
+/** What a person's expectation, comparison or check did not find: kErrorStatus of that kind. */
+Failure unmetError(const std::string& kind, const std::string& text);
 
 /** Errors are to be JSON, and answers too where they would be text for people. */
 void reportAsJson();
-/** Prints one line of JSON on stdout and flushes it. Any thread; lines do not mix. */
+// What cannot be written to stdout ends the program with kErrorStatus, as a closed pipe does by its
+// signal: whoever reads the answers must not take some for all.
+
+/** Prints text on stdout and flushes it. Any thread; texts do not mix. */
+void printText(const std::string& text);
+/** The same with one line of JSON. */
 void printLine(const Json& json);
 /** As printLine; but a string for a terminal is printed as it is. */
 void printAnswer(const Json& json);
-/** Prints a line for people, or `json` where JSON was asked for. */
+/** Prints a text for people as it is, or a line of JSON where that was asked for. */
 void printResult(const std::string& text, const Json& json);
 /** Prints the failure, if it is one, once and on stderr. Returns the exit code. */
 int report(const Failure& failure);
 int report(const std::string& where, const Failure& failure);
+
+/** Prints a remark on stderr; where JSON was asked for `json`, one object under one name. */
+void note(const std::string& where, const std::string& text, const Json& json);
+
+/** The same for what the chip refused of an operation that is no error. */
+void noteRefusal(const std::string& where, const std::string& operation, const std::string& reason);
 
 /**
  * Writes the text to the file, "-" being stdout. A failure names file and reason, and leaves no
  * piece of a new file.
  */
 Failure writeFile(const std::string& file, const std::string& text);
+
+/**
+ * Parses JSON that a person wrote; a failure says what is wrong with it, a key that an object has
+ * twice included.
+ */
+Failure parseJson(const std::string& text, Json* out);
 
 /** The text with control characters spelt out, so that a terminal does not obey them. */
 std::string printable(const std::string& text);

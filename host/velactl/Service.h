@@ -12,10 +12,10 @@ std::string instanceName();
 /** Prints what is known of the service as one line of JSON. */
 Failure info();
 
-/** Prints every operation's signature and every record; needs no service. */
+/** Prints every operation's signature and every record, or their parts as JSON; no service. */
 Failure list();
 
-/** Lets the service write its dump to stdout. */
+/** Prints the service's dump. */
 Failure dump();
 
 }  // namespace velactl

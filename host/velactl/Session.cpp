@@ -1,10 +1,16 @@
 #include "host/velactl/Session.h"
 
+#include <unistd.h>
+
 #include <cctype>
 #include <cstddef>
+#include <cstdint>
 #include <utility>
 
+#include "host/codec/Names.h"
+#include "host/velactl/Descriptions.h"
 #include "host/velactl/Platform.h"
+#include "host/velactl/Service.h"
 
 namespace velactl {
 
@@ -12,31 +18,62 @@ using codec::CallableOperation;
 
 namespace {
 
-/** Parses the arguments, makes the target ready (`need`) and calls. */
-template <typename Interface, typename Need>
-Failure runOperation(const std::vector<CallableOperation<Interface>>& operations,
-                     const std::vector<std::string>& words,
-                     const std::shared_ptr<Interface>& target, Need need, Json* answer) {
+template <typename List>
+std::vector<std::string> namesOf(const List& operations) {
+    std::vector<std::string> names;
+    names.reserve(operations.size());
+    for (const auto& operation : operations)
+        names.push_back(operation.name);
+    return names;
+}
+
+/** Reads the words as a call of one of the operations; touches no service. */
+template <typename Interface>
+Failure bind(const std::vector<CallableOperation<Interface>>& operations,
+             const std::vector<std::string>& words,
+             typename CallableOperation<Interface>::Call* out) {
+    const std::string interface = codec::findInterface(Interface::descriptor)->name;
+    if (words.empty()) {
+        return usageError(interface + " needs an operation; velactl list shows all");
+    }
     const auto* const operation = codec::findOperation(operations, words.front());
     if (operation == nullptr) {
-        return usageError("no operation " + words.front() + "; velactl list shows all");
+        return usageError("no operation " + words.front() +
+                          suggestion(words.front(), namesOf(operations)) +
+                          "; velactl list shows all");
     }
+    const Description* const description = findDescription(interface, operation->name);
     std::vector<Json> arguments;
     for (size_t i = 1; i < words.size(); ++i) {
-        arguments.push_back(Json::parse(words[i], nullptr, false));
-        if (arguments.back().is_discarded()) return usageError("not JSON: " + words[i]);
+        Json value = Json::parse(words[i], nullptr, false);
+        const std::string word = value.is_string() ? value.get<std::string>() : words[i];
+        const bool isName = value.is_discarded() || value.is_string();
+        Json number;
+        if (isName && description != nullptr) number = namedNumber(*description, i - 1, word);
+        if (number.is_null()) {
+            if (auto failure = parseJson(words[i], &value)) return failure;
+        } else {
+            value = std::move(number);
+        }
+        arguments.push_back(std::move(value));
     }
-    if (auto failure = need()) return failure;
     const auto find = [](const std::string&, const Json&, std::string* error) {
         *error = "expected null (use monitor to register)";
         return nullptr;
     };
-    const codec::Outcome outcome = operation->call(*target, arguments, find);
-    if (!outcome.usageError.empty()) {
-        return usageError(operation->signature() + ": " + outcome.usageError);
+    std::string error;
+    *out = operation->bind(arguments, find, &error);
+    return *out ? Failure{} : usageError(operation->signature() + ": " + error);
+}
+
+/** What an error status of the operation means, as far as can be told without its chip. */
+std::string meaningOf(const std::string& interface, const std::string& operation, int64_t code) {
+    if (code == -1) return "the service library is absent, or EPERM";
+    if (code == -2 && interface == "vela" && findDescription("vela", operation) == nullptr) {
+        return "only a composer client serves it: velactl composer " + operation;
     }
-    *answer = outcome.value;
-    return statusError(operation->name, outcome.status);
+    const std::string name = code < 0 ? codec::errorName(-code) : "";
+    return name.starts_with('E') ? name : "";
 }
 
 }  // namespace
@@ -66,27 +103,72 @@ std::vector<std::string> splitWords(const std::string& line) {
 }
 
 Failure Session::needVela() {
-    return mVela != nullptr ? Failure{} : connect(&mVela);
+    if (mVela != nullptr) return {};
+    if (auto failure = connect(&mVela)) return failure;
+    mTakeRefusals = refusalTaker();
+    return {};
 }
 
 Failure Session::needComposer() {
     if (mComposer != nullptr) return {};
     if (auto failure = needVela()) return failure;
+    if (isatty(STDERR_FILENO) != 0) {
+        note("", "composer events go to this client from now on, not to one made before",
+             {{"note", {{"description", "composer events go to this client"}}}});
+    }
     return statusError("createComposerClient", mVela->createComposerClient(&mComposer));
 }
 
-Failure Session::run(const std::string& interface, const std::vector<std::string>& words,
-                     Json* answer) {
-    if (words.empty()) {
-        return usageError(interface + " needs an operation; velactl list shows all");
+Failure Session::check(const std::string& interface, const std::vector<std::string>& words) {
+    const auto checked = [&words]<typename Interface>(
+                                 const std::vector<CallableOperation<Interface>>& operations) {
+        typename CallableOperation<Interface>::Call call;
+        return bind(operations, words, &call);
+    };
+    return interface == "vela" ? checked(codec::velaOperations())
+                               : checked(codec::composerOperations());
+}
+
+Session::Result Session::run(const std::string& interface, const std::vector<std::string>& words) {
+    return interface == "vela"
+                   ? run(codec::velaOperations(), &Session::needVela, mVela, words)
+                   : run(codec::composerOperations(), &Session::needComposer, mComposer, words);
+}
+
+template <typename Interface>
+Session::Result Session::run(const std::vector<CallableOperation<Interface>>& operations,
+                             Failure (Session::*need)(), const std::shared_ptr<Interface>& target,
+                             const std::vector<std::string>& words) {
+    Result result;
+    typename CallableOperation<Interface>::Call call;
+    result.failure = bind(operations, words, &call);
+    if (!result.failure) result.failure = (this->*need)();
+    if (result.failure) return result;
+    const codec::Outcome outcome = call(*target);
+    const std::string& operation = words.front();
+    result.failure = statusError(operation, outcome.status);
+    result.answer = outcome.value;
+    const std::string interface = codec::findInterface(Interface::descriptor)->name;
+    if (mTakeRefusals) result.refusals = mTakeRefusals();
+    Failure& failure = result.failure;
+    if (failure.code == kErrorStatus && failure.error["kind"] == "service-specific") {
+        const std::string cause =
+                result.refusals.empty()
+                        ? meaningOf(interface, operation, failure.error["code"].get<int64_t>())
+                        : result.refusals.back();
+        if (!cause.empty()) {
+            failure.text += " (" + cause + ")";
+            failure.error["cause"] = cause;
+        }
     }
-    if (interface == "vela") {
-        return runOperation(
-                codec::velaOperations(), words, mVela, [this] { return needVela(); }, answer);
+    const Description* const description = findDescription(interface, operation);
+    const Json& code = result.answer;
+    if (result.refusals.empty() && description != nullptr && code.is_number_integer() && code < 0 &&
+        std::string(description->status).starts_with("code")) {
+        result.refusals.push_back(code.dump() + " (" + codec::errorName(-code.get<int64_t>()) +
+                                  ")");
     }
-    return runOperation(
-            codec::composerOperations(), words, mComposer, [this] { return needComposer(); },
-            answer);
+    return result;
 }
 
 }  // namespace velactl

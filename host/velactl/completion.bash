@@ -11,7 +11,8 @@ _velactl() {
     done
     COMPREPLY=()
     if [ -z "$command" ]; then
-        COMPREPLY=($(compgen -W "info list vela composer dump monitor watch host session replay page reduce trim screenshot
+        COMPREPLY=($(compgen -W "$("$program" --help 2>/dev/null |
+            sed -n '/^Subcommands:/,/^$/s/^  \([a-z][a-z-]*\) .*/\1/p')
             $(_vela_options "$program")" -- "$word"))
     elif [[ $word == -* ]]; then
         COMPREPLY=($(compgen -W "$(_vela_options "$program" "$command")" -- "$word"))
@@ -21,6 +22,9 @@ _velactl() {
             sed -n "s/^$command [^ ]* \([A-Za-z0-9]*\)(.*/\1/p")" -- "$word"))
     elif [[ $command == host && $COMP_CWORD == $((i + 1)) ]]; then
         COMPREPLY=($(compgen -W "record journal trace fault" -- "$word"))
+    elif [[ $command == describe ]]; then
+        COMPREPLY=($(compgen -W "$("$program" list 2>/dev/null |
+            sed -n '/^record/d; s/.* \([A-Za-z0-9]*\)(.*/\1/p')" -- "$word"))
     else
         COMPREPLY=($(compgen -f -- "$word"))
     fi

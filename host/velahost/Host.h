@@ -70,6 +70,11 @@ class Host : public aidl::velahost::BnHost {
         return ndk::ScopedAStatus::ok();
     }
 
+    ndk::ScopedAStatus takeRefusals(std::vector<std::string>* texts) override {
+        if (mChip != nullptr) *texts = mChip->takeRefusals(AIBinder_getCallingPid());
+        return ndk::ScopedAStatus::ok();
+    }
+
   private:
     static ndk::ScopedAStatus answer(const Problem& problem) {
         if (!problem) return ndk::ScopedAStatus::ok();

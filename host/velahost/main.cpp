@@ -28,6 +28,7 @@
 #include "host/chip/SimulatedChip.h"
 #include "host/velahost/Faults.h"
 #include "host/velahost/Host.h"
+#include "host/velahost/RuntimeFolder.h"
 #include "host/velahost/Takeover.h"
 #include "host/velahost/Watchers.h"
 
@@ -155,6 +156,7 @@ int makeFolder(const std::string& folder) {
 }
 
 int serve(const Options& options) {
+    if (const auto problem = runtimeFolderProblem(); !problem.empty()) return fail(problem);
     const sigset_t stopSignals = blockStopSignals();
     // A reader that has gone is an error of the write, not the end of the service.
     (void)std::signal(SIGPIPE, SIG_IGN);
@@ -175,7 +177,10 @@ int serve(const Options& options) {
     if (entry == nullptr) return kFailure;
     if (const int code = makeFolder(options.frames); code != 0) return code;
     std::shared_ptr<lmfg::SimulatedChip> chip;
-    if (options.chip == "simulated") chip = std::make_shared<lmfg::SimulatedChip>(options.frames);
+    if (options.chip == "simulated") {
+        chip = std::make_shared<lmfg::SimulatedChip>(options.frames);
+        chip->setCaller(AIBinder_getCallingPid);
+    }
     lmfg::installChip(chip);
     Watchers::get().install();
     if (const int code = watch(options); code != 0) {

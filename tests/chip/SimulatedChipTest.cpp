@@ -116,11 +116,11 @@ Recent batches
       1         2  osd 5 6; set 20 1 2
 
 Recent refusals
-  REFUSED                   ERROR    MEANING
-  Present2nd                ENODATA  No data available
-  velaConfigureBuffer 0     EBADF    Bad file descriptor
-  getLayerToneMappingLut 1  EINVAL   Invalid argument
-  DestroyLayer 43           EINVAL   Invalid argument
+  REFUSED                   ERROR    WHY
+  Present2nd                ENODATA  no stack was committed
+  velaConfigureBuffer 0     EBADF    it takes one descriptor of a file
+  getLayerToneMappingLut 1  EINVAL   layer 1 is not there
+  DestroyLayer 43           EINVAL   layer 43 is not there
 )");
     EXPECT_THAT(dump(1), HasSubstr("42  5     2"));
     EXPECT_THAT(dump(1), Not(HasSubstr("primary")));
@@ -199,7 +199,7 @@ TEST_F(SimulatedChipTest, MalformedBatchChangesNothing) {
         EXPECT_EQ(batch(text), "-22 " + refusal);
     EXPECT_THAT(get(5), ElementsAre(-ENOENT));
     EXPECT_THAT(dump(), HasSubstr("batches 0, events raised 0,"));
-    EXPECT_THAT(dump(), HasSubstr("batch line 3: usage: power DISPLAY MODE  "));
+    EXPECT_THAT(dump(), HasSubstr("batch line 3: usage: power DISPLAY MODE\n"));
 }
 
 TEST_F(SimulatedChipTest, BatchesAreLimited) {

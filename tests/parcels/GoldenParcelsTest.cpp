@@ -42,16 +42,8 @@ std::string bytesOf(const AParcel* parcel, int32_t begin, int32_t end, const cha
 
 std::map<std::string, std::vector<codec::Parameter>> recordFields() {
     std::map<std::string, std::vector<codec::Parameter>> records;
-    for (std::string text : codec::recordDescriptions()) {
-        std::replace_if(
-                text.begin(), text.end(), [](char c) { return c == '{' || c == '}' || c == ','; },
-                ' ');
-        std::istringstream words(text);
-        std::string record;
-        words >> record;
-        for (codec::Parameter field; words >> field.type >> field.name;)
-            records[record].push_back(field);
-    }
+    for (const codec::RecordDescription& record : codec::recordDescriptions())
+        records[record.name] = record.fields;
     return records;
 }
 

@@ -56,9 +56,11 @@ TEST_F(MonitorTest, PrintsAndAnswersEventsUntilInterrupted) {
     EXPECT_THAT(batch("soft-get 11 12; wait; last"), HasSubstr("-> -1 []"));
 }
 
-TEST_F(MonitorTest, EndsWhenTheServiceDies) {
+TEST_F(MonitorTest, EndsWithItsReaderOrTheService) {
     const auto host = startHost();
     ASSERT_NE(host, nullptr);
+    EXPECT_EQ(runProgram("/bin/sh", {"-c", programFolder() + "/velactl monitor | head -n 1"}).code,
+              0);
     const auto monitor = startMonitor({"--soft", "--composer"});
     ASSERT_NE(monitor, nullptr);
     EXPECT_EQ(stop(host.get(), SIGKILL), -SIGKILL);

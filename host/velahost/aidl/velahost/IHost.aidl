@@ -43,4 +43,10 @@ interface IHost {
      * lost, and a line {"lost": COUNT} stands in its place.
      */
     void watch(in ParcelFileDescriptor pipe);
+
+    /**
+     * Why the chip refused requests of the calling process since it last asked, oldest first, as
+     * "EINVAL: display 9 is not there".
+     */
+    String[] takeRefusals();
 }
