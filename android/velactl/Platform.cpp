@@ -5,6 +5,7 @@
 #include <android/binder_manager.h>
 
 #include "host/velactl/Prompt.h"
+#include "host/velactl/RecordingCommands.h"
 #include "host/velactl/Service.h"
 
 namespace velactl {
@@ -50,7 +51,8 @@ Failure screenshot(int /*display*/, const std::string& /*file*/) {
     return needsVelahost("screenshot");
 }
 
-void addHostCommands(CLI::App* /*app*/, std::optional<int>* /*done*/) {}
+// Recordings are read, cut and drawn on a PC.
+void addRecordingCommands(CLI::App* /*app*/, std::optional<int>* /*out*/) {}
 
 // Without line editing and history.
 
