@@ -1,12 +1,16 @@
 #include "host/velactl/Platform.h"
 
 #include <iostream>
+#include <optional>
+#include <string>
 
 #include <android/binder_manager.h>
 
+#include "host/velactl/HostCommand.h"
 #include "host/velactl/Prompt.h"
 #include "host/velactl/RecordingCommands.h"
 #include "host/velactl/Service.h"
+#include "host/velactl/Watch.h"
 
 namespace velactl {
 
@@ -16,6 +20,14 @@ namespace {
 
 Failure needsVelahost(const std::string& command) {
     return usageError(command + " needs velahost, which serves on a PC only");
+}
+
+/** Adds a command that fails, whatever its words. */
+void addAbsentCommand(CLI::App* app, const std::string& name, std::optional<int>* done) {
+    CLI::App* const command = app->add_subcommand(name, "Needs velahost, on a PC");
+    command->prefix_command();
+    command->fallthrough(false);
+    command->callback([=] { *done = report(needsVelahost(name)); });
 }
 
 }  // namespace
@@ -49,6 +61,14 @@ std::function<std::vector<std::string>()> refusalTaker() {
 
 Failure screenshot(int /*display*/, const std::string& /*file*/) {
     return needsVelahost("screenshot");
+}
+
+void addHostCommand(CLI::App* app, std::optional<int>* done) {
+    addAbsentCommand(app, "host", done);
+}
+
+void addWatchCommand(CLI::App* app, std::optional<int>* done) {
+    addAbsentCommand(app, "watch", done);
 }
 
 // Recordings are read, cut and drawn on a PC.
