@@ -10,6 +10,7 @@
 #include <optional>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include <android/binder_process.h>
 
@@ -69,6 +70,14 @@ std::string restartAdvice() {
 
 std::function<void()> settler() {
     return [] {};
+}
+
+std::function<std::vector<std::string>()> refusalTaker() {
+    return nullptr;
+}
+
+Failure screenshot(int /*display*/, const std::string& /*file*/) {
+    return {};
 }
 
 }  // namespace velactl

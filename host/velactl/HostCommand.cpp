@@ -11,7 +11,6 @@
 
 #include "host/codec/Status.h"
 #include "host/velactl/Platform.h"
-#include "host/velactl/Watch.h"
 
 namespace velactl {
 namespace {
@@ -98,11 +97,6 @@ void addHostCommand(CLI::App* app, std::optional<int>* done) {
             request->kind = command->get_name();
         *done = report(run(*request));
     });
-}
-
-void addHostCommands(CLI::App* app, std::optional<int>* done) {
-    addWatchCommand(app, done);
-    addHostCommand(app, done);
 }
 
 }  // namespace velactl

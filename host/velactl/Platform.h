@@ -2,16 +2,12 @@
 
 #include <functional>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
 #include "host/codec/Operations.h"
 #include "host/velactl/Report.h"
 
-namespace CLI {
-class App;
-}
 namespace aidl::velahost {
 class IHost;
 }
@@ -48,9 +44,6 @@ std::function<void()> settler();
  * where nobody can tell.
  */
 std::function<std::vector<std::string>()> refusalTaker();
-
-/** Adds the subcommands that look into velahost; *done is the exit code of one that has run. */
-void addHostCommands(CLI::App* app, std::optional<int>* done);
 
 /** Writes the frame that the display shows to the file, as SVG; "-" is stdout. */
 Failure screenshot(int display, const std::string& file);

@@ -6,9 +6,10 @@
 
 #include "host/velactl/Commands.h"
 #include "host/velactl/Descriptions.h"
-#include "host/velactl/Platform.h"
+#include "host/velactl/HostCommand.h"
 #include "host/velactl/RecordingCommands.h"
 #include "host/velactl/Report.h"
+#include "host/velactl/Watch.h"
 
 namespace velactl {
 namespace {
@@ -55,7 +56,8 @@ int run(int argc, char** argv) {
 
     std::optional<int> done;
     addRecordingCommands(&app, &done);
-    addHostCommands(&app, &done);
+    addWatchCommand(&app, &done);
+    addHostCommand(&app, &done);
 
     try {
         app.parse(argc, argv);
