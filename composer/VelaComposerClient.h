@@ -32,6 +32,8 @@ namespace aidl::vendor::lumenforge::hardware::display {
  * an operation says otherwise. Error statuses leave `out` untouched.
  */
 class VelaComposerClient : public BnVelaComposerClient {
+    struct AidlDeathRecipient;
+
   public:
     VelaComposerClient();
     /** Leaves the closures with the library; from now on they find the object gone. */
@@ -134,18 +136,26 @@ class VelaComposerClient : public BnVelaComposerClient {
     lmfg::VelaContentSamples onContentSamplingRequested(int64_t display, int32_t value1,
                                                         int64_t value2);
 
-    /** Drops whatever callback is registered. */
-    void handleAidlDeath() EXCLUDES(mLock);
+    /**
+     * Drops whatever callback is registered. With the record that a notification is of, only if its
+     * registration has not let go.
+     */
+    void handleAidlDeath(const AidlDeathRecipient* notified = nullptr) EXCLUDES(mLock);
 
   private:
-    struct AidlDeathRecipient;
+    /** The death link of the registered callback. */
+    struct AidlDeathRecipient : lmfg::support::DeathLink {
+        explicit AidlDeathRecipient(std::weak_ptr<VelaComposerClient> owner);
+
+        static void onBinderDied(void* cookie);
+
+        const std::weak_ptr<VelaComposerClient> owner;
+    };
 
     /** What the library is told when nobody delivers samples: a value1 of -1 and no lists. */
     static lmfg::VelaContentSamples noSamples();
 
     std::shared_ptr<IVelaComposerCallback> currentCallback() EXCLUDES(mLock);
-    /** Does nothing if `notified` is given and has been let go of. */
-    void dropCallback(const AidlDeathRecipient* notified) EXCLUDES(mLock);
     /** Ends the death link of the callback, which stays. */
     void unlinkCallback() REQUIRES(mLock);
 

@@ -35,9 +35,12 @@ namespace aidl::vendor::lumenforge::hardware::display {
  * while the library serves a request: events copy the owners that they need and let go of it first.
  *
  * Death. Each registration holds one death record. A notification of a record whose registration
- * has let go, or whose service is going, does nothing: it removes no later client.
+ * has let go only writes its line: it removes no later client. One whose service is going does
+ * nothing.
  */
 class VelaDefault : public BnVela {
+    struct AidlDeathRecipient;
+
   public:
     /** Brings the library up and registers for its feature and soft-client events. */
     VelaDefault();
@@ -57,8 +60,12 @@ class VelaDefault : public BnVela {
     ndk::ScopedAStatus registerSoftVelaClient(
             int64_t id, const std::shared_ptr<ISoftVelaClient>& client) override;
 
-    /** Forgets whichever client of this kind (1 callback, 2 soft client) has the identifier. */
-    void handleAidlDeath(int32_t kind, int64_t id) EXCLUDES(mLock);
+    /**
+     * Forgets whichever client of this kind (1 callback, 2 soft client) has the identifier. With
+     * the record that a notification is of, only if its registration has not let go.
+     */
+    void handleAidlDeath(int32_t kind, int64_t id, const AidlDeathRecipient* notified = nullptr)
+            EXCLUDES(mLock);
 
     /** Called by the library's closures: tells every callback, in ascending identifier order. */
     void onFeatureChanged(int32_t feature, const std::vector<int32_t>& values);
@@ -183,9 +190,6 @@ class VelaDefault : public BnVela {
 
     template <typename Client>
     void forget(int64_t id, Clients<Client>& clients, DeathRecipients& recipients) REQUIRES(mLock);
-
-    /** Does nothing if `notified` is given and has been let go of. */
-    void forgetDead(int32_t kind, int64_t id, const AidlDeathRecipient* notified) EXCLUDES(mLock);
 
     std::shared_ptr<ISoftVelaClient> firstSoftClient() EXCLUDES(mLock);
 

@@ -18,7 +18,8 @@ struct Record : DeathLink {
     Record() : DeathLink(onBinderDied) { ++gRecords; }
     ~Record() override { --gRecords; }
     static void onBinderDied(void* cookie) {
-        if (fromCookie<Record>(cookie) != nullptr) ++gNotified;
+        const auto* record = fromCookie<Record>(cookie);
+        if (record != nullptr && record->isHeld()) ++gNotified;
     }
 };
 
