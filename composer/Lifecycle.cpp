@@ -56,7 +56,7 @@ void VelaComposerClient::init(lmfg::VelaService* service) {
             [weak](int64_t display, int value1, int64_t value2) {
                 const auto self = weak.lock();
                 return self ? self->onContentSamplingRequested(display, value1, value2)
-                            : noSamples();
+                            : lmfg::VelaContentSamples();
             });
 }
 
