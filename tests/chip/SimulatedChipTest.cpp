@@ -28,7 +28,7 @@ VelaService::LayerStack stackOf(size_t layers) {
     return stack;
 }
 
-/// The names of the requests that were made.
+/** The names of the requests that were made. */
 class NamingObserver : public ChipObserver {
   public:
     void began(const ChipCall& call) override { mNames.insert(call.operation); }
@@ -213,7 +213,7 @@ TEST_F(SimulatedChipTest, BatchesAreLimited) {
     EXPECT_EQ(mService->GetOsdState(), 1);
 }
 
-/// A handle that owns the descriptors.
+/** A handle that owns the descriptors. */
 Handle handleOf(const std::vector<int>& fds) {
     native_handle_t* const native = native_handle_create(static_cast<int>(fds.size()), 0);
     std::copy(fds.begin(), fds.end(), native->data);
