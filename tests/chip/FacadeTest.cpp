@@ -113,6 +113,7 @@ TEST_F(FacadeTest, ObserversSeeRequestsAndTheEventsTheyCause) {
     EXPECT_EQ(mService->velaConfigureSet(1, {2}), -8);
     EXPECT_EQ(std::exchange(mObserver->mLog, {}),
               "begin velaConfigureSet[1,[2]] end velaConfigureSet[1,[2]] -8 ");
+    EXPECT_EQ(CausedBy::currentRequest(), nullptr) << "it is over";
     {
         const CausedBy cause(std::exchange(mChip->request, nullptr));
         events().configChanged(1, 2, {3});
@@ -121,6 +122,10 @@ TEST_F(FacadeTest, ObserversSeeRequestsAndTheEventsTheyCause) {
               "begin configChanged[1,2,[3]]<velaConfigureSet "
               "end configChanged[1,2,[3]]<velaConfigureSet [9] "
               "settled configChanged[1,2,[3]]<velaConfigureSet settled velaConfigureSet[1,[2]] ");
+    mService->velaConfigureGet(512, {}, [](int32_t, const auto&) {});
+    EXPECT_EQ(mObserver->mLog,
+              "begin velaConfigureGet[512,[]] end velaConfigureGet[512,[]] [0,[4,1024,64]] "
+              "settled velaConfigureGet[512,[]] ");
 }
 
 }  // namespace
