@@ -63,7 +63,7 @@ class DeathLinkTest : public vela::test::ChipTest, public testing::WithParamInte
         if (GetParam() == Kind::kCompositor) library().powerChanged(0, 0);
         return heard().substr(0, 1);
     }
-    /** Exactly this client is linked, by a record that is its own cookie. */
+    /** This client is linked, and no other. */
     void expectLinked(const Client& it) const {
         ASSERT_EQ(mSpy.links().size(), 1u);
         EXPECT_EQ(mSpy.links()[0].binder, it->asBinder().get());
