@@ -15,12 +15,6 @@
 
 namespace aidl::vendor::lumenforge::hardware::display {
 
-lmfg::VelaContentSamples VelaComposerClient::noSamples() {
-    lmfg::VelaContentSamples result;
-    result.value1 = -1;
-    return result;
-}
-
 std::shared_ptr<IVelaComposerCallback> VelaComposerClient::currentCallback() {
     const std::lock_guard lock(mLock);
     return mCallback;
@@ -49,18 +43,16 @@ lmfg::VelaContentSamples VelaComposerClient::onContentSamplingRequested(int64_t 
                                                                         int32_t value1,
                                                                         int64_t value2) {
     const auto callback = currentCallback();
-    if (callback == nullptr) return noSamples();
+    if (callback == nullptr) return {};
     ContentSamples samples;
     (void)callback->onContentSamplingRequested(display, value1, value2, &samples);
     // A negative leading value means that there are none, whatever the lists hold.
-    if (samples.value1 < 0) return noSamples();
-    lmfg::VelaContentSamples result;
-    result.value1 = samples.value1;
-    result.list1 = std::move(samples.list1);
-    result.list2 = std::move(samples.list2);
-    result.list3 = std::move(samples.list3);
-    result.list4 = std::move(samples.list4);
-    return result;
+    if (samples.value1 < 0) return {};
+    return {.value1 = samples.value1,
+            .list1 = std::move(samples.list1),
+            .list2 = std::move(samples.list2),
+            .list3 = std::move(samples.list3),
+            .list4 = std::move(samples.list4)};
 }
 
 }  // namespace aidl::vendor::lumenforge::hardware::display

@@ -1,8 +1,6 @@
 #include "composer/VelaComposerClient.h"
 
 #include <cstdint>
-#include <string>
-#include <vector>
 
 #include <android/binder_auto_utils.h>
 #include <hardware/hwcomposer_defs.h>
@@ -22,11 +20,6 @@ using lmfg::support::unknownError;
 namespace V1_1 = ::vendor::lumenforge::hardware::display::V1_1;
 
 namespace {
-
-constexpr int64_t kPrimaryDisplay = 0;
-constexpr int64_t kPluggableDisplay = 1;
-constexpr int64_t kVirtualDisplay = 2;
-constexpr int64_t kSecondPresentDisplay = 3;
 
 hwc_rect toHwcRect(const HwcRect& rect) {
     return {.left = rect.left, .top = rect.top, .right = rect.right, .bottom = rect.bottom};
@@ -55,12 +48,6 @@ ndk::ScopedAStatus VelaComposerClient::commitLayerStack(int64_t display, int32_t
     return ok();
 }
 
-ndk::ScopedAStatus VelaComposerClient::configureVelaMaxcll(int32_t value, int32_t* out) {
-    if (mService == nullptr) return serviceError(kLibraryAbsent);
-    *out = mService->configureVelaMaxcll(value);
-    return ok();
-}
-
 ndk::ScopedAStatus VelaComposerClient::createLayer(int64_t display, int64_t layer) {
     if (mService == nullptr) return unknownError();
     // The swap is deliberate.
@@ -71,76 +58,6 @@ ndk::ScopedAStatus VelaComposerClient::createLayer(int64_t display, int64_t laye
 ndk::ScopedAStatus VelaComposerClient::destroyLayer(int64_t /*display*/, int64_t layer) {
     if (mService == nullptr) return unknownError();
     mService->DestroyLayer(static_cast<uint64_t>(layer));
-    return ok();
-}
-
-ndk::ScopedAStatus VelaComposerClient::enableSecondaryDisplay(bool enable) {
-    if (mService == nullptr) return unknownError();
-    // Deliberately on only: a composer client never switches the display off.
-    if (enable) mService->enableSecondaryDisplay(true);
-    return ok();
-}
-
-ndk::ScopedAStatus VelaComposerClient::handleDisplayEvent(int64_t display, int32_t event,
-                                                          int32_t value, int32_t* out) {
-    if (mService == nullptr) return serviceError(kLibraryAbsent);
-    *out = mService->handleDisplayEvent(static_cast<uint64_t>(display), event, value);
-    return ok();
-}
-
-ndk::ScopedAStatus VelaComposerClient::present(int64_t display, int32_t* out) {
-    if (mService == nullptr) {
-        // Deliberately no error.
-        *out = 1;
-        return ok();
-    }
-    const bool presented =
-            display == kSecondPresentDisplay ? mService->Present2nd() : mService->Present();
-    *out = presented ? 1 : 0;
-    return ok();
-}
-
-ndk::ScopedAStatus VelaComposerClient::presentDisplay(int64_t display, int32_t* out) {
-    if (mService == nullptr) return serviceError(kLibraryAbsent);
-    // Deliberately success, without asking the library, for any other display.
-    *out = display == kPrimaryDisplay ? mService->PresentDisplay() : 0;
-    return ok();
-}
-
-ndk::ScopedAStatus VelaComposerClient::reportDualChannelStatus(int32_t status) {
-    if (mService == nullptr) return unknownError();
-    mService->reportDualChannelStatus(status);
-    return ok();
-}
-
-ndk::ScopedAStatus VelaComposerClient::setActiveConfig(int64_t /*display*/,
-                                                       const DisplayConfigVariableInfo& config) {
-    if (mService == nullptr) return unknownError();
-    V1_1::DisplayConfigVariableInfo record;
-    (void)lmfg::a2h::translate(config, &record);
-    mService->setActiveConfig(record);
-    return ok();
-}
-
-ndk::ScopedAStatus VelaComposerClient::setClientTarget(int64_t /*display*/, int32_t target) {
-    if (mService == nullptr) return unknownError();
-    mService->SetClientTarget(target);
-    return ok();
-}
-
-ndk::ScopedAStatus VelaComposerClient::setColorModeWithRenderIntent(int64_t /*display*/,
-                                                                    int32_t mode, int32_t intent,
-                                                                    int32_t* out) {
-    if (mService == nullptr) return serviceError(kLibraryAbsent);
-    *out = mService->SetColorModeWithRenderIntent(mode, intent);
-    return ok();
-}
-
-ndk::ScopedAStatus VelaComposerClient::setDisplayConnected(int64_t display, bool connected) {
-    if (mService == nullptr) return unknownError();
-    // Deliberately no error, and nothing to tell the library, for any other display.
-    if (display == kPluggableDisplay) mService->SetPluggableDisplayConnected(connected);
-    if (display == kVirtualDisplay) mService->SetVirtualDisplayConnected(connected);
     return ok();
 }
 
@@ -198,48 +115,6 @@ ndk::ScopedAStatus VelaComposerClient::setLayerZOrder(int64_t /*display*/, int64
                                                       int32_t z) {
     if (mService == nullptr) return unknownError();
     mService->SetLayerZOrder(static_cast<uint64_t>(layer), static_cast<uint32_t>(z));
-    return ok();
-}
-
-ndk::ScopedAStatus VelaComposerClient::setOsdAutoRefresh(int32_t enable, int32_t* out) {
-    if (mService == nullptr) return serviceError(kLibraryAbsent);
-    *out = mService->setOsdAutoRefresh(enable);
-    return ok();
-}
-
-ndk::ScopedAStatus VelaComposerClient::setPowerMode(int64_t /*display*/, int32_t mode,
-                                                    bool /*first*/, bool second, int32_t* out) {
-    if (mService == nullptr) return serviceError(kLibraryAbsent);
-    // The second flag travels as a bit of the mode; the first is deliberately dropped.
-    constexpr int kSecondFlag = 0x100;
-    mService->SetPowerMode(second ? mode | kSecondFlag : mode);
-    *out = 0;
-    return ok();
-}
-
-ndk::ScopedAStatus VelaComposerClient::setColorTransform(const std::vector<float>& matrix,
-                                                         int32_t* out) {
-    if (mService == nullptr) return serviceError(kLibraryAbsent);
-    *out = mService->SetColorTransform(matrix);
-    return ok();
-}
-
-ndk::ScopedAStatus VelaComposerClient::configureVelaHdrMode(int32_t /*mode*/) {
-    // Deliberately never forwarded.
-    return unknownError();
-}
-
-ndk::ScopedAStatus VelaComposerClient::setFrameBufferResolution(int64_t display, int32_t width,
-                                                                int32_t height) {
-    if (mService == nullptr) return serviceError(kLibraryAbsent);
-    mService->setFrameBufferResolution(static_cast<int>(display), static_cast<uint32_t>(width),
-                                       static_cast<uint32_t>(height));
-    return ok();
-}
-
-ndk::ScopedAStatus VelaComposerClient::setPanelName(int64_t display, const std::string& name) {
-    if (mService == nullptr) return serviceError(kLibraryAbsent);
-    mService->setPanelName(static_cast<int>(display), name);
     return ok();
 }
 

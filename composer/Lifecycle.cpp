@@ -11,31 +11,25 @@
 #include <android/log.h>
 
 #include "servicelib/VelaService.h"
-#include "support/DeathLink.h"
 #include "support/Log.h"
 #include "support/Status.h"
 
 namespace aidl::vendor::lumenforge::hardware::display {
 
-using lmfg::support::DeathLink;
 using lmfg::support::kLogRegistration;
 using lmfg::support::kLogTag;
 using lmfg::support::ok;
 using lmfg::support::unknownError;
 
-/** The death link of the registered callback. */
-struct VelaComposerClient::AidlDeathRecipient : DeathLink {
-    explicit AidlDeathRecipient(std::weak_ptr<VelaComposerClient> client)
-        : DeathLink(onBinderDied), owner(std::move(client)) {}
+VelaComposerClient::AidlDeathRecipient::AidlDeathRecipient(
+        std::weak_ptr<VelaComposerClient> weakOwner)
+    : DeathLink(onBinderDied), owner(std::move(weakOwner)) {}
 
-    static void onBinderDied(void* cookie) {
-        const auto* record = fromCookie<AidlDeathRecipient>(cookie);
-        if (record == nullptr) return;
-        if (const auto client = record->owner.lock()) client->dropCallback(record);
-    }
-
-    const std::weak_ptr<VelaComposerClient> owner;
-};
+void VelaComposerClient::AidlDeathRecipient::onBinderDied(void* cookie) {
+    const auto* record = fromCookie<AidlDeathRecipient>(cookie);
+    if (record == nullptr) return;
+    if (const auto client = record->owner.lock()) client->handleAidlDeath(record);
+}
 
 VelaComposerClient::VelaComposerClient() = default;
 
@@ -62,7 +56,7 @@ void VelaComposerClient::init(lmfg::VelaService* service) {
             [weak](int64_t display, int value1, int64_t value2) {
                 const auto self = weak.lock();
                 return self ? self->onContentSamplingRequested(display, value1, value2)
-                            : noSamples();
+                            : lmfg::VelaContentSamples();
             });
 }
 
@@ -84,17 +78,13 @@ ndk::ScopedAStatus VelaComposerClient::registerCallback(
     return ok();
 }
 
-void VelaComposerClient::handleAidlDeath() {
-    dropCallback(nullptr);
-}
-
-void VelaComposerClient::dropCallback(const AidlDeathRecipient* notified) {
+void VelaComposerClient::handleAidlDeath(const AidlDeathRecipient* notified) {
     if (mLogMask & kLogRegistration) {
         __android_log_print(ANDROID_LOG_DEBUG, kLogTag,
                             "Noticed AIDL death of IVelaComposerCallback");
     }
     const std::lock_guard lock(mLock);
-    // The registration may have let go before the lock was taken; another may be in its place.
+    // Its registration may have let go before the lock was taken; another may be in its place.
     if (notified != nullptr && !notified->isHeld()) return;
     unlinkCallback();
     mCallback.reset();

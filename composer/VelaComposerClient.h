@@ -28,10 +28,14 @@ namespace aidl::vendor::lumenforge::hardware::display {
  * the callback and its death record and is never held while the callback or the library is called.
  * mService is written once, before the object is handed out, and read without a lock.
  *
- * Without a service library every request gets a fixed answer, the service-specific error -1 unless
- * an operation says otherwise. Error statuses leave `out` untouched.
+ * Without a service library every request gets a fixed answer: the service-specific error -1 from
+ * those with an `out`, from configureBuffer, setFrameBufferResolution and setPanelName,
+ * STATUS_UNKNOWN_ERROR from the others, unless an operation says otherwise. Error statuses leave
+ * `out` untouched.
  */
 class VelaComposerClient : public BnVelaComposerClient {
+    struct AidlDeathRecipient;
+
   public:
     VelaComposerClient();
     /** Leaves the closures with the library; from now on they find the object gone. */
@@ -44,14 +48,19 @@ class VelaComposerClient : public BnVelaComposerClient {
      */
     void init(lmfg::VelaService* service);
 
-    /** STATUS_UNKNOWN_ERROR without a library. Null is accepted and changes nothing. */
+    /** Null is accepted and changes nothing. */
     ndk::ScopedAStatus registerCallback(
             const std::shared_ptr<IVelaComposerCallback>& callback) override;
 
     /**
-     * Reads values when none are given, else writes them and gives the library's code. Here and in
-     * the next two, a negative answer of the library is the service-specific error.
+     * Drops whatever callback is registered. With the record that a notification is of, only if its
+     * registration has not let go.
      */
+    void handleAidlDeath(const AidlDeathRecipient* notified = nullptr) EXCLUDES(mLock);
+
+    // Configuration. A negative answer of the library is the service-specific error.
+
+    /** Reads values when none are given, else writes them and gives the library's code. */
     ndk::ScopedAStatus configureValues(VendorConfig type, const std::vector<int32_t>& values,
                                        std::vector<int32_t>* out) override;
     ndk::ScopedAStatus configureBatch(VendorConfig type, const std::string& request,
@@ -60,30 +69,13 @@ class VelaComposerClient : public BnVelaComposerClient {
     ndk::ScopedAStatus configureBuffer(VendorConfig type, int64_t param,
                                        const ndk::ScopedFileDescriptor& fd, int32_t size) override;
 
-    /**
-     * From here to setPanelName, the library's results reach the caller as values, never as
-     * statuses. STATUS_UNKNOWN_ERROR without a library, except for the operations that have an
-     * `out` and the last two.
-     */
+    // Layers. Results of the library reach the caller as values, never as statuses.
+
     ndk::ScopedAStatus buildLayerStack(int64_t display, const LayerStack& stack) override;
     ndk::ScopedAStatus changeLayerType(int64_t layer, int64_t type) override;
     ndk::ScopedAStatus commitLayerStack(int64_t display, int32_t flags, int32_t* out) override;
-    ndk::ScopedAStatus configureVelaMaxcll(int32_t value, int32_t* out) override;
     ndk::ScopedAStatus createLayer(int64_t display, int64_t layer) override;
     ndk::ScopedAStatus destroyLayer(int64_t display, int64_t layer) override;
-    ndk::ScopedAStatus enableSecondaryDisplay(bool enable) override;
-    ndk::ScopedAStatus handleDisplayEvent(int64_t display, int32_t event, int32_t value,
-                                          int32_t* out) override;
-    /** Ok, and 1, without a library. */
-    ndk::ScopedAStatus present(int64_t display, int32_t* out) override;
-    ndk::ScopedAStatus presentDisplay(int64_t display, int32_t* out) override;
-    ndk::ScopedAStatus reportDualChannelStatus(int32_t status) override;
-    ndk::ScopedAStatus setActiveConfig(int64_t display,
-                                       const DisplayConfigVariableInfo& config) override;
-    ndk::ScopedAStatus setClientTarget(int64_t display, int32_t target) override;
-    ndk::ScopedAStatus setColorModeWithRenderIntent(int64_t display, int32_t mode, int32_t intent,
-                                                    int32_t* out) override;
-    ndk::ScopedAStatus setDisplayConnected(int64_t display, bool connected) override;
     ndk::ScopedAStatus setLayerBuffer(int64_t display, int64_t layer,
                                       const BufferInfo& buffer) override;
     ndk::ScopedAStatus setLayerCompositionType(int64_t display, int64_t layer,
@@ -97,6 +89,23 @@ class VelaComposerClient : public BnVelaComposerClient {
     ndk::ScopedAStatus setLayerTransform(int64_t display, int64_t layer,
                                          int32_t transform) override;
     ndk::ScopedAStatus setLayerZOrder(int64_t display, int64_t layer, int32_t z) override;
+
+    // Displays. Results of the library reach the caller as values, never as statuses.
+
+    ndk::ScopedAStatus configureVelaMaxcll(int32_t value, int32_t* out) override;
+    ndk::ScopedAStatus enableSecondaryDisplay(bool enable) override;
+    ndk::ScopedAStatus handleDisplayEvent(int64_t display, int32_t event, int32_t value,
+                                          int32_t* out) override;
+    /** Ok, and 1, without a library. */
+    ndk::ScopedAStatus present(int64_t display, int32_t* out) override;
+    ndk::ScopedAStatus presentDisplay(int64_t display, int32_t* out) override;
+    ndk::ScopedAStatus reportDualChannelStatus(int32_t status) override;
+    ndk::ScopedAStatus setActiveConfig(int64_t display,
+                                       const DisplayConfigVariableInfo& config) override;
+    ndk::ScopedAStatus setClientTarget(int64_t display, int32_t target) override;
+    ndk::ScopedAStatus setColorModeWithRenderIntent(int64_t display, int32_t mode, int32_t intent,
+                                                    int32_t* out) override;
+    ndk::ScopedAStatus setDisplayConnected(int64_t display, bool connected) override;
     ndk::ScopedAStatus setOsdAutoRefresh(int32_t enable, int32_t* out) override;
     ndk::ScopedAStatus setPowerMode(int64_t display, int32_t mode, bool first, bool second,
                                     int32_t* out) override;
@@ -106,6 +115,8 @@ class VelaComposerClient : public BnVelaComposerClient {
     ndk::ScopedAStatus setFrameBufferResolution(int64_t display, int32_t width,
                                                 int32_t height) override;
     ndk::ScopedAStatus setPanelName(int64_t display, const std::string& name) override;
+
+    // Queries.
 
     /** Fails with the library's status if it is negative, with -1 if the library never answers. */
     ndk::ScopedAStatus getCurrentConfig(int64_t display, VelaFixedConfig* out) override;
@@ -123,10 +134,9 @@ class VelaComposerClient : public BnVelaComposerClient {
                                                const std::vector<int32_t>& values,
                                                std::vector<int32_t>* out) override;
 
-    /**
-     * The events, called by the closures of init. What the callback leaves in its out-parameter
-     * counts, whatever status it returns. Without a callback: no values, and noSamples().
-     */
+    // Events, called by the closures of init. What the callback leaves in its out-parameter counts,
+    // whatever status it returns.
+
     std::vector<int32_t> onConfigChanged(int64_t display, int32_t config,
                                          const std::vector<int32_t>& values);
     void onRefreshRequested(int64_t display);
@@ -134,18 +144,17 @@ class VelaComposerClient : public BnVelaComposerClient {
     lmfg::VelaContentSamples onContentSamplingRequested(int64_t display, int32_t value1,
                                                         int64_t value2);
 
-    /** Drops whatever callback is registered. */
-    void handleAidlDeath() EXCLUDES(mLock);
-
   private:
-    struct AidlDeathRecipient;
+    /** The death link of the registered callback. */
+    struct AidlDeathRecipient : lmfg::support::DeathLink {
+        explicit AidlDeathRecipient(std::weak_ptr<VelaComposerClient> owner);
 
-    /** What the library is told when nobody delivers samples: a value1 of -1 and no lists. */
-    static lmfg::VelaContentSamples noSamples();
+        static void onBinderDied(void* cookie);
+
+        const std::weak_ptr<VelaComposerClient> owner;
+    };
 
     std::shared_ptr<IVelaComposerCallback> currentCallback() EXCLUDES(mLock);
-    /** Does nothing if `notified` is given and has been let go of. */
-    void dropCallback(const AidlDeathRecipient* notified) EXCLUDES(mLock);
     /** Ends the death link of the callback, which stays. */
     void unlinkCallback() REQUIRES(mLock);
 

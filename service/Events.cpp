@@ -9,11 +9,13 @@
 #include <android/log.h>
 
 #include "support/Log.h"
+#include "support/Status.h"
 
 namespace aidl::vendor::lumenforge::hardware::display {
 
 using lmfg::support::kLogTag;
 using lmfg::support::kLogTrace;
+using lmfg::support::kUnanswered;
 
 namespace {
 
@@ -45,8 +47,8 @@ void VelaDefault::onFeatureChanged(int32_t feature, const std::vector<int32_t>& 
 int32_t VelaDefault::onSoftVelaSetConfig(int64_t id, int32_t config,
                                          const std::vector<int32_t>& values) {
     const std::shared_ptr<ISoftVelaClient> client = firstSoftClient();
-    if (client == nullptr) return -1;
-    int32_t result = -1;
+    if (client == nullptr) return kUnanswered;
+    int32_t result = kUnanswered;
     trace(mLogMask, client.get(), "setConfig");
     // Deliberately unexamined: a failed call leaves -1, or what the reply held.
     (void)client->setConfig(id, config, values, &result);
@@ -58,7 +60,7 @@ int32_t VelaDefault::onSoftVelaGetConfig(int64_t id, int32_t config,
                                          const std::vector<int32_t>& values,
                                          std::vector<int32_t>& out) {
     const std::shared_ptr<ISoftVelaClient> client = firstSoftClient();
-    if (client == nullptr) return -1;
+    if (client == nullptr) return kUnanswered;
     trace(mLogMask, client.get(), "getConfig");
     const ndk::ScopedAStatus status = client->getConfig(id, config, values, &out);
     // Deliberately 0 for a failure that is not service-specific, a dead client's for one.

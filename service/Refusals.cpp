@@ -12,6 +12,7 @@
 namespace aidl::vendor::lumenforge::hardware::display {
 
 using lmfg::support::kComposerOnly;
+using lmfg::support::kUnanswered;
 using lmfg::support::serviceError;
 
 namespace {
@@ -149,7 +150,7 @@ ndk::ScopedAStatus VelaDefault::setPowerMode(int64_t, int32_t, bool, bool, int32
 ndk::ScopedAStatus VelaDefault::updateDisplayBrightness(int64_t, int32_t,
                                                         const std::vector<int32_t>&,
                                                         std::vector<int32_t>* out) {
-    return refuse(out, {-1});
+    return refuse(out, {kUnanswered});
 }
 
 ndk::ScopedAStatus VelaDefault::setColorTransform(const std::vector<float>&, int32_t* out) {

@@ -46,7 +46,7 @@ void VelaDefault::AidlDeathRecipient::onBinderDied(void* cookie) {
     const auto* record = fromCookie<AidlDeathRecipient>(cookie);
     if (record == nullptr) return;
     if (const auto service = record->owner.lock()) {
-        service->forgetDead(record->kind, record->id, record);
+        service->handleAidlDeath(record->kind, record->id, record);
     }
 }
 
@@ -99,11 +99,7 @@ ndk::ScopedAStatus VelaDefault::registerSoftVelaClient(
     return ok();
 }
 
-void VelaDefault::handleAidlDeath(int32_t kind, int64_t id) {
-    forgetDead(kind, id, nullptr);
-}
-
-void VelaDefault::forgetDead(int32_t kind, int64_t id, const AidlDeathRecipient* notified) {
+void VelaDefault::handleAidlDeath(int32_t kind, int64_t id, const AidlDeathRecipient* notified) {
     if (kind != kCallbackKind && kind != kSoftClientKind) return;
     const bool isCallback = kind == kCallbackKind;
     if (mLogMask & kLogRegistration) {
@@ -111,7 +107,7 @@ void VelaDefault::forgetDead(int32_t kind, int64_t id, const AidlDeathRecipient*
                             isCallback ? "IVelaCallback" : "ISoftVelaClient", toUnsignedLong(id));
     }
     const std::lock_guard lock(mLock);
-    // The registration may have let go before the lock was taken; another may be in its place.
+    // Its registration may have let go before the lock was taken; another may be in its place.
     if (notified != nullptr && !notified->isHeld()) return;
     if (isCallback) {
         forget(id, mCallbacks, mCallbackDeathRecipients);

@@ -29,6 +29,12 @@ using lmfg::support::serviceError;
 using lmfg::support::toHidl;
 using lmfg::support::unknownError;
 
+namespace {
+
+constexpr int32_t kNoClientMade = -1;
+
+}  // namespace
+
 ndk::ScopedAStatus VelaDefault::velaConfigureSet(int32_t type, const std::vector<int32_t>& values,
                                                  int32_t* out) {
     if (mService == nullptr) return serviceError(kLibraryAbsent);
@@ -85,7 +91,7 @@ ndk::ScopedAStatus VelaDefault::createComposerClient(std::shared_ptr<IVelaCompos
     const auto client = ndk::SharedRefBase::make<VelaComposerClient>();
     if (client == nullptr) {
         out->reset();
-        return serviceError(kLibraryAbsent);
+        return serviceError(kNoClientMade);
     }
     {
         // The library does not guard its members; two clients must not register at once.

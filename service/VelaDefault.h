@@ -35,9 +35,12 @@ namespace aidl::vendor::lumenforge::hardware::display {
  * while the library serves a request: events copy the owners that they need and let go of it first.
  *
  * Death. Each registration holds one death record. A notification of a record whose registration
- * has let go, or whose service is going, does nothing: it removes no later client.
+ * has let go only writes its line: it removes no later client. One whose service is going does
+ * nothing.
  */
 class VelaDefault : public BnVela {
+    struct AidlDeathRecipient;
+
   public:
     /** Brings the library up and registers for its feature and soft-client events. */
     VelaDefault();
@@ -57,33 +60,45 @@ class VelaDefault : public BnVela {
     ndk::ScopedAStatus registerSoftVelaClient(
             int64_t id, const std::shared_ptr<ISoftVelaClient>& client) override;
 
-    /** Forgets whichever client of this kind (1 callback, 2 soft client) has the identifier. */
-    void handleAidlDeath(int32_t kind, int64_t id) EXCLUDES(mLock);
+    /**
+     * Forgets whichever client of this kind (1 callback, 2 soft client) has the identifier. With
+     * the record that a notification is of, only if its registration has not let go.
+     */
+    void handleAidlDeath(int32_t kind, int64_t id, const AidlDeathRecipient* notified = nullptr)
+            EXCLUDES(mLock);
 
-    /** Called by the library's closures: tells every callback, in ascending identifier order. */
+    // Events, called by the library's closures.
+
+    /** Tells every callback, in ascending identifier order. */
     void onFeatureChanged(int32_t feature, const std::vector<int32_t>& values);
 
     /**
-     * Called by the library's closures. What the soft client with the lowest identifier left in a
-     * result that starts at -1, whatever its status; -1 if there is no client.
+     * What the soft client with the lowest identifier left in a result that starts at -1, whatever
+     * its status; -1 if there is no client.
      */
     int32_t onSoftVelaSetConfig(int64_t id, int32_t config, const std::vector<int32_t>& values);
 
     /**
-     * Called by the library's closures: lets the soft client with the lowest identifier fill `out`.
-     * Returns the client's service-specific error, 0 for any other status, or -1 without touching
-     * `out` if there is no client.
+     * Lets the soft client with the lowest identifier fill `out`. Returns the client's
+     * service-specific error, 0 for any other status, or -1 without touching `out` if there is no
+     * client.
      */
     int32_t onSoftVelaGetConfig(int64_t id, int32_t config, const std::vector<int32_t>& values,
                                 std::vector<int32_t>& out);
 
-    /** Ok whatever the library's code, which is `out`; -1 without the library. */
+    // Requests that the library answers with a result code: ok whatever it is, -1 without the
+    // library.
+
     ndk::ScopedAStatus velaConfigureSet(int32_t type, const std::vector<int32_t>& values,
                                         int32_t* out) override;
-    /**
-     * These three fail with the library's status if it is negative, with -1 if the library does not
-     * answer or is absent. On failure `out` is untouched.
-     */
+    /** With the library, the descriptor number that `fd` holds is closed on return. */
+    ndk::ScopedAStatus velaConfigureBuffer(int32_t type, int64_t param,
+                                           const ndk::ScopedFileDescriptor& fd, int32_t size,
+                                           int32_t* out) override;
+
+    // Requests that the library answers with a status and a value. They fail with a status that is
+    // negative, with -1 if the library does not answer or is absent; then `out` is untouched.
+
     ndk::ScopedAStatus velaConfigureGet(int32_t type, const std::vector<int32_t>& params,
                                         std::vector<int32_t>* out) override;
     ndk::ScopedAStatus velaConfigureBatch(int32_t type, const std::string& request,
@@ -92,13 +107,7 @@ class VelaDefault : public BnVela {
                                       const std::vector<uint8_t>& data, int32_t sixth,
                                       std::vector<uint8_t>* out) override;
 
-    /**
-     * Ok whatever the library's code, which is `out`; -1 without the library. With it, the
-     * descriptor number that `fd` holds is closed on return.
-     */
-    ndk::ScopedAStatus velaConfigureBuffer(int32_t type, int64_t param,
-                                           const ndk::ScopedFileDescriptor& fd, int32_t size,
-                                           int32_t* out) override;
+    // Clients and diagnostics.
 
     /** Unknown error, and an empty `out`, without the library. */
     ndk::ScopedAStatus createComposerClient(std::shared_ptr<IVelaComposerClient>* out) override;
@@ -106,10 +115,9 @@ class VelaDefault : public BnVela {
     /** Writes the library's text about display 0 to `fd`. Always ok; `args` is ignored. */
     binder_status_t dump(int fd, const char** args, uint32_t argCount) override;
 
-    /**
-     * Served by composer clients only, as all that follow: service-specific error -2. The library
-     * is not asked, and `out` is reset.
-     */
+    // What composer clients only serve: service-specific error -2. The library is not asked, and
+    // `out` is reset.
+
     ndk::ScopedAStatus buildLayerStack(int64_t display, const LayerStack& stack) override;
     ndk::ScopedAStatus changeLayerType(int64_t layer, int64_t type) override;
     ndk::ScopedAStatus commitLayerStack(int64_t display, int32_t flags, int32_t* out) override;
@@ -183,9 +191,6 @@ class VelaDefault : public BnVela {
 
     template <typename Client>
     void forget(int64_t id, Clients<Client>& clients, DeathRecipients& recipients) REQUIRES(mLock);
-
-    /** Does nothing if `notified` is given and has been let go of. */
-    void forgetDead(int32_t kind, int64_t id, const AidlDeathRecipient* notified) EXCLUDES(mLock);
 
     std::shared_ptr<ISoftVelaClient> firstSoftClient() EXCLUDES(mLock);
 

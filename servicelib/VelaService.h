@@ -119,9 +119,8 @@ class [[gnu::visibility("default")]] VelaService {
     void initialize(uint32_t value4, uint32_t value1, uint32_t value2);
     void initSoftVela();
 
-    // Configuration.
+    // Configuration. The library alone decides what a type means.
 
-    /** Here and in the next three, the library alone decides what a type means. */
     Return<void> velaConfigureGet(int type, const hidl_vec<int>& params, ValuesResult result);
     /** Answers the library's result code. */
     Return<int32_t> velaConfigureSet(int type, const hidl_vec<int>& values);
@@ -145,9 +144,8 @@ class [[gnu::visibility("default")]] VelaService {
     int GetOsdState();
     int GetOsdOverFlow();
 
-    // Layer stacks and presentation.
+    // Layer stacks and presentation. Results are handed to the compositor unexamined.
 
-    /** Results of this and all that follow are handed to the compositor unexamined. */
     void buildLayerStack(int display, const LayerStack& stack);
     int CommitLayerStack(int display, bool arg2);
     bool Present();
@@ -168,7 +166,7 @@ class [[gnu::visibility("default")]] VelaService {
     void setLayerProperty(uint32_t property, uint64_t value);
     void SetLayerSetEmpty(int display, bool empty);
 
-    // Displays.
+    // Displays. Results are handed to the compositor unexamined.
 
     void setActiveConfig(const DisplayConfigVariableInfo& info);
     void SetPowerMode(int mode);

@@ -43,7 +43,7 @@ class Answer {
     }
 
   private:
-    int32_t mStatus = -1;
+    int32_t mStatus = kUnanswered;
     Value mValue{};
 };
 

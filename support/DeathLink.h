@@ -17,10 +17,10 @@ namespace lmfg::support {
  * address names no other record as long as a notification may bring it. A record refers to its
  * owner weakly.
  *
- * When the registration lets go, by destroying its pointer, the recipient is deleted, and a
- * notification that is still under way does nothing. link(), unlink() and letting go are called
- * under the owner's lock, or when nobody else can reach the owner; none of them waits for a
- * notification.
+ * When the registration lets go, by destroying its pointer, the recipient is deleted. A
+ * notification that is still under way finds a record that is not held any more: its client must
+ * not be taken for the one that it was for. All members but the static ones are called under the
+ * owner's lock, or when nobody else can reach the owner; none of them waits for a notification.
  */
 class DeathLink {
   public:
@@ -40,18 +40,17 @@ class DeathLink {
     void link(const std::shared_ptr<ndk::ICInterface>& client);
     void unlink(const std::shared_ptr<ndk::ICInterface>& client);
 
-    /** Whether the registration has not let go. Certain only where letting go is excluded. */
+    /** Whether the registration has not let go. */
     [[nodiscard]] bool isHeld() const { return mIsHeld; }
 
   protected:
     explicit DeathLink(AIBinder_DeathRecipient_onBinderDied onBinderDied);
     virtual ~DeathLink() = default;
 
-    /** The record that a notification's cookie names; null if its registration has let go. */
+    /** The record that a notification's cookie names, held or not; null for none. */
     template <typename Record>
     [[nodiscard]] static const Record* fromCookie(void* cookie) {
-        const auto* link = static_cast<const DeathLink*>(cookie);
-        return link != nullptr && link->isHeld() ? static_cast<const Record*>(link) : nullptr;
+        return static_cast<const Record*>(static_cast<const DeathLink*>(cookie));
     }
 
     /** Null once the registration has let go. */
@@ -64,7 +63,7 @@ class DeathLink {
     void letGo();
     void release();
 
-    std::atomic<bool> mIsHeld = true;
+    bool mIsHeld = true;
     std::atomic<int> mHolders = 1;
 };
 

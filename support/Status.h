@@ -11,6 +11,9 @@ namespace lmfg::support {
 inline constexpr int32_t kLibraryAbsent = -1;
 inline constexpr int32_t kComposerOnly = -2;
 
+/** The status or result of whoever was to give one, library or client, until it does. */
+inline constexpr int32_t kUnanswered = -1;
+
 [[nodiscard]] inline ndk::ScopedAStatus ok() {
     return ndk::ScopedAStatus::ok();
 }

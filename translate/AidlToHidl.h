@@ -17,8 +17,7 @@
  * arguments: `out` must not be null, the answer is always true. Values that do not fit lose their
  * upper bits, fields that version 1.1 lacks are dropped, flags are carried as raw bytes.
  *
- * Lists of `out` are replaced; a list beyond 2^32 - 1 elements aborts the process in
- * hidl_vec::resize.
+ * Lists of `out` are replaced; a list beyond 2^32 - 1 elements aborts the process in hidl_vec.
  */
 namespace lmfg::a2h {
 

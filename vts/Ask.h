@@ -10,6 +10,18 @@
 #include <android/binder_auto_utils.h>
 #include <gtest/gtest.h>
 
+/**
+ * Calls of operations whose status and result are compared as one text. Where a test fails on
+ * a device, the text says what came:
+ *
+ *     ask(vela, &IVela::velaConfigureGet, 7, Values{})    // "ok { 4, 5 }"
+ *     ask(vela, &IVela::present, 0)                       // "-2 77": an error, the result
+ * untouched ask(composer, &IVelaComposerClient::createLayer)    // "ok": its arguments are 0, and
+ * no result told(vela.registerCallback(1, nullptr))             // "unknown": no library
+ *
+ * To try one by hand there, write such a line into a test of OperationsTest.cpp, or call the
+ * operation with velactl.
+ */
 namespace vela::test {
 
 /** "ok", "unknown" for the unknown error, or the service-specific code; else the description. */
@@ -30,19 +42,38 @@ std::string shown(const T& value) {
     }
 }
 
-/** What ask() puts into an out-parameter beforehand. */
+/** A record each of whose fields is initialised by `initial`, which becomes any type. */
+template <typename Record, typename Initial, typename... Fields>
+Record recordOf(const Initial& initial, const Fields&... fields) {
+    if constexpr (requires { Record{fields..., initial}; }) {
+        return recordOf<Record>(initial, fields..., initial);
+    } else {
+        return Record{fields...};
+    }
+}
+
+template <typename T>
+T untouched();
+
+struct Untouched {
+    template <typename T>
+    operator T() const {  // NOLINT(google-explicit-constructor): it initialises any field
+        return untouched<T>();
+    }
+};
+
+/** What ask() puts into an out-parameter beforehand: 77, once in a list, in each field. */
 template <typename T>
 T untouched() {
-    T value{};
-    if constexpr (std::is_arithmetic_v<T>) {
-        value = 77;
-    } else if constexpr (requires { value.list1; }) {
-        value.value1 = 77;
-        value.list1 = {77};
-    } else if constexpr (requires { value.assign(1, 'M'); }) {
-        value.assign(1, 'M');  // 77, too
+    if constexpr (std::is_aggregate_v<T>) {
+        return recordOf<T>(Untouched());
+    } else if constexpr (std::is_arithmetic_v<T>) {
+        return static_cast<T>(77);
+    } else if constexpr (requires { typename T::value_type; }) {
+        return T(1, untouched<typename T::value_type>());
+    } else {
+        return {};
     }
-    return value;
 }
 
 template <typename Parameter, typename Value>

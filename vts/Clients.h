@@ -24,11 +24,13 @@ inline ScopedAStatus ignore(const std::string& /*arguments*/) {
     return ScopedAStatus::ok();
 }
 
-/** A client with one callback, which answers with 7s. */
+/** A client that answers with a number, and hears what it is told. */
 template <typename Interface>
 class Client : public Interface {
   public:
     explicit Client(Hear hear) : mHear(std::move(hear)) {}
+
+    int32_t answer = 7;
 
   protected:
     template <typename... T>
@@ -52,11 +54,11 @@ struct Callback : Client<display::BnVelaCallback> {
 struct SoftClient : Client<display::BnSoftVelaClient> {
     using Client::Client;
     ScopedAStatus setConfig(int64_t id, int32_t config, const Values& in, int32_t* out) override {
-        *out = 7;
+        *out = answer;
         return hear(id, config, in);
     }
     ScopedAStatus getConfig(int64_t id, int32_t config, const Values& in, Values* out) override {
-        *out = {7};
+        *out = {answer};
         return hear(id, config, in);
     }
 };
@@ -65,7 +67,7 @@ struct Compositor : Client<display::BnVelaComposerCallback> {
     using Client::Client;
     ScopedAStatus onConfigChanged(int64_t display, int32_t config, const Values& values,
                                   Values* out) override {
-        *out = {7};
+        *out = {answer};
         return hear(display, config, values);
     }
     ScopedAStatus onRefreshRequested(int64_t display) override { return hear(display); }
@@ -74,8 +76,7 @@ struct Compositor : Client<display::BnVelaComposerCallback> {
     }
     ScopedAStatus onContentSamplingRequested(int64_t display, int32_t value1, int64_t value2,
                                              display::ContentSamples* out) override {
-        out->value1 = 7;
-        out->list1 = {7};
+        *out = {answer, {1}, {2, 2}, {3}, {4}};
         return hear(display, value1, value2);
     }
 };

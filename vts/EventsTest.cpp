@@ -70,7 +70,7 @@ const std::map<std::string, Event> kEvents = {
         {"IVelaComposerCallback_onRefreshRequested", {kComposer, "refresh 4", "4"}},
         {"IVelaComposerCallback_onDisplayPowerChanged", {kComposer, "power 0 2", "0 2"}},
         {"IVelaComposerCallback_onContentSamplingRequested",
-         {kComposer, "sample 0 5 6", "0 5 6", "-> 7 [7] [] [] []", "-> 0 [] [] [] []",
+         {kComposer, "sample 0 5 6", "0 5 6", "-> 7 [1] [2,2] [3] [4]", "-> 0 [] [] [] []",
           "-> 0 [] [] [] []"}},
 };
 

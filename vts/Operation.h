@@ -15,6 +15,22 @@
 
 #include "vts/Service.h"
 
+/**
+ * An operation is told once, with arguments that any service takes. The line
+ *
+ *     all["IVela_velaConfigureGet"] = operation(&IVela::velaConfigureGet, kResult, 2);
+ *
+ * (type 2, and no params, since they are left out) makes four tests. IVela_velaConfigureGet_
+ *
+ *     works      calls it with (2, {}), and its answer has to begin with kResult.works
+ *     extreme    puts each argument to each end of its type, then all: (0, {}), (2, {}), (0, {}),
+ *                (-1, {}), (2, {0, -1, ...}), ...
+ *     refused    makes the same calls, one of which the chip has to refuse
+ *     absent     is works, of a service without its library
+ *
+ * A failure names the answer and the call by its number: "unknown { 77 } to call 3" of extreme is
+ * the answer to (-1, {}). To stop there, break in the method and let it pass three times.
+ */
 namespace vts {
 
 /** A descriptor as an argument that can be copied: a file that each call opens; null is -1. */
@@ -40,16 +56,6 @@ struct Extreme {
 
     size_t number;
 };
-
-/** A record each of whose fields is the extreme of that number. */
-template <typename Record, typename... Fields>
-Record extremeRecord(size_t number, Fields... fields) {
-    if constexpr (requires { Record{fields..., Extreme{number}}; }) {
-        return extremeRecord<Record>(number, fields..., Extreme{number});
-    } else {
-        return Record{fields...};
-    }
-}
 
 // What is long fits into a transaction, in a record of records too.
 constexpr size_t kLongList = 50'000;
@@ -78,11 +84,10 @@ std::vector<T> extremes() {
         constexpr bool kIsScalar = std::is_arithmetic_v<typename T::value_type>;
         return {{}, each, T(kIsScalar ? kLongList : kManyRecords, each.back())};
     } else if constexpr (std::is_aggregate_v<T>) {
-        return {{},
-                extremeRecord<T>(0),
-                extremeRecord<T>(1),
-                extremeRecord<T>(2),
-                extremeRecord<T>(3)};
+        std::vector<T> records{{}};
+        while (records.size() < kMostExtremes)
+            records.push_back(vela::test::recordOf<T>(Extreme{records.size() - 1}));
+        return records;
     } else {
         return {};
     }

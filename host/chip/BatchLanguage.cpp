@@ -12,8 +12,10 @@ namespace {
 struct Syntax {
     Verb verb;
     std::string_view name;
-    /// One letter an argument: 'l' 64-bit, 'i' 32-bit, 'o' optional 32-bit; 'v' takes all that
-    /// follows as a list of 32-bit numbers, 't' as text.
+    /**
+     * One letter an argument: 'l' 64-bit, 'i' 32-bit, 'o' optional 32-bit; 'v' takes all that
+     * follows as a list of 32-bit numbers, 't' as text.
+     */
     std::string_view arguments;
     std::string_view usage;
 };
@@ -83,7 +85,7 @@ bool parseArguments(const Syntax& syntax, std::string_view rest, BatchCommand& c
     return trim(rest).empty();
 }
 
-/// Parses one command into `result`; false, with the error set, when it is malformed.
+/** Parses one command into `result`; false, with the error set, when it is malformed. */
 bool parseCommand(std::string_view text, size_t line, BatchParse& result) {
     std::string_view rest = text;
     const std::string_view name = takeWord(rest);

@@ -9,9 +9,11 @@
 
 namespace lmfg {
 
-/// What stands behind `VelaService` on Linux: one function per operation, same arguments, same
-/// duties. Requests come from any thread, concurrently. `hidl_vec` and the like are those of
-/// VelaService.
+/**
+ * What stands behind `VelaService` on Linux: one function per operation, same arguments, same
+ * duties. Requests come from any thread, concurrently. `hidl_vec` and the like are those of
+ * VelaService.
+ */
 class [[gnu::visibility("default")]] Chip {
   public:
     template <typename T>
@@ -34,11 +36,15 @@ class [[gnu::visibility("default")]] Chip {
 
     virtual ~Chip();
 
-    /// Called when the chip gets its service object: `events` may be used from now until stop()
-    /// returns, never from within a request's thread while a lock is held.
+    /**
+     * Called when the chip gets its service object: `events` may be used from now until stop()
+     * returns, never from within a request's thread while a lock is held.
+     */
     virtual void start(VelaServiceCallbacks /*events*/) {}
-    /// Called before the service object goes. When it returns, no event is under way or will
-    /// follow; it may be called again, and from elsewhere earlier.
+    /**
+     * Called before the service object goes. When it returns, no event is under way or will
+     * follow; it may be called again, and from elsewhere earlier.
+     */
     virtual void stop() {}
 
     virtual void initialize(uint32_t value4, uint32_t value1, uint32_t value2) = 0;

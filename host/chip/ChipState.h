@@ -20,10 +20,10 @@ constexpr int kVirtualDisplay = 2;
 constexpr int kSecondaryDisplay = 3;
 constexpr size_t kDisplayCount = 4;
 
-/// The longest edge of a display, in pixels.
+/** The longest edge of a display, in pixels. */
 constexpr uint32_t kMaxEdge = 16384;
 
-/// A layer as the per-layer operations describe it; zero until told otherwise.
+/** A layer as the per-layer operations describe it; zero until told otherwise. */
 struct ChipLayer {
     int display = 0;
     int type = 0;
@@ -37,7 +37,7 @@ struct ChipLayer {
     std::vector<uint16_t> toneMapping;
 };
 
-/// What one presentation put on a display.
+/** What one presentation put on a display. */
 struct ChipFrame {
     uint64_t number = 0;
     int display = 0;
@@ -91,11 +91,11 @@ struct ChipRefusal {
     std::string reason;  // may be empty
     int caller = 0;      // whoever asked; 0 for nobody, or for one who has been told
 
-    /// "EINVAL: display 9 is not there".
+    /** "EINVAL: display 9 is not there". */
     [[nodiscard]] std::string text() const;
 };
 
-/// Everything the simulated chip knows.
+/** Everything the simulated chip knows. */
 struct ChipState {
     uint32_t initializations = 0;
     bool softStarted = false;
@@ -126,7 +126,7 @@ struct ChipState {
     std::deque<ChipRefusal> refusals;
 };
 
-/// "[1,2,3]".
+/** "[1,2,3]". */
 template <typename T>
 std::string listText(const std::vector<T>& values) {
     std::string text = "[";
@@ -137,24 +137,26 @@ std::string listText(const std::vector<T>& values) {
     return text + "]";
 }
 
-/// At most `limit` bytes of the text; no character of it is cut in two.
+/** At most `limit` bytes of the text; no character of it is cut in two. */
 std::string cutText(const std::string& text, size_t limit);
 
-/// The platform's names of a layer's composition and transform; the number for what has none.
+/** The platform's names of a layer's composition and transform; the number for what has none. */
 std::string compositionName(int composition);
 std::string transformName(int transform);
-/// "primary" for 0.
+/** "primary" for 0. */
 const char* displayName(size_t display);
 
 // Why requests are refused.
 std::string noDisplay(int64_t display);
 std::string noLayer(uint64_t layer);
 std::string edgesText(int64_t width, int64_t height);
-/// Why no event could be raised, or waited for.
+/** Why no event could be raised, or waited for. */
 std::string raiseReason(int status);
 
-/// The state for people to read; display 0 gives all of it, another display only that display and
-/// its layers.
+/**
+ * The state for people to read; display 0 gives all of it, another display only that display and
+ * its layers.
+ */
 std::string dumpText(const ChipState& state, uint64_t display);
 
 nlohmann::json frameJson(const ChipFrame& frame);

@@ -12,8 +12,10 @@
 
 namespace lmfg {
 
-/// One thread, which the first task starts, runs tasks in the order in which they were posted.
-/// Thread-safe.
+/**
+ * One thread, which the first task starts, runs tasks in the order in which they were posted.
+ * Thread-safe.
+ */
 class EventQueue {
   public:
     static constexpr size_t kMaxPending = 1024;
@@ -21,13 +23,15 @@ class EventQueue {
     ~EventQueue() { stop(); }
 
     void start();
-    /// Waits for the running task and drops the others. Not to be called from a task.
+    /** Waits for the running task and drops the others. Not to be called from a task. */
     void stop();
 
-    /// 0, -ESHUTDOWN when not started, or -EAGAIN when kMaxPending tasks wait already.
+    /** 0, -ESHUTDOWN when not started, or -EAGAIN when kMaxPending tasks wait already. */
     int post(std::function<void()> task);
-    /// Waits until everything posted before the call has run: 0, -EDEADLK when called from a task,
-    /// -ESHUTDOWN when stopped, -ETIMEDOUT.
+    /**
+     * Waits until everything posted before the call has run: 0, -EDEADLK when called from a task,
+     * -ESHUTDOWN when stopped, -ETIMEDOUT.
+     */
     int drain(std::chrono::milliseconds timeout) NO_THREAD_SAFETY_ANALYSIS;
 
   private:

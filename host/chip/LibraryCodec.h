@@ -22,7 +22,7 @@ template <>
 inline constexpr auto kFields<V1_1::ColorMetaData> = colorMetaDataFields<V1_1::ColorMetaData>();
 template <>
 inline constexpr auto kFields<V1_1::BufferInfo> = bufferInfoFields<V1_1::BufferInfo>();
-/// Without the handle, which nobody fills.
+/** Without the handle, which nobody fills. */
 template <>
 inline constexpr auto kFields<V1_1::LayerBuffer> = layerBufferFields<V1_1::LayerBuffer>();
 template <>

@@ -17,11 +17,11 @@
 
 namespace lmfg {
 
-/// The observers, which change while calls are under way. Any thread.
+/** The observers, which change while calls are under way. Any thread. */
 class ObserverSwitch {
   public:
     void set(ChipObservers observers);
-    /// Who sees a call that begins now, to its end; null for nobody.
+    /** Who sees a call that begins now, to its end; null for nobody. */
     std::shared_ptr<const ChipObservers> get() const;
 
   private:
@@ -30,13 +30,13 @@ class ObserverSwitch {
     std::shared_ptr<const ChipObservers> mObservers GUARDED_BY(mLock);
 };
 
-/// What a service object's opaque pointer points to.
+/** What a service object's opaque pointer points to. */
 struct ServiceState {
     std::shared_ptr<Chip> chip;
     std::shared_ptr<ObserverSwitch> observers = std::make_shared<ObserverSwitch>();
 };
 
-/// A call as its observers see it, from construction to destruction. One thread.
+/** A call as its observers see it, from construction to destruction. One thread. */
 class ObservedCall {
   public:
     ObservedCall(std::shared_ptr<const ChipObservers> observers, ChipCall call);
@@ -44,7 +44,7 @@ class ObservedCall {
     ObservedCall(const ObservedCall&) = delete;
     ObservedCall& operator=(const ObservedCall&) = delete;
 
-    /// The fault that the call is to have.
+    /** The fault that the call is to have. */
     ChipFault fault();
     template <typename T>
     void answered(const T& value) {
@@ -54,7 +54,7 @@ class ObservedCall {
     void resultGiven(const T&... values) {
         mResults.push_back(codec::Json::array({codec::Codec<T>::write(values)...}));
     }
-    /// The call has a result function: how often it was called is part of the answer.
+    /** The call has a result function: how often it was called is part of the answer. */
     void expectResult() { mHasResult = true; }
 
   private:
@@ -85,8 +85,10 @@ codec::Json argumentsOf(const A&... arguments) {
     return list;
 }
 
-/// Makes a result function one that tells the observers and calls the caller's as often as the
-/// fault wants it; leaves other arguments alone.
+/**
+ * Makes a result function one that tells the observers and calls the caller's as often as the
+ * fault wants it; leaves other arguments alone.
+ */
 template <typename T>
 void watchResult(ObservedCall& /*call*/, const ChipFault& /*fault*/, T& /*argument*/) {}
 template <typename... P>
@@ -100,7 +102,7 @@ void watchResult(ObservedCall& call, const ChipFault& fault, std::function<void(
     };
 }
 
-/// Hands the status to a result function in the chip's place.
+/** Hands the status to a result function in the chip's place. */
 template <typename T>
 void refuseTo(T& /*argument*/, int /*status*/) {}
 template <typename V>
@@ -119,7 +121,7 @@ R refusal(int status) {
     }
 }
 
-/// Makes the request of the chip, seen and perhaps spoilt by the observers.
+/** Makes the request of the chip, seen and perhaps spoilt by the observers. */
 template <typename R, typename... P>
 R forward(const ServiceState& state, const char* operation, R (Chip::*method)(P...),
           std::type_identity_t<P>... arguments) {

@@ -54,7 +54,7 @@ text { font-size: 13px; } .title { font-size: 18px; font-weight: bold; }
 .layer { fill-opacity: 0.22; stroke-width: 1.5; }
 )";
 
-/// The rules that differ between light and dark; plain ones, since few programs know variables.
+/** The rules that differ between light and dark; plain ones, since few programs know variables. */
 std::string colorRules(const Palette& palette) {
     const auto rule = [](const std::string& name, const char* property, const char* color) {
         return name + " { " + property + ": " + color + "; } ";
@@ -87,13 +87,13 @@ std::string box(double x, double y, double width, double height, const std::stri
            "\" height=\"" + decimal(height) + "\" class=\"" + styles + "\"/>\n";
 }
 
-/// `content` has to be free of what XML reserves.
+/** `content` has to be free of what XML reserves. */
 std::string label(double x, double y, const std::string& styles, const std::string& content) {
     return "<text x=\"" + decimal(x) + "\" y=\"" + decimal(y) + "\" class=\"" + styles + "\">" +
            content + "</text>\n";
 }
 
-/// The text, cut with an ellipsis where it takes more than `width`.
+/** The text, cut with an ellipsis where it takes more than `width`. */
 std::string fitted(const std::string& text, double width, double characterWidth) {
     const auto most = static_cast<size_t>(std::max(width / characterWidth, 1.0));
     const auto begins = [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; };
@@ -111,7 +111,7 @@ bool isSame(const hwc_rect& a, const hwc_rect& b) {
     return a.left == b.left && a.top == b.top && a.right == b.right && a.bottom == b.bottom;
 }
 
-/// The names of what differs, with commas; empty when nothing does.
+/** The names of what differs, with commas; empty when nothing does. */
 std::string changesOf(const ChipLayer& now, const ChipLayer& was) {
     const std::pair<const char*, bool> facts[] = {
             {"frame", !isSame(now.frame, was.frame)},
@@ -137,7 +137,7 @@ struct Shown {
     std::string color;
 };
 
-/// The layers, lowest first.
+/** The layers, lowest first. */
 std::vector<Shown> shownLayers(const ChipFrame& frame, const ChipFrame* before) {
     std::vector<Shown> shown;
     for (const auto& [id, layer] : frame.layers) {
@@ -166,7 +166,7 @@ std::string removedText(const ChipFrame& frame, const ChipFrame* before) {
     return text.empty() ? text : "gone since the frame before: layer" + text;
 }
 
-/// How much a pixel of the display is on the page; the same both ways but for extreme shapes.
+/** How much a pixel of the display is on the page; the same both ways but for extreme shapes. */
 struct Scale {
     double x;
     double y;
@@ -177,7 +177,7 @@ Scale scaleOf(double width, double height) {
     return {std::max(scale, kThinnest / width), std::max(scale, kThinnest / height)};
 }
 
-/// A place on the panel, in pixels of the page.
+/** A place on the panel, in pixels of the page. */
 struct Place {
     double left;
     double top;
@@ -200,8 +200,10 @@ bool meetsAny(const Place& place, const std::vector<Place>& others) {
                        [&](const Place& it) { return place.meets(it); });
 }
 
-/// Where a layer's label of that width stands on the panel: where no layer above it is, else where
-/// no other label is; in corners first. Nowhere when all is taken, or the layer is not to be seen.
+/**
+ * Where a layer's label of that width stands on the panel: where no layer above it is, else where
+ * no other label is; in corners first. Nowhere when all is taken, or the layer is not to be seen.
+ */
 std::optional<Place> labelPlace(const Place& layer, double width, const Place& panel,
                                 const std::vector<Place>& above, const std::vector<Place>& labels) {
     if (!layer.meets(panel)) return std::nullopt;
@@ -228,7 +230,7 @@ std::optional<Place> labelPlace(const Place& layer, double width, const Place& p
     return free;
 }
 
-/// The display with its layers; the part that lies outside is cut off.
+/** The display with its layers; the part that lies outside is cut off. */
 void drawPanel(std::ostream& out, const ChipFrame& frame, const std::vector<Shown>& layers,
                Scale scale) {
     const auto area = [scale](double left, double top, double right, double bottom,
@@ -268,7 +270,7 @@ void drawPanel(std::ostream& out, const ChipFrame& frame, const std::vector<Show
     out << "</g>\n";
 }
 
-/// Names the layers, topmost first, as many as the page has room for.
+/** Names the layers, topmost first, as many as the page has room for. */
 void drawList(std::ostream& out, const std::vector<Shown>& layers, double x) {
     const double left = x + 24;
     const double width = kListWidth - 24;

@@ -17,7 +17,7 @@ constexpr size_t kMaxBatchText = 72;
 // ever.
 constexpr std::chrono::milliseconds kWaitLimit{10'000};
 
-/// The beginning of a batch, for a table.
+/** The beginning of a batch, for a table. */
 std::string oneLine(std::string text) {
     const auto isControl = [](char c) { return static_cast<unsigned char>(c) < ' '; };
     std::replace_if(text.begin(), text.end(), isControl, ' ');

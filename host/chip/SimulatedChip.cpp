@@ -27,7 +27,7 @@ constexpr int kToneMappingBuffer = 1;
 constexpr uint32_t kMaxToneMappingSize = 8192;
 constexpr uint32_t kMaxBufferSize = 1 << 20;
 
-/// The FNV-1a hash of 32 bits.
+/** The FNV-1a hash of 32 bits. */
 uint32_t checksum(const std::vector<uint8_t>& bytes) {
     uint32_t hash = 2166136261u;
     for (const uint8_t byte : bytes)
@@ -35,7 +35,7 @@ uint32_t checksum(const std::vector<uint8_t>& bytes) {
     return hash;
 }
 
-/// The first `size` bytes of the one file that `buffer` holds; 0 or a negative status.
+/** The first `size` bytes of the one file that `buffer` holds; 0 or a negative status. */
 int readBuffer(const native_handle_t* buffer, uint32_t size, std::vector<uint8_t>& bytes) {
     if (size == 0) return -EINVAL;
     if (size > kMaxBufferSize) return -E2BIG;

@@ -17,30 +17,38 @@
 
 namespace lmfg {
 
-/// A chip made of memory: it keeps what it is told, answers from it, refuses what makes no sense
-/// with a negative errno value, and raises the events that batches ask for. README.md describes the
-/// commands, the registers and every refusal. Operations without a result record their refusals in
-/// the dump.
-///
-/// Thread-safe. Events run on one thread of the chip's own, one after the other, without its lock.
+/**
+ * A chip made of memory: it keeps what it is told, answers from it, refuses what makes no sense
+ * with a negative errno value, and raises the events that batches ask for. README.md describes the
+ * commands, the registers and every refusal. Operations without a result record their refusals in
+ * the dump.
+ *
+ * Thread-safe. Events run on one thread of the chip's own, one after the other, without its lock.
+ */
 class [[gnu::visibility("default")]] SimulatedChip : public Chip {
   public:
-    /// Each presentation describes its frame in `framesDir`, an existing directory, as
-    /// frame-000001.json and frame-000001.svg and so on; nothing is written when it is empty.
+    /**
+     * Each presentation describes its frame in `framesDir`, an existing directory, as
+     * frame-000001.json and frame-000001.svg and so on; nothing is written when it is empty.
+     */
     explicit SimulatedChip(std::string framesDir = {});
     ~SimulatedChip() override;
 
-    /// The frame that a display shows, as SVG; empty when it has not presented any.
+    /** The frame that a display shows, as SVG; empty when it has not presented any. */
     std::string picture(int display);
-    /// Tells who makes the request of this thread, so that refusals can be told to whoever met
-    /// them. Called with the chip's lock held; set it before the chip is used.
+    /**
+     * Tells who makes the request of this thread, so that refusals can be told to whoever met
+     * them. Called with the chip's lock held; set it before the chip is used.
+     */
     void setCaller(std::function<int()> caller) {
         mCaller = std::move(caller);
     }
-    /// The refusals that this caller met and has not taken yet, oldest first, of the last 64 of
-    /// all: "EINVAL: display 9 is not there".
+    /**
+     * The refusals that this caller met and has not taken yet, oldest first, of the last 64 of
+     * all: "EINVAL: display 9 is not there".
+     */
     std::vector<std::string> takeRefusals(int caller);
-    /// Waits until the events raised so far have been answered, at most 10 seconds.
+    /** Waits until the events raised so far have been answered, at most 10 seconds. */
     void settle();
 
     void start(VelaServiceCallbacks events) override;
@@ -102,7 +110,7 @@ class [[gnu::visibility("default")]] SimulatedChip : public Chip {
     void setPanelName(int display, const std::string& name) override;
 
   private:
-    /// Calls the registered function and tells its answer.
+    /** Calls the registered function and tells its answer. */
     using Delivery = std::function<std::string(const VelaServiceCallbacks&)>;
 
     struct Outcome {
@@ -110,9 +118,9 @@ class [[gnu::visibility("default")]] SimulatedChip : public Chip {
         std::string text;
     };
 
-    /// Records that `operation` was refused and why; returns `status`.
+    /** Records that `operation` was refused and why; returns `status`. */
     int refuse(const std::string& operation, int status, const std::string& reason) REQUIRES(mLock);
-    /// Queues an event: its number, or a negative status.
+    /** Queues an event: its number, or a negative status. */
     int64_t raise(std::string what, Delivery deliver) REQUIRES(mLock);
     int64_t raiseFeature(int feature, std::vector<int> values) REQUIRES(mLock);
     int64_t raiseRefresh(int64_t display) REQUIRES(mLock);
@@ -128,7 +136,7 @@ class [[gnu::visibility("default")]] SimulatedChip : public Chip {
     Outcome queueEvent(const BatchCommand& command) REQUIRES(mLock);
     std::string eventsText() const REQUIRES(mLock);
 
-    /// Null when there is no such display.
+    /** Null when there is no such display. */
     ChipDisplay* find(uint64_t display) REQUIRES(mLock);
     ChipLayer* findLayer(uint64_t layer) REQUIRES(mLock);
     template <typename Change>

@@ -9,16 +9,16 @@
 
 namespace lmfg {
 
-/// A table for people: columns as wide as their widest cell, numbers to the right.
+/** A table for people: columns as wide as their widest cell, numbers to the right. */
 class Table {
   public:
     Table(std::string title, std::vector<std::string> header)
         : mTitle(std::move(title)), mRows{std::move(header)} {}
 
-    /// One cell for each column.
+    /** One cell for each column. */
     void add(std::vector<std::string> row) { mRows.push_back(std::move(row)); }
 
-    /// Prints nothing when there are no rows.
+    /** Prints nothing when there are no rows. */
     void print(std::ostream& out) const {
         if (mRows.size() == 1) return;
         out << "\n" << mTitle << "\n";

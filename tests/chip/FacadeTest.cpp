@@ -7,14 +7,22 @@
 #include <gmock/gmock.h>
 
 #include "host/chip/ChipHost.h"
-#include "tests/support/MockChip.h"
+#include "host/chip/SimulatedChip.h"
 
 namespace lmfg {
 namespace {
 
-using ::testing::StrictMock;
+/** Keeps the request that it is asked. */
+struct AskedChip : SimulatedChip {
+    Return<int32_t> velaConfigureSet(int, const hidl_vec<int>&) override {
+        request = CausedBy::currentRequest();
+        return -8;
+    }
 
-/// Notes what it sees.
+    std::shared_ptr<const ChipCall> request;
+};
+
+/** Notes what it sees. */
 class NotingObserver : public ChipObserver {
   public:
     void began(const ChipCall& call) override { note("begin", call); }
@@ -43,7 +51,7 @@ class FacadeTest : public ::testing::Test {
 
     VelaServiceCallbacks events() const { return VelaServiceCallbacks(*mService); }
 
-    /// The members that are set, in the order in which they lie behind the object's pointer.
+    /** The members that are set, in the order in which they lie behind the object's pointer. */
     std::string setMembers() const {
         std::string set;
         const auto* member = reinterpret_cast<const std::function<void()>*>(
@@ -55,12 +63,12 @@ class FacadeTest : public ::testing::Test {
         return set;
     }
 
-    std::shared_ptr<StrictMock<MockChip>> mChip = std::make_shared<StrictMock<MockChip>>();
+    std::shared_ptr<AskedChip> mChip = std::make_shared<AskedChip>();
     std::shared_ptr<NotingObserver> mObserver = std::make_shared<NotingObserver>();
     VelaService* mService = nullptr;
 };
 
-/// Becomes whatever a function answers.
+/** Becomes whatever a function answers. */
 struct Anything {
     template <typename T>
     operator T() const {  // NOLINT(google-explicit-constructor): std::function converts implicitly
@@ -102,22 +110,22 @@ TEST_F(FacadeTest, EachRegistrationWritesItsMembersInTheAgreedOrder) {
 TEST_F(FacadeTest, ObserversSeeRequestsAndTheEventsTheyCause) {
     mService->registerComposerCallback(
             [](int64_t, int, const auto&) { return std::vector<int>{9}; }, {}, {}, {});
-    std::shared_ptr<const ChipCall> request;
-    EXPECT_CALL(*mChip, velaConfigureSet).WillOnce([&](int, const Chip::hidl_vec<int>&) {
-        request = CausedBy::currentRequest();
-        return Chip::Return<int32_t>(-8);
-    });
     EXPECT_EQ(mService->velaConfigureSet(1, {2}), -8);
     EXPECT_EQ(std::exchange(mObserver->mLog, {}),
               "begin velaConfigureSet[1,[2]] end velaConfigureSet[1,[2]] -8 ");
+    EXPECT_EQ(CausedBy::currentRequest(), nullptr) << "it is over";
     {
-        const CausedBy cause(std::exchange(request, nullptr));
+        const CausedBy cause(std::exchange(mChip->request, nullptr));
         events().configChanged(1, 2, {3});
     }
     EXPECT_EQ(std::exchange(mObserver->mLog, {}),
               "begin configChanged[1,2,[3]]<velaConfigureSet "
               "end configChanged[1,2,[3]]<velaConfigureSet [9] "
               "settled configChanged[1,2,[3]]<velaConfigureSet settled velaConfigureSet[1,[2]] ");
+    mService->velaConfigureGet(512, {}, [](int32_t, const auto&) {});
+    EXPECT_EQ(mObserver->mLog,
+              "begin velaConfigureGet[512,[]] end velaConfigureGet[512,[]] [0,[4,1024,64]] "
+              "settled velaConfigureGet[512,[]] ");
 }
 
 }  // namespace

@@ -12,7 +12,7 @@ namespace {
 
 using testing::HasSubstr;
 
-/// Presents layers of those identifiers, all of the same place.
+/** Presents layers of those identifiers, all of the same place. */
 std::string picture(uint32_t width, uint32_t height, const std::set<uint64_t>& layers) {
     SimulatedChip chip;
     chip.setFrameBufferResolution(0, width, height);
@@ -26,7 +26,7 @@ std::string picture(uint32_t width, uint32_t height, const std::set<uint64_t>& l
     return chip.picture(0);
 }
 
-/// The places of what matches; equal ones count once.
+/** The places of what matches; equal ones count once. */
 size_t placesOf(const std::string& picture, const std::string& text) {
     const std::regex label(R"rx(x="([^"]*" y="[^"]*)" class="id">)rx" + text + "<");
     std::set<std::string> places;

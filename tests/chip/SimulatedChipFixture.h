@@ -15,7 +15,7 @@
 
 namespace lmfg {
 
-/// A service object with a simulated chip behind it, driven as the product does.
+/** A service object with a simulated chip behind it, driven as the product does. */
 class SimulatedChipTest : public ::testing::Test {
   protected:
     explicit SimulatedChipTest(const ChipObservers& observers = {}) {
@@ -24,7 +24,7 @@ class SimulatedChipTest : public ::testing::Test {
     }
     ~SimulatedChipTest() override { installChip(nullptr); }
 
-    /// Makes the result function of a request that keeps the status, then the values.
+    /** Makes the result function of a request that keeps the status, then the values. */
     static auto into(std::vector<int>& answer) {
         return [&answer](int32_t status, const auto& values) {
             answer = {status};
@@ -42,7 +42,7 @@ class SimulatedChipTest : public ::testing::Test {
         return mService->velaConfigureSet(type, values);
     }
 
-    /// The reply, after the status of a batch that is refused.
+    /** The reply, after the status of a batch that is refused. */
     std::string batch(const std::string& text) {
         std::string answer = "none";
         mService->velaConfigureBatch(1024, text, [&](int32_t status, const auto& reply) {
@@ -57,7 +57,7 @@ class SimulatedChipTest : public ::testing::Test {
         return result;
     }
 
-    /// Results, each with what it should be.
+    /** Results, each with what it should be. */
     static void expectEach(std::initializer_list<std::pair<int, int>> results) {
         for (const auto& it : results) {
             EXPECT_EQ(it.first, it.second) << "number " << &it - results.begin();

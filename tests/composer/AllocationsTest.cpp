@@ -1,36 +1,28 @@
 #include "tests/support/Allocations.h"
 
 #include "tests/composer/ComposerTest.h"
-#include "translate/AidlToHidl.h"
 #include "translate/HidlToAidl.h"
 
 namespace {
 
 using vela::test::allocationsOf;
 
-using AllocationsTest = ComposerTest;
-
-TEST_F(AllocationsTest, AForwardMakesNoneBeyondItsStatusAndTheLibrarysCall) {
-    EXPECT_CALL(*mChip, CreateLayer).Times(testing::AnyNumber());
-    const auto forward = [&] { (void)mClient->createLayer(0, 1); };
+TEST(AllocationsTest, AForwardMakesNoneBeyondItsStatusAndTheLibrarysCall) {
+    lmfg::installChip(std::make_shared<lmfg::SimulatedChip>());
+    lmfg::VelaService* const service = lmfg::VelaService::init();
+    const auto client = ndk::SharedRefBase::make<C>();
+    client->init(service);
+    const auto forward = [&] { (void)client->setClientTarget(0, 1); };
     forward();  // what is made once and stays
     const size_t status = allocationsOf([] { (void)ndk::ScopedAStatus::ok(); });
-    const size_t call = allocationsOf([&] { mService->CreateLayer(1, 0); });
+    const size_t call = allocationsOf([&] { service->SetClientTarget(1); });
     EXPECT_EQ(allocationsOf(forward), status + call);
     EXPECT_LE(status, 1u);
 }
 
-/** Translating a record of the library makes as many as copying what comes out. */
-template <typename Out, typename In>
-void expectThoseOfACopy(const In& in) {
-    Out out;
-    const size_t translated = allocationsOf([&] { (void)lmfg::h2a::translate(in, &out); });
-    EXPECT_EQ(translated, allocationsOf([&] { const Out copy = out; }));
-}
-
-TEST_F(AllocationsTest, ATranslatedRecordMakesThoseOfACopy) {
-    for (const size_t layers : {0u, 1u, 8u, 128u}) {
-        for (const size_t length : {0u, 16u, 256u}) {
+TEST(AllocationsTest, ATranslatedRecordMakesThoseOfACopy) {
+    for (const size_t layers : {0u, 1u, 128u}) {
+        for (const size_t length : {0u, 256u}) {
             SCOPED_TRACE(testing::Message() << layers << " layers, lists of " << length);
             display::LayerStack in;
             in.layers.resize(layers);
@@ -41,22 +33,12 @@ TEST_F(AllocationsTest, ATranslatedRecordMakesThoseOfACopy) {
             }
             in.list1.resize(length);
             V1_1::LayerStack record;
-            const size_t translated =
-                    allocationsOf([&] { (void)lmfg::a2h::translate(in, &record); });
-            EXPECT_EQ(translated, allocationsOf([&] { const V1_1::LayerStack copy = record; }));
-            expectThoseOfACopy<display::LayerStack>(record);
+            EXPECT_EQ(allocationsOf([&] { (void)lmfg::a2h::translate(in, &record); }),
+                      allocationsOf([&] { const V1_1::LayerStack copy = record; }));
+            display::LayerStack out;
+            EXPECT_EQ(allocationsOf([&] { (void)lmfg::h2a::translate(record, &out); }),
+                      allocationsOf([&] { const display::LayerStack copy = out; }));
         }
-    }
-    for (const size_t length : {0u, 16u, 65'536u}) {
-        SCOPED_TRACE(length);
-        V1_1::LutData lut;
-        lut.list1.resize(length);
-        lut.list2.resize(length);
-        expectThoseOfACopy<display::LutData>(lut);
-        V1_1::VelaFixedConfig config;
-        config.list1.resize(length);
-        config.list2.resize(length);
-        expectThoseOfACopy<display::VelaFixedConfig>(config);
     }
 }
 

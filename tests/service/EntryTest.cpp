@@ -6,7 +6,6 @@
 
 #include "tests/service/ServiceTest.h"
 
-namespace aidl::vendor::lumenforge::hardware::display {
 namespace {
 
 /** Stands in for the service manager, and counts what the product frees of a status. */
@@ -18,10 +17,12 @@ struct Manager {
 };
 Manager* gManager = nullptr;
 
-}  // namespace
-}  // namespace aidl::vendor::lumenforge::hardware::display
+template <typename Function>
+Function* platforms(Function* /*own*/, const char* name) {
+    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+}
 
-using aidl::vendor::lumenforge::hardware::display::gManager;
+}  // namespace
 
 // The test program's own definitions of these functions come before the platform's library.
 
@@ -36,13 +37,19 @@ binder_exception_t AServiceManager_addService(AIBinder* binder, const char* inst
 
 void AStatus_delete(AStatus* status) {
     if (gManager != nullptr) ++gManager->freed;
-    reinterpret_cast<decltype(&AStatus_delete)>(dlsym(RTLD_NEXT, "AStatus_delete"))(status);
+    platforms(&AStatus_delete, "AStatus_delete")(status);
 }
 
 void AStatus_deleteDescription(const char* text) {
     if (gManager != nullptr) ++gManager->freed;
-    reinterpret_cast<decltype(&AStatus_deleteDescription)>(
-            dlsym(RTLD_NEXT, "AStatus_deleteDescription"))(text);
+    platforms(&AStatus_deleteDescription, "AStatus_deleteDescription")(text);
+}
+
+binder_status_t AIBinder_linkToDeath(AIBinder* binder, AIBinder_DeathRecipient* recipient,
+                                     void* cookie) {
+    // It refuses, too: the test's own objects are no other process's.
+    (void)platforms(&AIBinder_linkToDeath, "AIBinder_linkToDeath")(binder, recipient, cookie);
+    return STATUS_DEAD_OBJECT;
 }
 
 namespace aidl::vendor::lumenforge::hardware::display {
@@ -74,6 +81,7 @@ class EntryTest : public vela::test::ChipTest {
 };
 
 TEST_F(EntryTest, PublishesOneObjectEvenWithoutALibrary) {
+    mLog.onNextLine([] { EXPECT_FALSE(hearsFeatureChanges()); });
     for (const bool isDegraded : {false, true}) {
         if (isDegraded) {
             releaseAll();
@@ -111,6 +119,25 @@ TEST_F(EntryTest, AFirstObjectThatGoesEmptiesTheSecondsClosures) {
     client.set(nullptr);
     EXPECT_TRUE(first.expired());
     EXPECT_FALSE(hearsFeatureChanges());
+
+    // Where nobody else holds it, it goes when the next has registered its closures.
+    mManager.published.set(nullptr);
+    ASSERT_EQ(AIDL_REGISTER_IVela(), 0);
+    EXPECT_FALSE(hearsFeatureChanges());
+}
+
+TEST_F(EntryTest, ItsObjectsKeepClientsThatWereDeadWhenTheyRegistered) {
+    ASSERT_EQ(AIDL_REGISTER_IVela(), 0);
+    std::shared_ptr<IVelaComposerClient> composer;
+    EXPECT_TRUE(gDefaultInstance->createComposerClient(&composer).isOk());
+    VelaDefault& service = *gDefaultInstance;
+    EXPECT_EQ("ok", told(service.registerCallback(1, make<vts::Callback>(hear("a")))));
+    EXPECT_EQ("ok", told(service.registerSoftVelaClient(1, make<vts::SoftClient>(hear("b")))));
+    EXPECT_EQ("ok", told(composer->registerCallback(make<vts::Compositor>(hear("c")))));
+    library().featureChanged(0, {});
+    (void)library().softSetConfig(0, 0, {});
+    library().refreshRequested(0);
+    EXPECT_EQ(heard(), "a(0 {})b(0 0 {})c(0)");
 }
 
 }  // namespace

@@ -9,43 +9,40 @@
 namespace lmfg::support {
 namespace {
 
-using android::hardware::hidl_handle;
-using testing::_;
+/** Keeps what it is handed, as no chip may. */
+struct KeepingChip : SimulatedChip {
+    int velaConfigureBuffer(int, uint64_t, const hidl_handle& handle, uint32_t) override {
+        kept = handle.getNativeHandle();
+        EXPECT_EQ(kept->numFds, 1);
+        EXPECT_EQ(kept->numInts, 0);
+        isOpen = fcntl(kept->data[0], F_GETFD) != -1;
+        return -5;
+    }
 
-using BufferTest = vela::test::ChipTest;
+    const native_handle_t* kept = nullptr;
+    bool isOpen = false;
+};
 
-TEST_F(BufferTest, ClosesTheDescriptorThatTheCallerGoesOnNamingAndKeepsTheHandle) {
+TEST(BufferTest, ClosesTheDescriptorThatTheCallerGoesOnNamingAndKeepsTheHandle) {
+    const auto chip = std::make_shared<KeepingChip>();
+    installChip(chip);
     ndk::ScopedFileDescriptor fd(open("/dev/null", O_RDONLY));
     const int number = fd.get();
-    const native_handle_t* kept = nullptr;
-    EXPECT_CALL(*mChip, velaConfigureBuffer(3, 0xFFFFFFFFFFFFFFFEu, _, 0xFFFFFFFFu))
-            .WillOnce([&](int, uint64_t, const hidl_handle& handle, uint32_t) {
-                EXPECT_EQ(handle->numFds, 1);
-                EXPECT_EQ(handle->numInts, 0);
-                EXPECT_NE(fcntl(number, F_GETFD), -1);
-                kept = handle.getNativeHandle();
-                return -5;
-            });
     const vela::test::SystemSpy spy;
     EXPECT_EQ(configureBuffer(VelaService::init(), 3, -2, fd, -1), -5);
+    EXPECT_TRUE(chip->isOpen);
+    EXPECT_EQ(chip->kept->data[0], number);
     EXPECT_EQ(spy.handlesDeleted(), 0);
-    ASSERT_NE(kept, nullptr);
-    EXPECT_EQ(kept->data[0], number);
     EXPECT_EQ(fcntl(number, F_GETFD), -1);
     EXPECT_EQ(fd.get(), number);
     EXPECT_TRUE(spy.syslogLines().empty());
     fd.set(-1);
     EXPECT_EQ(spy.syslogLines().size(), 1u) << "the caller's own close is the second one";
-}
 
-TEST_F(BufferTest, PassesTheAbsenceOfADescriptorOn) {
-    EXPECT_CALL(*mChip, velaConfigureBuffer)
-            .WillOnce([&](int, uint64_t, const hidl_handle& handle, uint32_t) {
-                return handle->data[0];
-            });
-    const vela::test::SystemSpy spy;
-    EXPECT_EQ(configureBuffer(VelaService::init(), 0, 0, ndk::ScopedFileDescriptor(), 0), -1);
-    EXPECT_TRUE(spy.syslogLines().empty());
+    EXPECT_EQ(configureBuffer(VelaService::init(), 0, 0, fd, 0), -5);
+    EXPECT_EQ(chip->kept->data[0], -1);
+    EXPECT_EQ(spy.syslogLines().size(), 1u) << "there is nothing to close";
+    installChip(nullptr);
 }
 
 }  // namespace

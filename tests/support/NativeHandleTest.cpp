@@ -1,7 +1,6 @@
 #include "support/NativeHandle.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -22,12 +21,22 @@ bool isOpen(int fd) {
     return fcntl(fd, F_GETFD) >= 0;
 }
 
+int openNull() {
+    return open("/dev/null", O_RDONLY);
+}
+
 bool closesOnExec(int fd) {
     return isOpen(fd) && (fcntl(fd, F_GETFD) & FD_CLOEXEC) != 0;
 }
 
-int openNull() {
-    return open("/dev/null", O_RDONLY);
+/** The numbers that the next descriptors have to get. */
+std::vector<int> lowestFree(int count) {
+    std::vector<int> numbers;
+    for (int i = 0; i < count; ++i)
+        numbers.push_back(openNull());
+    for (const int fd : numbers)
+        close(fd);
+    return numbers;
 }
 
 NativeHandle recordOf(const std::vector<int>& fds, std::vector<int32_t> ints = {}) {
@@ -49,23 +58,23 @@ TEST(NativeHandleTest, RecordsBecomeHandlesWithTheirNumbersOrDuplicates) {
     const int last = openNull();
     native_handle_t* made = nullptr;
     native_handle_t* copy = nullptr;
+    const auto lowest = lowestFree(2);
     {
         const NativeHandle record = recordOf({first, -1, last}, {10, -20});
         made = makeFromAidl(record);
         copy = dupFromAidl(record);
     }
-    ASSERT_NE(made, nullptr);
-    ASSERT_NE(copy, nullptr);
-    for (const native_handle_t* handle : {made, copy}) {
-        EXPECT_EQ(handle->numFds, 3);
-        EXPECT_EQ(handle->numInts, 2);
-        EXPECT_EQ(handle->data[1], -1);
-        EXPECT_THAT(std::vector<int>(handle->data + 3, handle->data + 5), ElementsAre(10, -20));
-    }
-    EXPECT_EQ(made->data[0], first);
-    EXPECT_EQ(made->data[2], last);
     EXPECT_FALSE(isOpen(first));
     EXPECT_FALSE(isOpen(last));
+    for (const native_handle_t* handle : {made, copy}) {
+        ASSERT_NE(handle, nullptr);
+        EXPECT_EQ(handle->numFds, 3);
+        EXPECT_EQ(handle->numInts, 2);
+        EXPECT_THAT(std::vector<int>(handle->data + 3, handle->data + 5), ElementsAre(10, -20));
+    }
+    EXPECT_THAT(std::vector<int>(made->data, made->data + 3), ElementsAre(first, -1, last));
+    EXPECT_EQ(copy->data[1], -1);
+    EXPECT_THAT(lowest, ElementsAre(copy->data[0], copy->data[2]));
     EXPECT_TRUE(closesOnExec(copy->data[0]));
     EXPECT_TRUE(closesOnExec(copy->data[2]));
     native_handle_close(copy);
@@ -82,6 +91,7 @@ TEST(NativeHandleTest, HandlesBecomeRecordsThatOwnTheirNumbersOrDuplicates) {
     const int number = openNull();
     const int data[] = {number, -1, 1, 2, 3};
     std::memcpy(handle->data, data, sizeof data);
+    const auto lowest = lowestFree(1);
     const NativeHandle copy = dupToAidl(handle);
     {
         const NativeHandle taken = makeToAidl(handle);
@@ -90,7 +100,7 @@ TEST(NativeHandleTest, HandlesBecomeRecordsThatOwnTheirNumbersOrDuplicates) {
     }
     EXPECT_FALSE(isOpen(number));
     ASSERT_EQ(copy.fds.size(), 2u);
-    EXPECT_NE(copy.fds[0].get(), number);
+    EXPECT_THAT(lowest, ElementsAre(copy.fds[0].get()));
     EXPECT_TRUE(closesOnExec(copy.fds[0].get()));
     EXPECT_EQ(copy.fds[1].get(), -1);
     EXPECT_THAT(copy.ints, ElementsAre(1, 2, 3));

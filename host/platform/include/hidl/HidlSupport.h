@@ -26,7 +26,7 @@ namespace android::hardware {
 
 namespace details {
 
-/// Logs `message` at fatal priority and aborts.
+/** Logs `message` at fatal priority and aborts. */
 [[noreturn]] inline void logAlwaysFatal(const char* message) {
     __android_log_assert(nullptr, "HidlSupport", "%s", message);
 }
@@ -38,11 +38,13 @@ inline uint32_t checkedSize(size_t size, const char* message) {
 
 }  // namespace details
 
-/// A native handle that may be null, owned or borrowed. An owned handle is closed and deleted with
-/// its holder. Copies are owned clones (the descriptors are duplicated); a failed clone aborts.
+/**
+ * A native handle that may be null, owned or borrowed. An owned handle is closed and deleted with
+ * its holder. Copies are owned clones (the descriptors are duplicated); a failed clone aborts.
+ */
 struct alignas(8) hidl_handle {
     hidl_handle() = default;
-    /// Borrows `handle`, which has to outlive this object; may be null.
+    /** Borrows `handle`, which has to outlive this object; may be null. */
     hidl_handle(const native_handle_t* handle) : mHandle(handle) {}
     hidl_handle(const hidl_handle& other) { *this = other; }
     hidl_handle(hidl_handle&& other) noexcept { *this = std::move(other); }
@@ -59,7 +61,7 @@ struct alignas(8) hidl_handle {
         return *this;
     }
 
-    /// Takes over handle and ownership; `other` becomes null.
+    /** Takes over handle and ownership; `other` becomes null. */
     hidl_handle& operator=(hidl_handle&& other) noexcept {
         if (this == &other) return *this;
         freeHandle();
@@ -68,7 +70,7 @@ struct alignas(8) hidl_handle {
         return *this;
     }
 
-    /// Borrows `handle`.
+    /** Borrows `handle`. */
     hidl_handle& operator=(const native_handle_t* handle) {
         freeHandle();
         mHandle = handle;
@@ -99,8 +101,10 @@ struct alignas(8) hidl_handle {
     bool mOwnsHandle = false;
 };
 
-/// Text of up to 4294967295 bytes, any bytes including zeros, always followed by a terminating
-/// zero.
+/**
+ * Text of up to 4294967295 bytes, any bytes including zeros, always followed by a terminating
+ * zero.
+ */
 struct alignas(8) hidl_string {
     hidl_string() = default;
     hidl_string(const char* text) { assign(text == nullptr ? std::string_view() : text); }
@@ -115,7 +119,7 @@ struct alignas(8) hidl_string {
         return *this;
     }
 
-    /// Takes over the buffer; `other` becomes empty.
+    /** Takes over the buffer; `other` becomes empty. */
     hidl_string& operator=(hidl_string&& other) noexcept {
         if (this == &other) return *this;
         clear();
@@ -140,8 +144,10 @@ struct alignas(8) hidl_string {
         mOwnsBuffer = false;
     }
 
-    /// Borrows `size` bytes at `data`, which must be followed by a zero (aborts otherwise) and has
-    /// to outlive this object.
+    /**
+     * Borrows `size` bytes at `data`, which must be followed by a zero (aborts otherwise) and has
+     * to outlive this object.
+     */
     void setToExternal(const char* data, size_t size) {
         const uint32_t checked = details::checkedSize(size, kTooLong);
         if (data[size] != '\0') details::logAlwaysFatal("External string is not terminated.");
@@ -183,7 +189,7 @@ struct alignas(8) hidl_string {
     bool mOwnsBuffer = false;
 };
 
-/// A list of up to 4294967295 elements. Empty lists that nothing was ever put into have no buffer.
+/** A list of up to 4294967295 elements. Empty lists that nothing was ever put into have no buffer. */
 template <typename T>
 struct alignas(8) hidl_vec {
     using value_type = T;
@@ -209,7 +215,7 @@ struct alignas(8) hidl_vec {
         return *this;
     }
 
-    /// Takes over buffer, size and ownership. `other` keeps pointer and size, but no longer owns.
+    /** Takes over buffer, size and ownership. `other` keeps pointer and size, but no longer owns. */
     hidl_vec& operator=(hidl_vec&& other) noexcept {
         if (this == &other) return *this;
         freeBuffer();
@@ -231,7 +237,7 @@ struct alignas(8) hidl_vec {
     const T* begin() const { return mBuffer; }
     const T* end() const { return mBuffer + mSize; }
 
-    /// Always allocates, also for 0: kept elements are moved, added ones value-initialised.
+    /** Always allocates, also for 0: kept elements are moved, added ones value-initialised. */
     void resize(size_t size) {
         const uint32_t checked = details::checkedSize(size, kTooLong);
         T* buffer = new T[size]();
@@ -242,7 +248,7 @@ struct alignas(8) hidl_vec {
         mOwnsBuffer = true;
     }
 
-    /// Refers to `size` elements at `data`: borrowed, or freed with delete[] if `shouldOwn`.
+    /** Refers to `size` elements at `data`: borrowed, or freed with delete[] if `shouldOwn`. */
     void setToExternal(T* data, size_t size, bool shouldOwn = false) {
         const uint32_t checked = details::checkedSize(size, kTooLong);
         freeBuffer();
@@ -251,7 +257,7 @@ struct alignas(8) hidl_vec {
         mOwnsBuffer = shouldOwn;
     }
 
-    /// Gives up ownership: if the buffer was owned, the caller frees the result with delete[].
+    /** Gives up ownership: if the buffer was owned, the caller frees the result with delete[]. */
     T* releaseData() {
         mOwnsBuffer = false;
         return mBuffer;

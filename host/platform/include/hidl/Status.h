@@ -8,7 +8,7 @@
 
 namespace android::hardware {
 
-/// How a call fared at the transport: ok, or a negative platform status code.
+/** How a call fared at the transport: ok, or a negative platform status code. */
 class Status {
   public:
     Status() = default;
@@ -50,8 +50,10 @@ class return_status {
 
 }  // namespace details
 
-/// The result of a HIDL call: a value, or the transport's error. It may be dropped unexamined;
-/// reading the value of a failed call aborts.
+/**
+ * The result of a HIDL call: a value, or the transport's error. It may be dropped unexamined;
+ * reading the value of a failed call aborts.
+ */
 template <typename T>
 class Return : public details::return_status {
   public:
