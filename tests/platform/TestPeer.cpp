@@ -109,6 +109,7 @@ ScopedAStatus TestPeer::callKept() {
     std::shared_ptr<ITestPeer> peer;
     std::vector<int32_t> caller;
     kept(&peer);
+    if (peer == nullptr) return ScopedAStatus::fromStatus(STATUS_UNEXPECTED_NULL);
     return peer->caller(&caller);
 }
 
