@@ -67,9 +67,9 @@ TEST_F(CallTest, DescriptorsAreTheSameFilesAndDoNotLeak) {
                 EXPECT_NE(fcntl(received[i].get(), F_GETFD) & FD_CLOEXEC, 0);
             }
         }
-        EXPECT_EQ(harness::openDescriptors(), ours);
+        EXPECT_LE(harness::openDescriptors(), ours);
         EXPECT_EQ(AIBinder_ping(process.peer->asBinder().get()), STATUS_OK);
-        EXPECT_EQ(harness::openDescriptors(process.child.pid()), theirs);
+        EXPECT_LE(harness::openDescriptors(process.child.pid()), theirs);
     }
 }
 
@@ -275,10 +275,9 @@ TEST_F(CallTest, OnewayCallsTakeTheirDescriptorsAlongWhenTheyHaveToWait) {
     EXPECT_TRUE(mPeer->post(0).isOk());
     EXPECT_TRUE(mPeer->awaitPosts(1, &posts).isOk());
     const auto open = [this] {
-        return std::pair(harness::openDescriptors(),
-                         harness::openDescriptors(mProcess.child.pid()));
+        return harness::openDescriptors() + harness::openDescriptors(mProcess.child.pid());
     };
-    const auto before = open();
+    const size_t before = open();
     const std::vector<uint8_t> bytes(100'000);
     mProcess.child.signal(SIGSTOP);
     // More than a socket takes.
@@ -288,7 +287,7 @@ TEST_F(CallTest, OnewayCallsTakeTheirDescriptorsAlongWhenTheyHaveToWait) {
     mProcess.child.signal(SIGCONT);
     ASSERT_TRUE(mPeer->awaitPosts(6, &posts).isOk());
     EXPECT_EQ(posts.back(), 100);
-    EXPECT_TRUE(eventually([&] { return open() == before; }));
+    EXPECT_TRUE(eventually([&] { return open() <= before; })) << open() << ", not " << before;
 }
 
 }  // namespace

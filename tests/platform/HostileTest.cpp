@@ -38,7 +38,7 @@ class HostileTest : public testing::Test {
 
     /** The peer is as it was: it answers, and has kept no descriptor. */
     void TearDown() override {
-        EXPECT_TRUE(eventually([this] { return openDescriptors() == mDescriptors; }))
+        EXPECT_TRUE(eventually([this] { return openDescriptors() <= mDescriptors; }))
                 << openDescriptors() << " instead of " << mDescriptors;
         EXPECT_EQ(AIBinder_ping(mPeer->asBinder().get()), STATUS_OK);
     }
@@ -354,7 +354,7 @@ TEST_F(HostileTest, OneProcessTakesNoMoreThanItsShareOfDescriptors) {
                 << openDescriptors() - mDescriptors << " descriptors";
         sockets.clear();
         ASSERT_TRUE(mPeer->releasePosts().isOk());
-        EXPECT_TRUE(eventually([this] { return openDescriptors() == mDescriptors; }));
+        EXPECT_TRUE(eventually([this] { return openDescriptors() <= mDescriptors; }));
     }
 }
 
