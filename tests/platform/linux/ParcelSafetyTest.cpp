@@ -69,7 +69,7 @@ TEST(StatusSafety, ThereIsOneOkStatus) {
     ScopedAStatus first = ScopedAStatus::ok();
     ScopedAStatus second = ScopedAStatus::fromStatus(STATUS_OK);
     EXPECT_EQ(first.get(), second.get());
-    second = {};
+    second = ScopedAStatus();
     EXPECT_TRUE(first.isOk());
 
     const ScopedAParcel parcel = parcelOf({EX_NONE});
