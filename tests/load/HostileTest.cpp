@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "tests/load/LoadTest.h"
-#include "tests/platform/RawProcess.h"
+#include "tests/platform/linux/RawProcess.h"
 
 namespace load_test {
 namespace {

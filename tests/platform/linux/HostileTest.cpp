@@ -13,8 +13,8 @@
 #include <android-base/unique_fd.h>
 #include <gtest/gtest.h>
 
-#include "tests/platform/RawProcess.h"
-#include "tests/platform/TestPeer.h"
+#include "tests/platform/linux/RawProcess.h"
+#include "tests/platform/ndk/TestPeer.h"
 
 namespace platformtest {
 namespace {

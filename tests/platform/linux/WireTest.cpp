@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/platform/RawProcess.h"
+#include "tests/platform/linux/RawProcess.h"
 
 namespace platformtest {
 namespace {

@@ -9,10 +9,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <android/binder_stability.h>
 #include <gmock/gmock.h>
 
-#include "tests/platform/TestPeer.h"
+#include "tests/platform/ndk/TestPeer.h"
 
 namespace platformtest {
 namespace {
@@ -153,18 +152,6 @@ TEST_F(CallTest, RemoteObjectMayBeUsedThroughAnyClassOfItsName) {
     EXPECT_TRUE(AIBinder_associateClass(mPeer->asBinder().get(), twin));
     const ndk::SpAIBinder local = ndk::SharedRefBase::make<TestPeer>()->asBinder();
     EXPECT_FALSE(AIBinder_associateClass(local.get(), twin));
-
-    // Of what a vendor may change others may not use anything but its name.
-    const ndk::SpAIBinder unstable(AIBinder_new(twin, nullptr));
-    AIBinder_markVendorStability(unstable.get());
-    ndk::ScopedAParcel in;
-    ndk::ScopedAParcel out;
-    AIBinder* const binder = mPeer->asBinder().get();
-    ASSERT_EQ(AIBinder_prepareTransaction(binder, in.getR()), STATUS_OK);
-    ASSERT_EQ(AParcel_writeStrongBinder(in.get(), unstable.get()), STATUS_OK);
-    ASSERT_EQ(AParcel_writeInt32(in.get(), 1), STATUS_OK);
-    EXPECT_EQ(AIBinder_transact(binder, ITestPeer::TRANSACTION_descend, in.getR(), out.getR(), 0),
-              STATUS_BAD_TYPE);
 }
 
 TEST_F(CallTest, PingAndDumpReachTheObject) {
