@@ -15,12 +15,13 @@ endif()
 # All that is generated: what a checker needs that reads code without building it.
 add_custom_target(interface_headers)
 
-# aidl_library(NAME ROOT <dir> [TRACE] [IMPORTS <dir>...] [VERSION <n> HASH <hash>] [LIBS <lib>...]
+# aidl_library(NAME ROOT <dir> [TRACE] [UNSTABLE] [IMPORTS <dir>...] [VERSION <n> HASH <hash>] [LIBS <lib>...]
 #     FILES <file>...)
 #
-# TRACE: the code marks each call for traces (android/trace.h), as a platform build's does. NAME is a static library of the NDK back end's code, its headers system headers to whoever links it.
+# TRACE: the code marks each call for traces (android/trace.h), as a platform build's does. UNSTABLE: no manifest
+# declares the interfaces. NAME is a static library of the NDK back end's code, its headers system headers to whoever links it.
 function(aidl_library name)
-    cmake_parse_arguments(ARG "TRACE" "ROOT;VERSION;HASH" "IMPORTS;LIBS;FILES" ${ARGN})
+    cmake_parse_arguments(ARG "TRACE;UNSTABLE" "ROOT;VERSION;HASH" "IMPORTS;LIBS;FILES" ${ARGN})
     set(out ${CMAKE_CURRENT_BINARY_DIR}/${name})
     set(sources)
     set(headers)
@@ -32,7 +33,10 @@ function(aidl_library name)
         list(APPEND sources ${out}/${package}/${stem}.cpp)
         list(APPEND headers ${out}/include/aidl/${package}/${stem}.h)
     endforeach()
-    set(flags --lang=ndk --structured --stability vintf --omit_invocation --min_sdk_version 34 -I ${ARG_ROOT})
+    set(flags --lang=ndk --structured --omit_invocation --min_sdk_version 34 -I ${ARG_ROOT})
+    if(NOT ARG_UNSTABLE)
+        list(APPEND flags --stability vintf)
+    endif()
     foreach(import ${ARG_IMPORTS})
         list(APPEND flags -I ${import})
     endforeach()

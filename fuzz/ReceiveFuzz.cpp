@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
@@ -9,18 +10,21 @@
 #include <string>
 #include <vector>
 
+#include <fcntl.h>
 #include <signal.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
 #include <sys/time.h>
+#include <unistd.h>
 
 #include "calls/Marshal.h"
 #include "calls/Process.h"
 #include "fuzz/OpenDescriptors.h"
 #include "transport/Connection.h"
+#include "transport/Wire.h"
 
 // Arbitrary bytes, with descriptors, over a socket: received in two pieces, interrupted by signals,
-// and unpacked. Nothing that came along stays open.
+// and unpacked. Nothing that came along stays open, or on the sender's account.
 
 namespace {
 
@@ -69,49 +73,62 @@ void sendPiece(int socket, const uint8_t* data, size_t size, const std::vector<i
     }
 }
 
+/** A file, and a pipe's end, as goes with a binder. The other end stays open. */
+std::array<int, 2> openFiles() {
+    std::array<int, 2> pipe{};
+    if (pipe2(pipe.data(), O_CLOEXEC) != 0) abort();
+    return {memfd_create("fuzz", MFD_CLOEXEC), pipe[1]};
+}
+
+/** Most inputs are to get past the header. */
+void repair(const Plan& plan, size_t descriptors, std::vector<uint8_t>* bytes) {
+    binder::Header header;
+    if (bytes->size() < sizeof(header)) return;
+    std::copy_n(bytes->data(), sizeof(header), reinterpret_cast<uint8_t*>(&header));
+    header.magic = binder::Header::kMagic;
+    header.kind = static_cast<binder::MessageKind>(1 + plan.repair % 7);
+    header.count = header.kind == binder::MessageKind::kCall ? header.count % 16 : 0;
+    header.objectCount = static_cast<uint32_t>(descriptors);
+    const size_t rest = bytes->size() - sizeof(header);
+    const size_t table = binder::tableSizeOf(header);
+    header.dataSize = static_cast<uint32_t>(rest - std::min(rest, table));
+    if (header.dataSize == 0) header.objectCount = 0;
+    std::copy_n(reinterpret_cast<const uint8_t*>(&header), sizeof(header), bytes->data());
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static binder::Peers* const peers = startProcess();
-    static const auto peer = std::make_shared<binder::Peer>(peers->self(), "1.0123456789abcdef");
-    static const int file = memfd_create("fuzz", MFD_CLOEXEC);
-    if (size < sizeof(Plan)) return 0;
+    static const std::array<int, 2> files = openFiles();
+    if (peers == nullptr || size < sizeof(Plan)) return 0;
     const Plan plan{data[0], data[1], data[2], data[3]};
     std::vector<uint8_t> bytes(data + sizeof(Plan), data + size);
-    if (bytes.size() >= sizeof(binder::Header) && plan.repair % 4 != 0) {
-        // Most inputs are to get past the header.
-        binder::Header header;
-        std::copy_n(bytes.data(), sizeof(header), reinterpret_cast<uint8_t*>(&header));
-        header.magic = binder::Header::kMagic;
-        header.descriptorCount = plan.descriptors % 4;
-        header.tableSize %= 256;
-        header.dataSize = static_cast<uint32_t>(bytes.size() - sizeof(header)) -
-                          std::min<uint32_t>(header.tableSize,
-                                             static_cast<uint32_t>(bytes.size() - sizeof(header)));
-        header.kind = static_cast<binder::MessageKind>(1 + plan.repair % 8);
-        header.count %= 16;
-        std::copy_n(reinterpret_cast<const uint8_t*>(&header), sizeof(header), bytes.data());
-    }
+    std::vector<int> descriptors;
+    for (int i = 0; i < plan.descriptors % 4; ++i)
+        descriptors.push_back(files.at(plan.descriptors >> (i + 2) & 1));
+    if (plan.repair != 0) repair(plan, descriptors.size(), &bytes);
     const auto before = fuzz::openDescriptors();
     int ends[2];
     if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) abort();
     {
         const android::base::unique_fd sender(ends[0]);
-        const auto kind = static_cast<binder::ConnectionKind>(1 + plan.kind % 3);
-        Connection connection(android::base::unique_fd(ends[1]), kind, 1, 0);
-        connection.countUnfinished(std::make_shared<binder::UnfinishedDescriptors>());
+        const auto kind = static_cast<binder::ConnectionKind>(plan.kind % 2);
+        // Its account is to be even at its end.
+        const binder::Peer peer(1, {});
+        Connection connection(android::base::unique_fd(ends[1]), kind,
+                              {.pid = 1, .uid = 0, .gid = 0}, peer.account());
         const size_t cut = std::min<size_t>(plan.cut, bytes.size());
-        const std::vector<int> descriptors(plan.descriptors % 4, file);
-        const std::vector<int> late(plan.repair == 0 ? 1 : 0, file);
+        const std::vector<int> late(plan.repair == 0 ? 1 : 0, files[0]);
         for (const bool first : {true, false}) {
             const size_t at = first ? 0 : cut;
             const size_t count = first ? cut : bytes.size() - cut;
             if (count > 0) sendPiece(sender, bytes.data() + at, count, first ? descriptors : late);
             binder::Incoming message;
-            const auto received = connection.receive(&message, Connection::Wait::kNo);
-            if (received == Connection::Received::kNotYet) continue;
-            if (received != Connection::Received::kMessage) break;
-            if (message.parcel != nullptr) binder::unpack(peer, &message);
+            const auto received = connection.receive(&message, {});
+            if (received == binder::Received::kNotYet) continue;
+            if (received != binder::Received::kMessage) break;
+            (void)binder::unpack(peer, &message);
         }
     }
     if (fuzz::openDescriptors() != before) abort();

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "tests/load/LoadTest.h"
-#include "tests/platform/RawProcess.h"
+#include "tests/platform/linux/RawProcess.h"
 
 namespace load_test {
 namespace {
@@ -24,10 +24,8 @@ constexpr int64_t kKeptKib = 16 * 1024;
 
 /** A call of the object that everybody knows, with that many bytes. */
 Bytes callOf(MessageKind kind, size_t bytes) {
-    Header header = headerOf(kind);
-    header.code = '_' << 24 | 'N' << 16 | 'T' << 8 | 'F';  // its interface's name
-    header.object = binder::kServiceManagerObject;
-    return messageOf(header, Bytes(bytes), {});
+    const auto interface = '_' << 24 | 'N' << 16 | 'T' << 8 | 'F';  // asks for its name
+    return messageOf(headerOf(kind, interface, binder::kServiceManagerObject), Bytes(bytes));
 }
 
 /** Sends the same until the host has had enough of it; false when it never has. */
@@ -42,22 +40,23 @@ bool sendUntilCut(const unique_fd& socket, const Bytes& bytes) {
 const std::map<std::string, std::function<bool(const std::filesystem::path&)>> kOffences{
         {"NeverReads",
          [](const auto& host) {
-             const unique_fd socket = introduce(host, ConnectionKind::kCall);
+             const unique_fd socket = connectRaw(host);
              return sendUntilCut(socket, callOf(MessageKind::kCall, 16 * 1024));
          }},
         {"FloodsOneWay",
          [](const auto& host) {
-             const unique_fd socket = introduce(host, ConnectionKind::kOneway);
+             const unique_fd socket = connectRaw(host);
              return sendUntilCut(socket, callOf(MessageKind::kOneway, 16));
          }},
         {"SendsHalfMessages",
          [](const auto& host) {
-             // More than the host has threads. Half of a header, and of what it announces.
+             // More than the host has threads. A header with little, and half, of what it
+             // announces.
              std::vector<unique_fd> sockets;
              const Bytes call = callOf(MessageKind::kCall, 100'000);
              for (int i = 0; i < 40; ++i) {
-                 sockets.push_back(introduce(host, ConnectionKind::kCall));
-                 const auto half = i % 2 == 0 ? sizeof(Header) / 2 : call.size() / 2;
+                 sockets.push_back(connectRaw(host));
+                 const auto half = i % 2 == 0 ? sizeof(Header) + 1 : call.size() / 2;
                  sendBytes(sockets.back(), Bytes(call.data(), call.data() + half));
              }
              return true;
@@ -68,9 +67,12 @@ const std::map<std::string, std::function<bool(const std::filesystem::path&)>> k
              const unique_fd file(open("/dev/null", O_RDONLY | O_CLOEXEC));
              std::vector<unique_fd> sockets;
              for (size_t i = 0; i < kHostDescriptors / kOffenders; ++i) {
-                 sockets.push_back(introduce(host, ConnectionKind::kCall));
-                 sendBytes(sockets.back(), Bytes(5),
-                           std::vector<int>(i == 0 ? binder::kMaxDescriptors : 0, file));
+                 sockets.push_back(connectRaw(host));
+                 if (i == 0) {
+                     const Bytes call = callOf(MessageKind::kCall, 16);
+                     sendBytes(sockets.back(), {call.begin(), call.begin() + 40},
+                               std::vector<int>(binder::kMaxDescriptors, file));
+                 }
              }
              return true;
          }},
@@ -78,7 +80,6 @@ const std::map<std::string, std::function<bool(const std::filesystem::path&)>> k
 
 const harness::Role kOffender("offender", [](harness::Parent& parent) {
     const std::filesystem::path host = socketOf(std::stoi(parent.arguments.at(1)));
-    const Raw process(host);
     const auto& offend = kOffences.at(parent.arguments.at(0));
     parent.say(offend(host) ? "seen" : "not seen");
     while (offend(host)) {

@@ -22,7 +22,8 @@ TEST(HidlStringTest, KeepsEmbeddedZerosButComparesUpToTheFirst) {
     EXPECT_EQ(text.c_str()[4], '\0');
     EXPECT_EQ(std::string(hidl_string(text)), withZeros);
     EXPECT_EQ(hidl_string(withZeros.c_str()), "a");
-    EXPECT_NE(hidl_string("a"), text);
+    EXPECT_EQ(hidl_string("a"), text);
+    EXPECT_GT(hidl_string("b"), text);
     for (const hidl_string& empty : {hidl_string(), hidl_string(nullptr), hidl_string("")}) {
         EXPECT_TRUE(empty.empty());
         EXPECT_STREQ(empty.c_str(), "");

@@ -134,6 +134,7 @@ void AIBinder_DeathRecipient_setOnUnlinked(AIBinder_DeathRecipient* recipient,
 }
 
 void AIBinder_DeathRecipient_delete(AIBinder_DeathRecipient* recipient) {
+    if (recipient == nullptr) return;
     const std::lock_guard lock(gPlatform.lock);
     --gPlatform.recipients;
     // Its links notify no more, and end when their proxies go: with the spy.

@@ -82,7 +82,7 @@ class ScopedAResource {
 
     /** Destroys what is held and takes over the resource. */
     void set(T resource) {
-        if (mResource != kNone) Destroy(mResource);
+        Destroy(mResource);
         mResource = resource;
     }
     T get() const { return mResource; }
@@ -108,7 +108,8 @@ class ScopedAResource {
 };
 
 inline void closeDescriptor(int fd) {
-    if (close(fd) != 0) syslog(LOG_ERR, "Could not close FD %d: %s", fd, strerror(errno));
+    if (fd != -1 && close(fd) != 0)
+        syslog(LOG_ERR, "Could not close FD %d: %s", fd, strerror(errno));
 }
 
 }  // namespace impl
@@ -116,13 +117,13 @@ inline void closeDescriptor(int fd) {
 /** Owns a parcel. */
 class ScopedAParcel : public impl::ScopedAResource<AParcel*, AParcel_delete, nullptr> {
   public:
-    using ScopedAResource::ScopedAResource;
+    explicit ScopedAParcel(AParcel* parcel = nullptr) : ScopedAResource(parcel) {}
 };
 
 /** Owns a status. One that holds none answers as a failed transaction. */
 class ScopedAStatus : public impl::ScopedAResource<AStatus*, AStatus_delete, nullptr> {
   public:
-    using ScopedAResource::ScopedAResource;
+    explicit ScopedAStatus(AStatus* status = nullptr) : ScopedAResource(status) {}
 
     bool isOk() const { return AStatus_isOk(get()); }
     binder_exception_t getExceptionCode() const { return AStatus_getExceptionCode(get()); }
@@ -164,14 +165,15 @@ class ScopedAIBinder_DeathRecipient
     : public impl::ScopedAResource<AIBinder_DeathRecipient*, AIBinder_DeathRecipient_delete,
                                    nullptr> {
   public:
-    using ScopedAResource::ScopedAResource;
+    explicit ScopedAIBinder_DeathRecipient(AIBinder_DeathRecipient* recipient = nullptr)
+        : ScopedAResource(recipient) {}
 };
 
 /** Owns a weak reference. */
 class ScopedAIBinder_Weak
     : public impl::ScopedAResource<AIBinder_Weak*, AIBinder_Weak_delete, nullptr> {
   public:
-    using ScopedAResource::ScopedAResource;
+    explicit ScopedAIBinder_Weak(AIBinder_Weak* weak = nullptr) : ScopedAResource(weak) {}
 
     /** Holds null when the object is gone. */
     SpAIBinder promote() const { return SpAIBinder(AIBinder_Weak_promote(get())); }

@@ -40,7 +40,9 @@ __attribute__((warn_unused_result)) binder_exception_t AServiceManager_addServic
 /** Answers at once. */
 __attribute__((warn_unused_result)) AIBinder* AServiceManager_checkService(const char* instance);
 /** Waits up to five seconds for the service. */
-__attribute__((warn_unused_result)) AIBinder* AServiceManager_getService(const char* instance);
+__attribute__((warn_unused_result,
+               deprecated("checkService() does not wait, waitForService() is told"))) AIBinder*
+AServiceManager_getService(const char* instance);
 /** Waits until the service is there. */
 __attribute__((warn_unused_result)) AIBinder* AServiceManager_waitForService(const char* instance);
 

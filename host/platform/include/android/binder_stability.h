@@ -17,7 +17,10 @@ enum {
  * before anybody else has it. Without a promise the binder has that of its compilation unit.
  */
 
-/** The interface may change with the vendor's partition. */
+/** The interface may change with the vendor's partition. For vendor code only. */
+#if !defined(__ANDROID_VENDOR__)
+__attribute__((unavailable))
+#endif
 void AIBinder_markVendorStability(AIBinder* binder);
 /** The interface may change with the partition that the caller is built for. */
 void AIBinder_markCompilationUnitStability(AIBinder* binder);

@@ -156,11 +156,12 @@ struct alignas(8) hidl_string {
         mSize = checked;
     }
 
+    /** Up to the first zero byte. */
     friend bool operator==(const hidl_string& a, const hidl_string& b) {
-        return a.view() == b.view();
+        return strcmp(a.mBuffer, b.mBuffer) == 0;
     }
     friend auto operator<=>(const hidl_string& a, const hidl_string& b) {
-        return a.view().compare(b.view()) <=> 0;
+        return strcmp(a.mBuffer, b.mBuffer) <=> 0;
     }
     friend std::ostream& operator<<(std::ostream& out, const hidl_string& text) {
         return out << text.view();

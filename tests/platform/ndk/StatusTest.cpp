@@ -7,7 +7,7 @@
 
 #include <gtest/gtest.h>
 
-#include "ParcelTest.h"
+#include "tests/platform/ndk/ParcelTest.h"
 
 namespace {
 
@@ -26,8 +26,6 @@ struct Case {
 
 const Case kCases[] = {
         {"ok", [] { return AStatus_newOk(); }, EX_NONE, STATUS_OK, 0, "", "No error"},
-        {"none", [] { return static_cast<AStatus*>(nullptr); }, EX_TRANSACTION_FAILED,
-         STATUS_UNEXPECTED_NULL, 0, "", "Status(-129, EX_TRANSACTION_FAILED): 'UNEXPECTED_NULL: '"},
         {"deadObject", [] { return AStatus_fromStatus(STATUS_DEAD_OBJECT); }, EX_TRANSACTION_FAILED,
          STATUS_DEAD_OBJECT, 0, "", "Status(-129, EX_TRANSACTION_FAILED): 'DEAD_OBJECT: '"},
         {"unknownError", [] { return AStatus_fromStatus(STATUS_UNKNOWN_ERROR); },

@@ -1,5 +1,4 @@
 package platformtest;
 
 /** An object that does nothing but exist. */
-@VintfStability
 interface IEcho {}

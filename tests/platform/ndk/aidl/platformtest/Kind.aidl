@@ -1,6 +1,5 @@
 package platformtest;
 
-@VintfStability
 @Backing(type="int")
 enum Kind {
     PLAIN,

@@ -5,7 +5,7 @@
 #include <android/binder_auto_utils.h>
 #include <gmock/gmock.h>
 
-#include "tests/platform/TestPeer.h"
+#include "tests/platform/ndk/TestPeer.h"
 
 namespace platformtest {
 namespace {

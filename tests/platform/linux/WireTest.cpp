@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/platform/RawProcess.h"
+#include "tests/platform/linux/RawProcess.h"
 
 namespace platformtest {
 namespace {
@@ -19,20 +19,14 @@ TEST(WireTest, EndpointNamesAreNoPaths) {
 }
 
 TEST(WireTest, OnlyWholeMessagesParse) {
-    const std::string name = claimedName();
     const Bytes message = messageOf(headerOf(MessageKind::kCall), Bytes(16),
-                                    {{.kind = ObjectRecord::Kind::kBinder,
-                                      .offset = 8,
-                                      .id = 7,
-                                      .stability = 63,
-                                      .endpoint = name}});
+                                    {binderAt(8, ownName(), 7), descriptorAt(9)});
     const auto parsed = binder::parseMessage(message, ConnectionKind::kCall);
     ASSERT_TRUE(parsed.has_value());
-    ASSERT_EQ(parsed->objects.size(), 1U);
-    EXPECT_EQ(parsed->objects[0].endpoint, name);
-    EXPECT_EQ(parsed->objects[0].stability, 63U);
+    ASSERT_EQ(parsed->table.objects.size(), 2U);
+    EXPECT_EQ(binder::endpointOf(parsed->table.objects[0]), ownName());
+    EXPECT_EQ(parsed->table.objects[0].id, 7U);
     EXPECT_FALSE(binder::parseMessage(message, ConnectionKind::kOneway).has_value());
-    EXPECT_FALSE(binder::parseMessage(message, ConnectionKind::kControl).has_value());
     for (size_t size = 0; size < message.size(); ++size) {
         EXPECT_FALSE(binder::parseMessage({message.data(), size}, ConnectionKind::kCall));
     }

@@ -1,18 +1,15 @@
-#include "tests/platform/TestPeer.h"
+#include "tests/platform/ndk/TestPeer.h"
 
 #include <cstdio>
 #include <cstdlib>
 #include <thread>
 #include <utility>
 
-#include <malloc.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
 #include <android/binder_manager.h>
 #include <android/binder_process.h>
-
-#include "binder_host/ServiceManager.h"
 
 namespace platformtest {
 namespace {
@@ -30,7 +27,7 @@ const harness::Role kServer("peer", [](harness::Parent& parent) {
         const rlimit few{.rlim_cur = limit, .rlim_max = limit};
         setrlimit(RLIMIT_NOFILE, &few);
     }
-    prepareProcess();
+    ABinderProcess_startThreadPool();
     const auto peer = ndk::SharedRefBase::make<TestPeer>();
     if (AServiceManager_addService(peer->asBinder().get(), parent.arguments[0].c_str()) !=
         EX_NONE) {
@@ -42,18 +39,12 @@ const harness::Role kServer("peer", [](harness::Parent& parent) {
 
 }  // namespace
 
-void prepareProcess() {
-    binder::startServiceManager();
-    ABinderProcess_startThreadPool();
-}
-
 std::shared_ptr<ITestPeer> peerNamed(const std::string& name) {
     return ITestPeer::fromBinder(ndk::SpAIBinder(AServiceManager_waitForService(name.c_str())));
 }
 
-PeerProcess::PeerProcess(const std::vector<std::string>& arguments)
-    // The service manager has to outlive the child: it is hosted here.
-    : child((prepareProcess(), "peer"), arguments) {
+PeerProcess::PeerProcess(const std::vector<std::string>& arguments) : child("peer", arguments) {
+    ABinderProcess_startThreadPool();
     if (child.hear() == "ready") peer = peerNamed(arguments[0]);
 }
 
@@ -109,6 +100,7 @@ ScopedAStatus TestPeer::callKept() {
     std::shared_ptr<ITestPeer> peer;
     std::vector<int32_t> caller;
     kept(&peer);
+    if (peer == nullptr) return ScopedAStatus::fromStatus(STATUS_UNEXPECTED_NULL);
     return peer->caller(&caller);
 }
 
@@ -214,11 +206,6 @@ ScopedAStatus TestPeer::caller(std::vector<int32_t>* result) {
 
 ScopedAStatus TestPeer::liveObjects(int32_t* result) {
     *result = live();
-    return ScopedAStatus::ok();
-}
-
-ScopedAStatus TestPeer::heapBytes(int64_t* result) {
-    *result = static_cast<int64_t>(mallinfo2().uordblks);
     return ScopedAStatus::ok();
 }
 

@@ -12,10 +12,10 @@
 
 using aidl::platformtest::Record;
 
-/** Another record, which promises nothing. */
-struct LocalRecord : Record {
-    static constexpr const char* descriptor = "platformtest.LocalRecord";
-    static constexpr ndk::parcelable_stability_t _aidl_stability = ndk::STABILITY_LOCAL;
+/** Another record, which promises more. */
+struct StableRecord : Record {
+    static constexpr const char* descriptor = "platformtest.StableRecord";
+    static constexpr ndk::parcelable_stability_t _aidl_stability = ndk::STABILITY_VINTF;
 };
 
 inline std::vector<uint8_t> bytesOf(const AParcel* parcel) {

@@ -61,7 +61,6 @@ class TestPeer : public ::aidl::platformtest::BnTestPeer {
     ndk::ScopedAStatus caller(std::vector<int32_t>* result) override;
 
     ndk::ScopedAStatus liveObjects(int32_t* result) override;
-    ndk::ScopedAStatus heapBytes(int64_t* result) override;
 
     binder_status_t dump(int fd, const char** args, uint32_t numArgs) override;
     /** Writes its arguments to out, and their number to err. */
@@ -82,9 +81,6 @@ class TestPeer : public ::aidl::platformtest::BnTestPeer {
     int32_t mMeeting GUARDED_BY(mLock) = 0;
     bool mSameThread GUARDED_BY(mLock) = false;
 };
-
-/** Makes this process able to serve and to host the service manager; once is enough. */
-void prepareProcess();
 
 /** The service of that name; waits for it. */
 std::shared_ptr<ITestPeer> peerNamed(const std::string& name);

@@ -13,7 +13,7 @@
 #include <gtest/gtest.h>
 
 #include "binder_host/ServiceManager.h"
-#include "tests/platform/TestPeer.h"
+#include "tests/platform/ndk/TestPeer.h"
 
 // Processes that have no descriptors, no threads or no host for a while.
 
@@ -91,12 +91,7 @@ const harness::Role kGetter("getter", [](harness::Parent& parent) {
 #pragma clang diagnostic pop
 });
 
-class RecoveryTest : public testing::Test {
-  protected:
-    void SetUp() override { prepareProcess(); }
-};
-
-TEST_F(RecoveryTest, FullTableIsNoEnd) {
+TEST(RecoveryTest, FullTableIsNoEnd) {
     harness::Child full("full", {"late"});
     EXPECT_EQ(full.hear(), "tried");
     const PeerProcess late("late");
@@ -104,7 +99,7 @@ TEST_F(RecoveryTest, FullTableIsNoEnd) {
     EXPECT_EQ(full.hear(), "found");
 }
 
-TEST_F(RecoveryTest, DeadCallersAreLetGoOfThoughNobodyServesThem) {
+TEST(RecoveryTest, DeadCallersAreLetGoOfThoughNobodyServesThem) {
     harness::Child idle("idle", {"idle"});
     ASSERT_EQ(idle.hear(), "ready");
     const auto open = [&] { return harness::openDescriptors(idle.pid()); };
@@ -120,7 +115,7 @@ TEST_F(RecoveryTest, DeadCallersAreLetGoOfThoughNobodyServesThem) {
     }
 }
 
-TEST_F(RecoveryTest, CallThatComesBackThroughOthersRunsOnTheWaitingThread) {
+TEST(RecoveryTest, CallThatComesBackThroughOthersRunsOnTheWaitingThread) {
     const PeerProcess second("second");
     const PeerProcess third("third");
     harness::Child round("round", {"second", "third"});
@@ -129,7 +124,7 @@ TEST_F(RecoveryTest, CallThatComesBackThroughOthersRunsOnTheWaitingThread) {
     EXPECT_EQ(round.hear(), "same thread");
 }
 
-TEST_F(RecoveryTest, WhoKeepsNothingIsToldOnce) {
+TEST(RecoveryTest, WhoKeepsNothingIsToldOnce) {
     static std::atomic<int> told = 0;
     static std::atomic<int> changes = 0;
     const auto count = [](const char*, AIBinder*, void* cookie) {
@@ -149,7 +144,7 @@ TEST_F(RecoveryTest, WhoKeepsNothingIsToldOnce) {
     AServiceManager_NotificationRegistration_delete(mark);
 }
 
-TEST_F(RecoveryTest, StoppedHostIsGivenUpInTheEnd) {
+TEST(RecoveryTest, StoppedHostIsGivenUpInTheEnd) {
     const std::vector<std::string> folder = {harness::runtimeFolder() / "stopped"};
     harness::Child host("stopped host", folder);
     ASSERT_EQ(host.hear(), "here");

@@ -27,7 +27,6 @@ namespace platformtest {
 using android::base::unique_fd;
 using binder::ConnectionKind;
 using binder::Header;
-using binder::Hello;
 using binder::MessageKind;
 using binder::ObjectRecord;
 using Bytes = std::vector<uint8_t>;
@@ -38,51 +37,55 @@ void append(const T& value, Bytes* bytes) {
     bytes->insert(bytes->end(), begin, begin + sizeof(value));
 }
 
-inline Bytes words(const std::vector<uint32_t>& values) {
-    Bytes bytes;
-    for (const uint32_t value : values)
-        append(value, &bytes);
-    return bytes;
-}
-
 inline Bytes bytesOf(const AParcel* parcel) {
     Bytes bytes(static_cast<size_t>(AParcel_getDataSize(parcel)));
     EXPECT_EQ(AParcel_marshal(parcel, bytes.data(), 0, bytes.size()), STATUS_OK);
     return bytes;
 }
 
-/** A name that this process may claim, though nobody listens there. */
-inline std::string claimedName() {
-    return std::to_string(getpid()) + ".0123456789abcdef";
+/** The name of an endpoint of this process, though nobody listens there. */
+inline std::string ownName(int number = 0) {
+    return std::to_string(getpid()) + ".0123456789abcde" + std::to_string(number);
 }
 
-inline Bytes helloOf(ConnectionKind kind, const std::string& name) {
-    Hello hello{.magic = Hello::kMagic, .kind = kind, .endpoint = {}};
-    name.copy(hello.endpoint, sizeof(hello.endpoint));
-    Bytes bytes;
-    append(hello, &bytes);
-    return bytes;
-}
-
-inline Header headerOf(MessageKind kind) {
+inline Header headerOf(MessageKind kind, transaction_code_t code = FIRST_CALL_TRANSACTION,
+                       uint64_t object = 0) {
     Header header{};
-    header.magic = Header::kMagic;
     header.kind = kind;
-    header.code = FIRST_CALL_TRANSACTION;
+    header.code = code;
+    header.object = object;
     return header;
 }
 
+inline ObjectRecord binderAt(uint32_t offset, const std::string& endpoint, uint64_t id = 12345) {
+    ObjectRecord record{
+            .kind = ObjectRecord::Kind::kBinder, .offset = offset, .id = id, .endpoint = {}};
+    endpoint.copy(record.endpoint, sizeof(record.endpoint));
+    return record;
+}
+
+inline ObjectRecord descriptorAt(uint32_t offset) {
+    return {.kind = ObjectRecord::Kind::kDescriptor, .offset = offset, .id = 0, .endpoint = {}};
+}
+
+/** The 24 bytes where the object of a record lies, and the word of stability behind a binder's. */
+inline void appendObject(char kind, Bytes* data) {
+    const auto letter = static_cast<uint32_t>(kind);
+    const uint32_t other = kind == 's' ? 'b' : 'd';
+    for (const uint32_t word : {letter << 24 | other << 16 | '*' << 8 | 0x85, 0U, 1U, 0U, 0U, 0U})
+        append(word, data);
+    if (kind == 's') append(12U, data);
+}
+
 /** A whole message with the records' sizes and counts filled in. */
-inline Bytes messageOf(Header header, const Bytes& data, const std::vector<ObjectRecord>& records) {
-    Bytes table;
-    for (const ObjectRecord& record : records)
-        binder::appendRecord(record, &table);
+inline Bytes messageOf(Header header, const Bytes& data = {},
+                       const std::vector<ObjectRecord>& records = {}) {
     header.dataSize = static_cast<uint32_t>(data.size());
-    header.tableSize = static_cast<uint32_t>(table.size());
     header.objectCount = static_cast<uint32_t>(records.size());
     Bytes bytes;
     append(header, &bytes);
     bytes.insert(bytes.end(), data.begin(), data.end());
+    const Bytes table = binder::bytesOf({.objects = records, .waiting = {}});
     bytes.insert(bytes.end(), table.begin(), table.end());
     return bytes;
 }
@@ -116,13 +119,6 @@ inline void sendBytes(int socket, const Bytes& bytes, const std::vector<int>& de
     static_cast<void>(sendmsg(socket, &message, MSG_NOSIGNAL));
 }
 
-/** A connection after a correct hello. */
-inline unique_fd introduce(const std::filesystem::path& path, ConnectionKind kind) {
-    unique_fd socket = connectRaw(path);
-    sendBytes(socket, helloOf(kind, claimedName()));
-    return socket;
-}
-
 /** Reads until the peer ends the connection; false when it does not. */
 inline bool ends(int socket) {
     const timeval limit{.tv_sec = 30, .tv_usec = 0};
@@ -138,16 +134,30 @@ inline bool ends(int socket) {
 struct Answer {
     Bytes bytes;
     binder::Message message;  // views into the bytes
+    std::vector<unique_fd> descriptors;
 };
 inline std::optional<Answer> answerOf(int socket) {
     Answer answer;
     answer.bytes.resize(sizeof(Header));
-    if (recv(socket, answer.bytes.data(), sizeof(Header), MSG_WAITALL) != sizeof(Header)) {
+    iovec buffer{answer.bytes.data(), sizeof(Header)};
+    alignas(cmsghdr) char control[CMSG_SPACE(binder::kMaxDescriptors * sizeof(int))];
+    msghdr received{};
+    received.msg_iov = &buffer;
+    received.msg_iovlen = 1;
+    received.msg_control = control;
+    received.msg_controllen = sizeof(control);
+    if (recvmsg(socket, &received, MSG_WAITALL | MSG_CMSG_CLOEXEC) != sizeof(Header)) {
         return std::nullopt;
+    }
+    if (const cmsghdr* const rights = CMSG_FIRSTHDR(&received); rights != nullptr) {
+        std::vector<int> fds((rights->cmsg_len - CMSG_LEN(0)) / sizeof(int));
+        memcpy(fds.data(), CMSG_DATA(rights), fds.size() * sizeof(int));
+        for (const int fd : fds)
+            answer.descriptors.emplace_back(fd);
     }
     Header header;
     memcpy(&header, answer.bytes.data(), sizeof(header));
-    const size_t size = size_t{header.dataSize} + header.tableSize;
+    const size_t size = header.dataSize + binder::tableSizeOf(header);
     answer.bytes.resize(sizeof(Header) + size);
     if (size > 0 && recv(socket, answer.bytes.data() + sizeof(Header), size, MSG_WAITALL) !=
                             static_cast<ssize_t>(size)) {
@@ -158,44 +168,24 @@ inline std::optional<Answer> answerOf(int socket) {
     answer.message = *parsed;
     return answer;
 }
-
-/** The data of a call of the interface, as far as the service manager's lookup needs it. */
-inline Bytes lookupOf(const char* name) {
-    static AIBinder_Class* const manager = AIBinder_Class_define(
-            "binder.ServiceManager", [](void*) -> void* { return nullptr; }, [](void*) {},
-            [](AIBinder*, transaction_code_t, const AParcel*, AParcel*) -> binder_status_t {
-                return STATUS_OK;
-            });
-    const ndk::SpAIBinder binder(AIBinder_new(manager, nullptr));
-    ndk::ScopedAParcel parcel;
-    EXPECT_EQ(AIBinder_prepareTransaction(binder.get(), parcel.getR()), STATUS_OK);
-    EXPECT_EQ(ndk::AParcel_writeData(parcel.get(), std::string(name)), STATUS_OK);
-    return bytesOf(parcel.get());
+inline std::optional<Answer> ask(int socket, const Bytes& call,
+                                 const std::vector<int>& descriptors = {}) {
+    sendBytes(socket, call, descriptors);
+    return answerOf(socket);
+}
+inline binder_status_t statusOf(const std::optional<Answer>& answer) {
+    const bool isReply = answer.has_value() && answer->message.header.kind == MessageKind::kReply;
+    return isReply ? static_cast<binder_status_t>(answer->message.header.code)
+                   : STATUS_UNKNOWN_ERROR;
 }
 
-/** Connections to a process without anything of the library's on this side. */
-struct Raw {
-    // A process makes no other connection before it has introduced itself over the first.
-    explicit Raw(const std::filesystem::path& path)
-        : control(introduce(path, ConnectionKind::kControl)),
-          call(introduce(path, ConnectionKind::kCall)) {}
-    /** The name can be claimed again once the process has forgotten it. */
-    ~Raw() {
-        shutdown(control, SHUT_WR);
-        EXPECT_TRUE(ends(control));
-    }
-
-    unique_fd control;
-    unique_fd call;
-};
-
-/** Looks a name up: the record of its object, and whose it is. */
-inline std::optional<Answer> lookUp(const Raw& manager, const char* name) {
-    Header header = headerOf(MessageKind::kCall);
-    header.code = 2;
-    header.object = binder::kServiceManagerObject;
-    sendBytes(manager.call, messageOf(header, lookupOf(name), {}));
-    return answerOf(manager.call);
+/** What leads the data of every call of the interface. */
+inline Bytes tokenOf(const char* interface) {
+    const ndk::ScopedAParcel parcel(AParcel_create());
+    for (const int32_t word : {INT32_MIN, -1, 'S' << 24 | 'Y' << 16 | 'S' << 8 | 'T'})
+        EXPECT_EQ(AParcel_writeInt32(parcel.get(), word), STATUS_OK);
+    EXPECT_EQ(ndk::AParcel_writeData(parcel.get(), std::string(interface)), STATUS_OK);
+    return bytesOf(parcel.get());
 }
 
 inline std::filesystem::path socketOf(pid_t pid) {
@@ -206,12 +196,24 @@ inline std::filesystem::path socketOf(pid_t pid) {
     return {};
 }
 
-/** The number of the target's object, as anybody gets it from the service manager. */
+/** The record of a service's object and an end of its pipe, as anybody gets them. */
+inline std::optional<Answer> lookUp(const char* name) {
+    const ndk::ScopedAParcel parcel(AParcel_create());
+    EXPECT_EQ(ndk::AParcel_writeData(parcel.get(), std::string(name)), STATUS_OK);
+    Bytes data = tokenOf("binder.ServiceManager");
+    const Bytes argument = bytesOf(parcel.get());
+    data.insert(data.end(), argument.begin(), argument.end());
+    auto answer =
+            ask(connectRaw(socketOf(getpid())),
+                messageOf(headerOf(MessageKind::kCall, 2, binder::kServiceManagerObject), data));
+    EXPECT_TRUE(answer.has_value() && answer->message.table.objects.size() == 1);
+    return answer;
+}
+
+/** The number of the target's object. */
 inline uint64_t targetObject() {
-    const Raw manager(socketOf(getpid()));
-    const auto answer = lookUp(manager, "target");
-    EXPECT_TRUE(answer.has_value() && answer->message.objects.size() == 1);
-    return answer.has_value() ? answer->message.objects.at(0).id : 0;
+    const auto answer = lookUp("target");
+    return answer.has_value() ? answer->message.table.objects.at(0).id : 0;
 }
 
 }  // namespace platformtest

@@ -10,7 +10,7 @@
 
 #include <gtest/gtest.h>
 
-#include "ParcelTest.h"
+#include "tests/platform/ndk/ParcelTest.h"
 
 namespace {
 

@@ -1,6 +1,5 @@
 package platformtest;
 
-@VintfStability
 parcelable Record {
     int number = 7;
     String text = "default";

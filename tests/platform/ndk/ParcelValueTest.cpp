@@ -4,7 +4,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <type_traits>
 #include <vector>
 
 #include <android/binder_parcel.h>
@@ -13,7 +12,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "ParcelTest.h"
+#include "tests/platform/ndk/ParcelTest.h"
 
 namespace {
 
@@ -76,11 +75,9 @@ void checkLists(std::vector<T> values) {
     checkRoundTrip(values);
     checkRoundTrip(std::optional<std::vector<T>>{});
     checkRoundTrip(std::optional{values});
-    if constexpr (!std::is_same_v<T, uint32_t> && !std::is_same_v<T, uint64_t>) {
-        const std::array<T, 2> fixed{values.front(), values.back()};
-        checkRoundTrip(fixed);
-        checkRoundTrip(std::optional{fixed});
-    }
+    const std::array<T, 2> fixed{values.front(), values.back()};
+    checkRoundTrip(fixed);
+    checkRoundTrip(std::optional{fixed});
 }
 
 template <typename T>
@@ -109,8 +106,6 @@ TEST(ParcelValue, ScalarsAndTheirListsSurvive) {
     for (const int8_t value : extremes<int8_t>())
         checkRoundTrip(value);
     checkLists(extremes<uint8_t>());
-    checkLists(extremes<uint32_t>());
-    checkLists(extremes<uint64_t>());
 }
 
 TEST(ParcelValue, StringsAndTheirListsSurvive) {
@@ -146,13 +141,13 @@ TEST(ParcelValue, RecordsAndTheirListsSurvive) {
 }
 
 TEST(ParcelValue, HoldersKeepOneRecordOfAnyType) {
-    const Record record{.number = -1, .text = "t", .list = {1, 2, 3}};
+    const StableRecord record{{.number = -1, .text = "t", .list = {1, 2, 3}}};
     ndk::AParcelableHolder holder(ndk::STABILITY_VINTF);
-    std::optional<Record> out{record};
+    std::optional<StableRecord> out{record};
     EXPECT_EQ(holder.getParcelable(&out), STATUS_OK);
     EXPECT_FALSE(out) << "holds none yet";
     ASSERT_EQ(holder.setParcelable(record), STATUS_OK);
-    EXPECT_EQ(holder.setParcelable(LocalRecord{}), STATUS_BAD_VALUE) << "promises too little";
+    EXPECT_EQ(holder.setParcelable(Record{}), STATUS_BAD_VALUE) << "promises too little";
 
     // Through a parcel, with a value behind it, and into a copy that outlives it.
     const ScopedAParcel parcel(AParcel_create());
@@ -172,7 +167,7 @@ TEST(ParcelValue, HoldersKeepOneRecordOfAnyType) {
         EXPECT_EQ(copy.getParcelable(&out), STATUS_OK);
         EXPECT_EQ(out, record);
     }
-    std::optional<LocalRecord> other;
+    std::optional<Record> other;
     EXPECT_EQ(copy.getParcelable(&other), STATUS_OK);
     EXPECT_FALSE(other) << "of another type";
 

@@ -5,6 +5,7 @@
 #include <thread>
 #include <vector>
 
+#include <dlfcn.h>
 #include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -14,7 +15,7 @@
 #include <gmock/gmock.h>
 
 #include "binder_host/ServiceManager.h"
-#include "tests/platform/TestPeer.h"
+#include "tests/platform/ndk/TestPeer.h"
 
 namespace platformtest {
 namespace {
@@ -90,50 +91,48 @@ const harness::Role kForker("forker", [](harness::Parent& parent) {
 
 class ServiceManagerTest : public testing::Test {
   protected:
-    void SetUp() override { prepareProcess(); }
-
     const ndk::SpAIBinder mBinder = ndk::SharedRefBase::make<TestPeer>()->asBinder();
 };
 
-TEST_F(ServiceManagerTest, NamesAreValidated) {
-    for (const std::string& name :
-         {std::string("a"), std::string(127, 'x'), std::string("aZ09_-./")}) {
-        EXPECT_EQ(AServiceManager_addService(mBinder.get(), name.c_str()), EX_NONE) << name;
-        EXPECT_EQ(ndk::SpAIBinder(AServiceManager_checkService(name.c_str())), mBinder) << name;
-        EXPECT_TRUE(AServiceManager_isDeclared(name.c_str()));
-    }
-    for (const std::string& name : {std::string(), std::string(128, 'x'), std::string("a b"),
-                                    std::string("\xc3\xa9"), std::string("a\n")}) {
-        EXPECT_EQ(AServiceManager_addService(mBinder.get(), name.c_str()), EX_ILLEGAL_ARGUMENT);
-        EXPECT_EQ(AServiceManager_checkService(name.c_str()), nullptr);
-    }
-    EXPECT_NE(AServiceManager_addService(nullptr, "null"), EX_NONE);
+TEST_F(ServiceManagerTest, WhatIsAbsentIsRefused) {
+    const auto note = [](const char*, AIBinder*, void*) {};
+    EXPECT_EQ(AServiceManager_registerForServiceNotifications("no name", note, nullptr), nullptr);
+    EXPECT_EQ(AServiceManager_registerForServiceNotifications("name", nullptr, nullptr), nullptr);
     EXPECT_NE(AServiceManager_addService(mBinder.get(), nullptr), EX_NONE);
     EXPECT_EQ(AServiceManager_checkService(nullptr), nullptr);
-    EXPECT_EQ(AServiceManager_getService(nullptr), nullptr);
     EXPECT_FALSE(AServiceManager_isDeclared("null"));
 }
 
-TEST_F(ServiceManagerTest, LastOneAddedHasTheName) {
-    const ndk::SpAIBinder other = ndk::SharedRefBase::make<TestPeer>()->asBinder();
-    ASSERT_EQ(AServiceManager_addService(mBinder.get(), "replaced"), EX_NONE);
-    ASSERT_EQ(AServiceManager_addService(other.get(), "replaced"), EX_NONE);
-    EXPECT_EQ(ndk::SpAIBinder(AServiceManager_checkService("replaced")), other);
-
-    // The end of a process takes only the names that are still its own.
-    PeerProcess replaced("replaced");
-    ASSERT_EQ(AServiceManager_addService(mBinder.get(), "replaced"), EX_NONE);
-    PeerProcess mark("mark");
-    replaced.child.kill();
-    mark.child.kill();
-    EXPECT_TRUE(eventually([] { return !AServiceManager_isDeclared("mark"); }));
-    EXPECT_EQ(ndk::SpAIBinder(AServiceManager_checkService("replaced")), mBinder);
+TEST_F(ServiceManagerTest, ObjectOfAVendorIsNotCalled) {
+    static AIBinder_Class* const twin = AIBinder_Class_define(
+            ITestPeer::descriptor, [](void*) -> void* { return nullptr; }, [](void*) {},
+            [](AIBinder*, transaction_code_t, const AParcel*, AParcel*) -> binder_status_t {
+                return STATUS_OK;
+            });
+    const PeerProcess process("strict");
+    ASSERT_NE(process.peer, nullptr);
+    // Declared for vendors' code only.
+    void* const mark = dlsym(RTLD_DEFAULT, "AIBinder_markVendorStability");
+    ASSERT_NE(mark, nullptr);
+    const ndk::SpAIBinder unstable(AIBinder_new(twin, nullptr));
+    reinterpret_cast<void (*)(AIBinder*)>(mark)(unstable.get());
+    // Others may not use anything but its name.
+    ndk::ScopedAParcel in;
+    ndk::ScopedAParcel out;
+    AIBinder* const binder = process.peer->asBinder().get();
+    ASSERT_EQ(AIBinder_prepareTransaction(binder, in.getR()), STATUS_OK);
+    ASSERT_EQ(AParcel_writeStrongBinder(in.get(), unstable.get()), STATUS_OK);
+    ASSERT_EQ(AParcel_writeInt32(in.get(), 1), STATUS_OK);
+    EXPECT_EQ(AIBinder_transact(binder, ITestPeer::TRANSACTION_descend, in.getR(), out.getR(), 0),
+              STATUS_BAD_TYPE);
 }
 
 TEST_F(ServiceManagerTest, NamesAreListed) {
+    EXPECT_FALSE(AServiceManager_isDeclared("listed"));
     ASSERT_EQ(AServiceManager_addServiceWithFlags(mBinder.get(), "listed",
                                                   ADD_SERVICE_ALLOW_ISOLATED),
               EX_NONE);
+    EXPECT_TRUE(AServiceManager_isDeclared("listed"));
     const std::optional<std::vector<std::string>> names = binder::listServices();
     ASSERT_TRUE(names.has_value());
     EXPECT_THAT(*names, Contains("listed"));
@@ -145,24 +144,6 @@ TEST_F(ServiceManagerTest, NamesAreListed) {
         static_cast<std::vector<std::string>*>(to)->emplace_back(name);
     });
     EXPECT_THAT(instances, testing::UnorderedElementsAre("default", "other"));
-}
-
-TEST_F(ServiceManagerTest, RegistrationsAreNotified) {
-    static std::atomic<AIBinder*> seen{nullptr};
-    const auto note = [](const char* instance, AIBinder* binder, void* cookie) {
-        EXPECT_STREQ(instance, static_cast<const char*>(cookie));
-        seen = binder;
-    };
-    static char name[] = "notified";
-    EXPECT_EQ(AServiceManager_registerForServiceNotifications("no name", note, name), nullptr);
-    EXPECT_EQ(AServiceManager_registerForServiceNotifications(name, nullptr, name), nullptr);
-    auto* const registration = AServiceManager_registerForServiceNotifications(name, note, name);
-    const ndk::SpAIBinder other = ndk::SharedRefBase::make<TestPeer>()->asBinder();
-    for (const ndk::SpAIBinder& binder : {mBinder, other}) {
-        ASSERT_EQ(AServiceManager_addService(binder.get(), name), EX_NONE);
-        EXPECT_TRUE(eventually([&] { return seen == binder.get(); }));
-    }
-    AServiceManager_NotificationRegistration_delete(registration);
 }
 
 TEST_F(ServiceManagerTest, PolledCommandsAreServedTurnByTurn) {
@@ -180,18 +161,6 @@ TEST_F(ServiceManagerTest, PolledCommandsAreServedTurnByTurn) {
     EXPECT_EQ(polled.hear(), "served");
     served = true;
     flooder.join();
-}
-
-TEST_F(ServiceManagerTest, WaitingEndsWhenTheNameAppears) {
-    EXPECT_EQ(AServiceManager_checkService("awaited"), nullptr);
-    ndk::SpAIBinder found[2];
-    std::thread waiter([&] { found[0].set(AServiceManager_waitForService("awaited")); });
-    std::thread getter([&] { found[1].set(AServiceManager_getService("awaited")); });
-    PeerProcess awaited("awaited");
-    waiter.join();
-    getter.join();
-    EXPECT_EQ(found[0], awaited.peer->asBinder());
-    EXPECT_EQ(found[1], awaited.peer->asBinder());
 }
 
 // Load tests show that another can follow, and that whoever waits for a name waits on meanwhile.

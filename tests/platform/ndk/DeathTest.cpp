@@ -7,7 +7,7 @@
 #include <android/binder_manager.h>
 #include <gtest/gtest.h>
 
-#include "tests/platform/TestPeer.h"
+#include "tests/platform/ndk/TestPeer.h"
 
 namespace platformtest {
 namespace {

@@ -1,4 +1,5 @@
 #include <climits>
+#include <memory>
 
 #include <android/binder_auto_utils.h>
 #include <android/binder_parcel.h>
@@ -7,7 +8,7 @@
 
 #include <gtest/gtest.h>
 
-#include "ParcelTest.h"
+#include "tests/platform/ndk/ParcelTest.h"
 
 /** What only this platform promises: a device crashes, leaks or does not care. */
 namespace {
@@ -69,12 +70,35 @@ TEST(StatusSafety, ThereIsOneOkStatus) {
     ScopedAStatus first = ScopedAStatus::ok();
     ScopedAStatus second = ScopedAStatus::fromStatus(STATUS_OK);
     EXPECT_EQ(first.get(), second.get());
-    second = {};
+    second = ScopedAStatus();
     EXPECT_TRUE(first.isOk());
 
     const ScopedAParcel parcel = parcelOf({EX_NONE});
     EXPECT_EQ(AParcel_readStatusHeader(parcel.get(), second.getR()), STATUS_OK);
     EXPECT_EQ(first.get(), second.get());
+}
+
+TEST(StatusSafety, NoneIsAFailedTransaction) {
+    const ScopedAStatus none;
+    EXPECT_EQ(none.getExceptionCode(), EX_TRANSACTION_FAILED);
+    EXPECT_EQ(none.getStatus(), STATUS_UNEXPECTED_NULL);
+    const ScopedAParcel parcel(AParcel_create());
+    EXPECT_EQ(AParcel_writeStatusHeader(parcel.get(), none.get()), STATUS_UNEXPECTED_NULL);
+}
+
+TEST(HolderDeathTest, ChangeDuringItsReleaseAborts) {
+    static ndk::SpAIBinder holder;
+    const auto race = [] {
+        AIBinder_Class* const clazz = AIBinder_Class_define(
+                "test.race", [](void*) -> void* { return nullptr; },
+                [](void*) { std::construct_at(&holder); },
+                [](AIBinder*, transaction_code_t, const AParcel*, AParcel*) -> binder_status_t {
+                    return STATUS_OK;
+                });
+        holder = ndk::SpAIBinder(AIBinder_new(clazz, nullptr));
+        holder.set(nullptr);
+    };
+    EXPECT_DEATH(race(), "");
 }
 
 }  // namespace

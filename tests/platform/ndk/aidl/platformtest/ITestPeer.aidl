@@ -1,7 +1,6 @@
 package platformtest;
 
 /** An object of a test process that does what tests ask of it. */
-@VintfStability
 interface ITestPeer {
     /** The bytes as far as they go, and zeros. */
     byte[] resize(in byte[] bytes, int size);
@@ -45,5 +44,4 @@ interface ITestPeer {
 
     /** Objects of this interface that the process has, this one included. */
     int liveObjects();
-    long heapBytes();
 }
