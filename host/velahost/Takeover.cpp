@@ -31,15 +31,18 @@ constexpr const char* kElse = ", or set BINDER_RUNTIME_DIR to a folder of your o
 struct Other {
     pid_t pid = 0;  // 0: no velahost
     unique_fd process;
-    ndk::ScopedAStatus asked;
+    ndk::ScopedAStatus asked{nullptr};
 };
 
 Other ask(bool replace) {
     const std::string name = std::string(IHost::descriptor) + "/default";
     // One that has just begun is about to publish itself.
+#pragma clang diagnostic push
+#pragma clang diagnostic ignored "-Wdeprecated-declarations"  // of those that wait, it ends
     const ndk::SpAIBinder binder(AServiceManager_getService(name.c_str()));
+#pragma clang diagnostic pop
     const auto host = IHost::fromBinder(binder);
-    if (host == nullptr) return {};
+    if (host == nullptr) return Other{};
     Other other{.pid = binder::servingProcess(binder.get())};
     other.process.reset(static_cast<int>(syscall(SYS_pidfd_open, other.pid, 0)));
     if (replace) other.asked = host->end();
