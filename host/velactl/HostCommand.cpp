@@ -42,7 +42,7 @@ Failure printState(IHost& host) {
     std::string text;
     for (const std::string& line : state)
         text += (text.empty() ? "" : "\n") + line;
-    printResult(text.empty() ? "nothing is written, nothing spoilt" : text, state);
+    printResult((text.empty() ? "nothing is written, nothing spoilt" : text) + "\n", state);
     return {};
 }
 

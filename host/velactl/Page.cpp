@@ -78,7 +78,8 @@ Failure writePage(const std::string& file, std::string output) {
         clients.insert(call.client);
     }
     printResult(output + ": " + countText(requests, "request") + " and " +
-                        countText(events, "event") + " of " + countText(clients.size(), "client"),
+                        countText(events, "event") + " of " + countText(clients.size(), "client") +
+                        "\n",
                 {{"page", output},
                  {"requests", requests},
                  {"events", events},

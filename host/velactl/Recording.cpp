@@ -131,9 +131,10 @@ Failure parseRecording(std::istream& in, const std::string& file, Recording* out
     if (!header.is_object() || header.value("recording", Json()) != 1) {
         return usageError(at(1) + "not a recording of velahost --record");
     }
-    if (header.value("interface", Json()) != IVela::descriptor) {
-        return usageError(at(1) + "a recording of " + header.value("interface", Json()).dump() +
-                          ", not of " + IVela::descriptor);
+    const Json interface = header.value("interface", Json(IVela::descriptor));
+    if (interface != IVela::descriptor) {
+        return usageError(at(1) + "a recording of " + interface.dump() + ", not of " +
+                          IVela::descriptor);
     }
     out->cut = true;
     for (size_t i = 1; i < out->text.size(); ++i) {

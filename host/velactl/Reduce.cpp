@@ -166,7 +166,7 @@ Failure reduce(const std::string& file, std::string output, std::vector<std::str
     printResult(output + ": " + std::to_string(search.left()) + " of " +
                         std::to_string(recording.calls.size()) + " calls, for which it ends with " +
                         std::to_string(search.code()) + ", found in " +
-                        std::to_string(search.runs()) + " runs",
+                        std::to_string(search.runs()) + " runs\n",
                 {{"recording", output},
                  {"calls", search.left()},
                  {"of", recording.calls.size()},
@@ -193,7 +193,7 @@ Failure trim(const std::string& file, std::string output, int64_t from, int64_t 
     const size_t needed = kept.size() - part.size();
     printResult(output + ": " + std::to_string(part.size()) + " of " +
                         std::to_string(recording.calls.size()) + " calls, and " +
-                        std::to_string(needed) + " before that they need",
+                        std::to_string(needed) + " before that they need\n",
                 {{"recording", output},
                  {"calls", part.size()},
                  {"of", recording.calls.size()},

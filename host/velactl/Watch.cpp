@@ -65,8 +65,8 @@ std::string textOf(const Json& line) {
 bool print(const std::string& text, const Filter& filter) {
     const Json line = Json::parse(text, nullptr, false);
     if (!line.is_object() || line.contains("end")) return false;
-    if (line.contains("recording")) printResult("watching; Ctrl-C ends it", {{"watching", true}});
-    if (isShown(line, filter)) printResult(textOf(line), line);
+    if (line.contains("recording")) printResult("watching; Ctrl-C ends it\n", {{"watching", true}});
+    if (isShown(line, filter)) printResult(textOf(line) + "\n", line);
     return true;
 }
 
