@@ -1,5 +1,6 @@
 #include "host/chip/ChipObserver.h"
 
+#include <cstdint>
 #include <cstring>
 #include <utility>
 
@@ -103,7 +104,9 @@ ChipFault ObservedCall::fault() {
         const auto fault = observer->fault(*mCall);
         if (!fault) continue;
         if (fault->status && *fault->status < 0) {
-            const char* const name = strerrorname_np(-*fault->status);
+            // The least status has no positive counterpart, and no name.
+            const char* const name =
+                    *fault->status == INT32_MIN ? nullptr : strerrorname_np(-*fault->status);
             const std::string error = name != nullptr ? name : std::to_string(*fault->status);
             tellRefusal(std::string(mCall->operation) + ": " + error + " by a fault");
         }
