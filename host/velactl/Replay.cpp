@@ -290,7 +290,8 @@ void printOutcome(const Recording& recording, const Replay& replay) {
     const auto isBefore = [&differences](const RecordedCall& it) {
         return it.kind == Kind::kRequest && it.line < differences.front().line;
     };
-    if (!differences.empty() && std::ranges::count_if(recording.calls, isBefore) < kFirstRequests) {
+    if (!differences.empty() &&
+        std::count_if(recording.calls.begin(), recording.calls.end(), isBefore) < kFirstRequests) {
         note("",
              "one of the first requests differs: is the service fresh? scripts/with-host BIN "
              "velactl "
@@ -304,7 +305,7 @@ void printOutcome(const Recording& recording, const Replay& replay) {
 Failure replay(const std::shared_ptr<Recording>& recording, std::chrono::milliseconds patience,
                bool* equal) {
     const auto isRequest = [](const RecordedCall& it) { return it.kind == Kind::kRequest; };
-    if (std::ranges::none_of(recording->calls, isRequest)) {
+    if (std::none_of(recording->calls.begin(), recording->calls.end(), isRequest)) {
         return usageError(recording->file + ": there is no request in it to replay");
     }
     Replay replay(recording, patience);

@@ -57,8 +57,8 @@ Json SessionReport::summaryJson() const {
 }
 
 std::string SessionReport::junit() const {
-    const auto failures = std::ranges::count_if(
-            mCases, [](const auto& it) { return !it.second.failure.empty(); });
+    const auto failures = std::count_if(mCases.begin(), mCases.end(),
+                                        [](const auto& it) { return !it.second.failure.empty(); });
     const std::chrono::duration<double> time = std::chrono::steady_clock::now() - mStart;
     std::string text = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuite" +
                        attribute("name", mName) +

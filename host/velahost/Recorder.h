@@ -60,7 +60,7 @@ class Recorder : public CallTap, public Writer {
     };
 
     /** Since the recording began. */
-    [[nodiscard]] int64_t microseconds() const;
+    [[nodiscard]] int64_t microseconds() const REQUIRES(mLock);
 
     /** Objects to be given up after the lock: the last reference's end runs foreign code. */
     using Held = std::vector<ndk::SpAIBinder>;
