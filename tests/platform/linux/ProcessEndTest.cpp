@@ -96,16 +96,19 @@ TEST(ProcessEndTest, ForkedChildsExitHarmsNobody) {
 }
 
 TEST(ProcessEndTest, ProcessThatBecomesAnotherProgramIsDeadAtTheNextCall) {
-    harness::Child changing("changing");
-    ASSERT_EQ(changing.hear(), "ready");
-    const std::shared_ptr<ITestPeer> peer = peerNamed("changing");
-    ASSERT_NE(peer, nullptr);
-    EXPECT_EQ(AIBinder_ping(peer->asBinder().get()), STATUS_OK);
-    changing.say("go on");
-    ASSERT_EQ(changing.hear(), "changed");
-    EXPECT_EQ(AIBinder_ping(peer->asBinder().get()), STATUS_DEAD_OBJECT);
-    EXPECT_FALSE(AIBinder_isAlive(peer->asBinder().get()));
-    EXPECT_EQ(changing.finish(), 0);
+    for (const bool oneway : {false, true}) {
+        harness::Child changing("changing");
+        ASSERT_EQ(changing.hear(), "ready");
+        const std::shared_ptr<ITestPeer> peer = peerNamed("changing");
+        ASSERT_NE(peer, nullptr);
+        AIBinder* const binder = peer->asBinder().get();
+        EXPECT_EQ(AIBinder_ping(binder), STATUS_OK);
+        changing.say("go on");
+        ASSERT_EQ(changing.hear(), "changed");
+        EXPECT_EQ(oneway ? peer->post(1).getStatus() : AIBinder_ping(binder), STATUS_DEAD_OBJECT);
+        EXPECT_FALSE(AIBinder_isAlive(binder));
+        EXPECT_EQ(changing.finish(), 0);
+    }
 }
 
 }  // namespace

@@ -176,10 +176,10 @@ TEST_F(HandOverTest, KilledRelaysTakeNoReferenceOfOthers) {
             relay.kill();
         EXPECT_TRUE(mPeer->callKept().isOk());
     }
-    ASSERT_TRUE(mPeer->keep(nullptr).isOk());
-    // This one, and that of the object itself.
-    EXPECT_TRUE(eventually([&] { return AIBinder_debugGetRefCount(binder.get()) == 1; }))
-            << AIBinder_debugGetRefCount(binder.get());
+    // A killed relay's last call may still run. One reference is left.
+    EXPECT_TRUE(eventually([&] {
+        return mPeer->keep(nullptr).isOk() && AIBinder_debugGetRefCount(binder.get()) == 1;
+    })) << AIBinder_debugGetRefCount(binder.get());
 }
 
 }  // namespace

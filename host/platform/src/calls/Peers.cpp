@@ -200,6 +200,7 @@ void Peers::ended(Peer& peer) {
 }
 
 binder_status_t Peers::connectionBroke(Route& route, Connection* connection) {
+    if (route.isDead()) return STATUS_DEAD_OBJECT;
     // Whoever has seen the end of a process must not find it alive in the next moment.
     const bool isNews = connection == nullptr || connection->noteBroken();
     if (route.peer()->hasEnded(isNews ? kEndOfProcess : std::chrono::milliseconds(0))) {
@@ -214,6 +215,7 @@ binder_status_t Peers::connectionBroke(Route& route, Connection* connection) {
                  route.peer()->pid());
         return STATUS_FAILED_TRANSACTION;
     }
+    if (status == STATUS_DEAD_OBJECT) routeEnded(route);
     return status;
 }
 

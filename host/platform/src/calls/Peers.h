@@ -48,9 +48,9 @@ class Peers {
     std::shared_ptr<Route> route(const std::string& name);
 
     /**
-     * For a caller whose connection over the route broke: STATUS_DEAD_OBJECT when that was the
-     * process's death, which is then known, else STATUS_FAILED_TRANSACTION. Waits for a moment,
-     * once for the connection, which may be null.
+     * For a caller whose connection over the route broke, or who got none (null):
+     * STATUS_DEAD_OBJECT when the process has ended or does not listen any more, which is then
+     * known, else STATUS_FAILED_TRANSACTION. Waits for a moment, once for a connection.
      */
     binder_status_t connectionBroke(Route& route, Connection* connection);
     /** Somebody listens there: the route is kept for later calls as long as that lasts. */

@@ -36,10 +36,7 @@ std::shared_ptr<Connection> Route::connect(ConnectionKind kind, binder_status_t*
     if (isDead()) return nullptr;
     ucred credentials{};
     android::base::unique_fd socket = mPeers.self().connect(mName, &credentials, status);
-    if (socket < 0) {
-        if (*status == STATUS_DEAD_OBJECT) mPeers.routeEnded(*this);
-        return nullptr;
-    }
+    if (socket < 0) return nullptr;
     Charge charge(mPeer->account(), Resource::kDescriptors, 1);
     if (!charge.isMade()) {
         *status = STATUS_FAILED_TRANSACTION;

@@ -31,7 +31,7 @@ class Route : public std::enable_shared_from_this<Route> {
     /** Lets go of all connections for good; true the first time. */
     bool end();
 
-    /** Null with *status set when there is none: STATUS_DEAD_OBJECT when the route is dead now. */
+    /** Null with *status set when there is none: STATUS_DEAD_OBJECT when nobody listens there. */
     std::shared_ptr<Connection> connect(ConnectionKind kind, binder_status_t* status);
     /** Lets go of one that is of no more use. */
     void drop(const std::shared_ptr<Connection>& connection) { mPeer->remove(connection); }

@@ -106,7 +106,8 @@ binder_status_t callAndWait(Peers& peers, Route& route, const Outgoing& call,
         return status;
     }
     const Line line{.peer = route.peer(), .connection = route.take(&status)};
-    if (line.connection == nullptr) return status;
+    if (line.connection == nullptr)
+        return status == kBroken ? peers.connectionBroke(route, nullptr) : status;
     status = exchange(peers, route, line, call, deadline, out, &broken);
     if (broken) {
         route.drop(line.connection);
