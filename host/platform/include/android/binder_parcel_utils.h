@@ -246,10 +246,7 @@ binder_status_t AParcel_readData(const AParcel* parcel, T* value) {
     static_assert(!std::same_as<T, uint8_t>, "a single byte is signed");
     if constexpr (impl::Scalar<T>) {
         using W = typename impl::Wire<T>::type;
-        W wire = {};
-        const binder_status_t status = impl::FunctionsOf<W>::read(parcel, &wire);
-        if (status == STATUS_OK) *value = static_cast<T>(wire);
-        return status;
+        return impl::FunctionsOf<W>::read(parcel, reinterpret_cast<W*>(value));
     } else if constexpr (std::same_as<T, std::string>) {
         return AParcel_readString(parcel, value);
     } else if constexpr (impl::List<T>) {

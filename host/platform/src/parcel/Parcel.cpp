@@ -76,6 +76,11 @@ void AParcel::clear() {
     mCapacity = kInlineSize;
     mSize = 0;
     mPosition = 0;
+    noteChange();
+}
+
+void AParcel::noteChange() {
+    mPlain = mObjects.empty() ? mSize : mObjects.front().offset;
 }
 
 bool AParcel::growTo(size_t capacity) {
@@ -99,6 +104,7 @@ uint8_t* AParcel::resetForReceive(size_t size) {
 uint8_t* AParcel::resizeForReceive(size_t size) {
     if (!growTo(size)) return nullptr;
     mSize = size;
+    noteChange();
     return mData;
 }
 
@@ -122,6 +128,7 @@ uint8_t* AParcel::place(size_t size) {
     uint8_t* const room = mData + mPosition;
     mPosition = end;
     mSize = std::max(mSize, end);
+    noteChange();
     return room;
 }
 
@@ -134,9 +141,11 @@ uint8_t* AParcel::writeInPlace(size_t size) {
 
 binder_status_t AParcel::readInPlace(size_t size, const uint8_t** bytes) const {
     if (size > available() || padded(size) > available()) return STATUS_NOT_ENOUGH_DATA;
-    const auto object = firstBehind(mObjects, mPosition);
-    if (object != mObjects.end() && object->offset < mPosition + size) {
-        return STATUS_PERMISSION_DENIED;
+    if (mPosition + size > mPlain) {
+        const auto object = firstBehind(mObjects, mPosition);
+        if (object != mObjects.end() && object->offset < mPosition + size) {
+            return STATUS_PERMISSION_DENIED;
+        }
     }
     *bytes = mData + mPosition;
     mPosition += padded(size);
@@ -170,6 +179,7 @@ binder_status_t AParcel::adoptObject(const Object& object) {
         return STATUS_BAD_VALUE;
     }
     mObjects.push_back(object);
+    noteChange();
     return STATUS_OK;
 }
 
@@ -184,6 +194,7 @@ binder_status_t AParcel::writeSlot(const Object& object) {
         return status;
     }
     mObjects.insert(firstBehind(mObjects, object.offset), object);
+    noteChange();
     return STATUS_OK;
 }
 
@@ -270,6 +281,7 @@ binder_status_t AParcel::appendFrom(const AParcel& from, size_t start, size_t si
     // A parcel may be appended to itself, and growing it has moved its data.
     memmove(mData + position, from.mData + start, size);
     mObjects.insert(firstBehind(mObjects, position), copies.begin(), copies.end());
+    noteChange();
     return STATUS_OK;
 }
 

@@ -103,9 +103,9 @@ struct AParcel {
         static_assert(sizeof(T) % 4 == 0);
         const size_t begin = mPosition;
         const size_t end = begin + sizeof(T);
-        if (begin > mSize || end > mCapacity || !mObjects.empty()) return writeElsewhere(value);
+        if (begin > mPlain || end > mCapacity || !mObjects.empty()) return writeElsewhere(value);
         mPosition = end;
-        if (mSize < end) mSize = end;
+        if (mPlain < end) mSize = mPlain = end;
         memcpy(mData + begin, &value, sizeof(T));
         return STATUS_OK;
     }
@@ -114,9 +114,8 @@ struct AParcel {
     const {
         static_assert(sizeof(T) % 4 == 0);
         const size_t begin = mPosition;
-        const size_t end = begin + sizeof(T);
-        if (end > mSize || begin > end || !mObjects.empty()) return readBytes(value, sizeof(T));
-        mPosition = end;
+        if (begin + sizeof(T) > mPlain) return readBytes(value, sizeof(T));
+        mPosition = begin + sizeof(T);
         memcpy(value, mData + begin, sizeof(T));
         return STATUS_OK;
     }
@@ -143,17 +142,20 @@ struct AParcel {
     binder_status_t writeBytes(const void* bytes, size_t size);
     binder_status_t readBytes(void* bytes, size_t size) const;
 
+    void noteChange();
     uint8_t* place(size_t size);
     bool growTo(size_t capacity);
     void releaseObjects(size_t begin, size_t end);
     binder_status_t writeSlot(const Object& object);
     binder_status_t readSlot(bool* isNull, const Object** object) const;
 
-    alignas(8) uint8_t mInline[kInlineSize];
+    // Positions are those of an int32_t: nothing that is added to one overflows.
+    mutable size_t mPosition = 0;
+    size_t mPlain = 0;  // where the data ends, or its first object begins
     uint8_t* mData = mInline;
     size_t mSize = 0;
     size_t mCapacity = kInlineSize;
-    mutable size_t mPosition = 0;
     std::vector<Object> mObjects;
     const AIBinder* mTarget = nullptr;
+    alignas(8) uint8_t mInline[kInlineSize];
 };

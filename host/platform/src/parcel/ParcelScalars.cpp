@@ -42,14 +42,13 @@ binder_status_t readBlock(const AParcel* parcel, void* arrayData,
     int32_t length = 0;
     binder_status_t status = readLength(parcel, sizeof(T), &length);
     if (status != STATUS_OK) return status;
-    const size_t size = length > 0 ? static_cast<size_t>(length) * sizeof(T) : 0;
+    T* array = nullptr;
+    if (length <= 0) return allocator(arrayData, length, &array) ? STATUS_OK : refused(length);
+    const size_t size = static_cast<size_t>(length) * sizeof(T);
     const uint8_t* bytes = nullptr;
     status = parcel->readInPlace(size, &bytes);
     if (status != STATUS_OK) return status;
-    T* array = nullptr;
-    if (!allocator(arrayData, length, &array)) return refused(length);
-    if (length <= 0) return STATUS_OK;
-    if (array == nullptr) return STATUS_NO_MEMORY;
+    if (!allocator(arrayData, length, &array) || array == nullptr) return STATUS_NO_MEMORY;
     memcpy(array, bytes, size);
     return STATUS_OK;
 }
