@@ -9,9 +9,7 @@
 #include <benchmark/benchmark.h>
 
 #include "bench/Interleaved.h"
-#include "bench/Records.h"
 #include "tests/support/Allocations.h"
-#include "translate/AidlToHidl.h"
 #include "translate/HidlToAidl.h"
 
 namespace {
@@ -123,22 +121,6 @@ BENCHMARK(fixedConfig)
         ->Arg(16)
         ->Arg(256)
         ->ArgName("elements")
-        ->UseManualTime();
-
-/** Floor: a deep copy of the finished record. */
-void layerStack(benchmark::State& state) {
-    V1_1::LayerStack stack;
-    (void)lmfg::a2h::translate(bench::makeStack(static_cast<size_t>(state.range(0)),
-                                                static_cast<size_t>(state.range(1))),
-                               &stack);
-    display::LayerStack finished;
-    (void)lmfg::h2a::translate(stack, &finished);
-    answer<display::LayerStack>(state, stack, [&](const auto&) { return finished; });
-}
-BENCHMARK(layerStack)
-        ->Name("h2a/LayerStack")
-        ->ArgsProduct({{1, 8, 128}, {0, 16, 256}})
-        ->ArgNames({"layers", "elements"})
         ->UseManualTime();
 
 }  // namespace

@@ -11,17 +11,12 @@ namespace bench {
 
 using Clock = std::chrono::steady_clock;
 
-/** The middle value; the list is reordered. */
-inline double median(std::vector<double>& values) {
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return *middle;
-}
-
-inline double percentile99(std::vector<double>& values) {
-    const auto last = values.begin() + static_cast<std::ptrdiff_t>(values.size() * 99 / 100);
-    std::nth_element(values.begin(), last, values.end());
-    return *last;
+/** What so many of all values do not exceed, 0.5 for the middle one; the list is reordered. */
+inline double quantile(std::vector<double>& values, double share) {
+    const auto at = values.begin() +
+                    static_cast<std::ptrdiff_t>(static_cast<double>(values.size() - 1) * share);
+    std::nth_element(values.begin(), at, values.end());
+    return *at;
 }
 
 /** Of all the calls together; with `each`, of every single one as well. */
@@ -82,12 +77,12 @@ void interleave(benchmark::State& state, Measured measured, Floor floor,
         ratios.push_back(time / floorTime);
         state.SetIterationTime((time + floorTime) / 1e9);
     }
-    state.counters["ns"] = median(measuredTimes);
-    state.counters["floor_ns"] = median(floorTimes);
-    state.counters["ratio"] = median(ratios);
+    state.counters["ns"] = quantile(measuredTimes, 0.5);
+    state.counters["floor_ns"] = quantile(floorTimes, 0.5);
+    state.counters["ratio"] = quantile(ratios, 0.5);
     if (eachOut == nullptr) return;
-    state.counters["p99_us"] = percentile99(each) / 1000;
-    state.counters["floor_p99_us"] = percentile99(floorEach) / 1000;
+    state.counters["p99_us"] = quantile(each, 0.99) / 1000;
+    state.counters["floor_p99_us"] = quantile(floorEach, 0.99) / 1000;
 }
 
 }  // namespace bench

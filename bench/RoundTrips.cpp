@@ -1,13 +1,21 @@
 // What a call of the service in another process costs beside an echo of the same bytes over a Unix
-// socket, on one processor and across two; and an event with its answer, which goes the other way.
+// socket, on one processor and across two; an event with its answer, which goes the other way; and
+// what other channels of this machine take.
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <memory>
+#include <new>
 #include <optional>
 #include <string>
 #include <vector>
+
+#include <linux/futex.h>
+#include <sys/mman.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <android/binder_manager.h>
 #include <android/binder_parcel_utils.h>
@@ -63,6 +71,76 @@ void serve(const bench::Channel& parent, const std::string& name) {
     }
 }
 
+/** A pipe each way. */
+class Pipes {
+  public:
+    Pipes() { check(pipe(mThere) == 0 && pipe(mBack) == 0, "pipe"); }
+
+    void serve() {
+        for (char byte = 0; read(mThere[0], &byte, 1) == 1 && write(mBack[1], &byte, 1) == 1;) {
+        }
+    }
+    void exchange() {
+        char byte = 0;
+        check(write(mThere[1], &byte, 1) == 1 && read(mBack[0], &byte, 1) == 1, "pipe");
+    }
+
+  private:
+    int mThere[2];
+    int mBack[2];
+};
+
+/** A word of shared memory that says whose turn it is, and a futex to wait at it. */
+class SharedWord {
+  public:
+    SharedWord()
+        : mTurn(new (mmap(nullptr, sizeof(Turn), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS,
+                          -1, 0)) Turn(kAsker)) {}
+
+    void serve() {
+        for (;;) {
+            await(kServer);
+            give(kAsker);
+        }
+    }
+    void exchange() {
+        give(kServer);
+        await(kAsker);
+    }
+
+  private:
+    using Turn = std::atomic<uint32_t>;
+    static constexpr uint32_t kAsker = 0;
+    static constexpr uint32_t kServer = 1;
+
+    void give(uint32_t whose) {
+        mTurn->store(whose);
+        syscall(SYS_futex, mTurn, FUTEX_WAKE, 1, nullptr, nullptr, 0);
+    }
+    void await(uint32_t whose) {
+        while (mTurn->load() != whose)
+            syscall(SYS_futex, mTurn, FUTEX_WAIT, 1 - whose, nullptr, nullptr, 0);
+    }
+
+    Turn* mTurn;
+};
+
+/** Serves a channel on that processor, in a process of its own. */
+template <typename T>
+class Served {
+  public:
+    explicit Served(int processor)
+        : mChild([this, processor](bench::Channel /*parent*/) {
+              bench::runOn(processor);
+              mChannel.serve();
+          }) {}
+    void exchange() const { mChannel.exchange(); }
+
+  private:
+    mutable T mChannel;
+    const bench::Child mChild;
+};
+
 /** The processes on one processor. */
 struct Side {
     Side(int processor, const std::string& name)
@@ -71,6 +149,8 @@ struct Side {
               bench::runOn(processor);
               bench::serveEcho(parent);
           }),
+          pipes(processor),
+          memory(processor),
           server([&](bench::Channel parent) {
               bench::runOn(processor);
               serve(parent, name);
@@ -78,6 +158,8 @@ struct Side {
 
     const std::string serviceName;
     const bench::Child echo;
+    const Served<Pipes> pipes;
+    const Served<SharedWord> memory;
     const bench::Child server;
     std::shared_ptr<display::IVela> vela;
     std::shared_ptr<display::IVelaComposerClient> client;
@@ -100,11 +182,29 @@ uint32_t requestSize(const std::shared_ptr<ndk::ICInterface>& target, Write writ
     return static_cast<uint32_t>(AParcel_getDataSize(parcel.get()));
 }
 
-template <typename Call>
-void measure(benchmark::State& state, const Side& side, bench::EchoSizes sizes, Call call) {
+/** What the two sides of a call have to do with its values: write them, read them into new ones. */
+template <typename T>
+void throughParcel(const T& values) {
+    const ndk::ScopedAParcel parcel(AParcel_create());
+    ndk::AParcel_writeData(parcel.get(), values);
+    AParcel_setDataPosition(parcel.get(), 0);
+    T out;
+    ndk::AParcel_readData(parcel.get(), &out);
+    benchmark::DoNotOptimize(&out);
+}
+
+/** Floor: an echo of the same bytes, and parcels(). */
+template <typename Call, typename Parcels = void (*)()>
+void measure(
+        benchmark::State& state, const Side& side, bench::EchoSizes sizes, Call call,
+        Parcels parcels = [] {}) {
     std::vector<char> buffer(std::max(sizes.request, sizes.reply));
     bench::interleave(
-            state, call, [&] { bench::exchangeEcho(side.echo.channel(), sizes, &buffer); },
+            state, call,
+            [&] {
+                parcels();
+                bench::exchangeEcho(side.echo.channel(), sizes, &buffer);
+            },
             bench::Report::kMediansAndP99, std::chrono::microseconds(200));
     state.counters["bytes"] = sizes.request;
     state.counters["reply_bytes"] = sizes.reply;
@@ -140,8 +240,10 @@ void eightLayers(benchmark::State& state, const Side& side) {
         AParcel_writeInt64(parcel, 0);
         ndk::AParcel_writeData(parcel, stack);
     });
-    measure(state, side, {request, kStatusSize},
-            [&] { check(side.client->buildLayerStack(0, stack).isOk(), "buildLayerStack"); });
+    measure(
+            state, side, {request, kStatusSize},
+            [&] { check(side.client->buildLayerStack(0, stack).isOk(), "buildLayerStack"); },
+            [&] { throughParcel(stack); });
 }
 
 void event(benchmark::State& state, const Side& side) {
@@ -158,6 +260,17 @@ void event(benchmark::State& state, const Side& side) {
     measure(state, side, {request, reply}, [&] {
         check(library.configChanged(0, 1, values).size() == values.size(), "configChanged");
     });
+}
+
+/** An exchange of a byte. Floor: the same over a socket. */
+template <auto Side::*kChannel>
+void channel(benchmark::State& state, const Side& side) {
+    constexpr bench::EchoSizes kSizes{.request = sizeof(bench::EchoSizes), .reply = 1};
+    std::vector<char> buffer(kSizes.request);
+    bench::interleave(
+            state, [&] { (side.*kChannel).exchange(); },
+            [&] { bench::exchangeEcho(side.echo.channel(), kSizes, &buffer); },
+            bench::Report::kMedians, std::chrono::microseconds(200));
 }
 
 // Set by main(): on this processor, and on another one if there is one.
@@ -197,6 +310,15 @@ BENCHMARK(twoCores<integers<65'536>>)
         ->UseManualTime();
 BENCHMARK(twoCores<eightLayers>)->Name("round trip/eight layers, two cores")->UseManualTime();
 BENCHMARK(twoCores<event>)->Name("round trip/event with its answer, two cores")->UseManualTime();
+
+BENCHMARK(oneCore<channel<&Side::pipes>>)->Name("channel/pipe, one core")->UseManualTime();
+BENCHMARK(oneCore<channel<&Side::memory>>)
+        ->Name("channel/shared memory, one core")
+        ->UseManualTime();
+BENCHMARK(twoCores<channel<&Side::pipes>>)->Name("channel/pipe, two cores")->UseManualTime();
+BENCHMARK(twoCores<channel<&Side::memory>>)
+        ->Name("channel/shared memory, two cores")
+        ->UseManualTime();
 
 }  // namespace
 

@@ -1,6 +1,7 @@
 #include <sched.h>
 #include <sys/stat.h>
 
+#include <cctype>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
@@ -161,10 +162,10 @@ INSTANTIATE_TEST_SUITE_P(LoadTest, StarvedTest,
                                          Starved{false, "binder:io"},
                                          Starved{false, "binder:main"}),
                          [](const auto& test) {
-                             std::string name = test.param.isOwner ? "Owner" : "Forwarder";
-                             return name + (test.param.thread == nullptr
-                                                    ? "Itself"
-                                                    : std::string(test.param.thread).substr(7));
+                             const char* const thread = test.param.thread;
+                             std::string name = thread == nullptr ? "itself" : thread + 7;
+                             name[0] = static_cast<char>(std::toupper(name[0]));
+                             return (test.param.isOwner ? "Owner" : "Forwarder") + name;
                          });
 
 }  // namespace
