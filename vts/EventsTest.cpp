@@ -62,16 +62,20 @@ constexpr Kind kComposer = Kind::kCompositor;
 const std::map<std::string, Event> kEvents = {
         {"IVelaCallback_onFeatureChanged", {Kind::kCallback, "feature 9 4 5", "9 { 4, 5 }"}},
         {"ISoftVelaClient_setConfig",
-         {kSoft, "soft-set 5 2 3", "5 2 { 3 }", "-> 7", "-> -1", "-> -1", "-> -1"}},
+         {kSoft, "soft-set 4294967301 2 3", "4294967301 2 { 3 }", "-> 7", "-> -1", "-> -1",
+          "-> -1"}},
         {"ISoftVelaClient_getConfig",
-         {kSoft, "soft-get 5 2 3", "5 2 { 3 }", "-> 0 [7]", "-> -9 []", "-> 0 []", "-> -1 []"}},
+         {kSoft, "soft-get 4294967301 2 3", "4294967301 2 { 3 }", "-> 0 [7]", "-> -9 []", "-> 0 []",
+          "-> -1 []"}},
         {"IVelaComposerCallback_onConfigChanged",
-         {kComposer, "config 1 2 3", "1 2 { 3 }", "-> [7]", "-> []", "-> []"}},
-        {"IVelaComposerCallback_onRefreshRequested", {kComposer, "refresh 4", "4"}},
-        {"IVelaComposerCallback_onDisplayPowerChanged", {kComposer, "power 0 2", "0 2"}},
+         {kComposer, "config 4294967301 2 3", "4294967301 2 { 3 }", "-> [7]", "-> []", "-> []"}},
+        {"IVelaComposerCallback_onRefreshRequested",
+         {kComposer, "refresh 4294967301", "4294967301"}},
+        {"IVelaComposerCallback_onDisplayPowerChanged",
+         {kComposer, "power 4294967301 2", "4294967301 2"}},
         {"IVelaComposerCallback_onContentSamplingRequested",
-         {kComposer, "sample 0 5 6", "0 5 6", "-> 7 [1] [2,2] [3] [4]", "-> 0 [] [] [] []",
-          "-> 0 [] [] [] []"}},
+         {kComposer, "sample 4294967301 5 -4294967302", "4294967301 5 -4294967302",
+          "-> 7 [1] [2,2] [3] [4]", "-> 0 [] [] [] []", "-> 0 [] [] [] []"}},
 };
 
 std::vector<std::string> events() {
