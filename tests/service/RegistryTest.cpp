@@ -6,6 +6,7 @@
 namespace aidl::vendor::lumenforge::hardware::display {
 namespace {
 
+using testing::ElementsAre;
 using testing::IsEmpty;
 using vela::test::debugLine;
 using Member = lmfg::VelaServiceCallbacks::Member;
@@ -37,6 +38,8 @@ class RegistryTest : public ServiceTest {
 
 TEST_F(RegistryTest, NullUnregistersItsKindAndIsNoErrorForAnUnknownIdentifier) {
     addBoth(-1);
+    auto ofCallback = mSpy.begin();
+    auto ofSoft = mSpy.begin();
     EXPECT_EQ("ok", told(mService->registerCallback(7, nullptr)));
     EXPECT_EQ("ok", told(mService->registerSoftVelaClient(7, nullptr)));
     EXPECT_EQ(mSpy.unlinked(), 0u);
@@ -45,11 +48,19 @@ TEST_F(RegistryTest, NullUnregistersItsKindAndIsNoErrorForAnUnknownIdentifier) {
     EXPECT_EQ(raise(), "-1(0 0 {})");
     mLog.take();
     EXPECT_EQ("ok", told(mService->registerSoftVelaClient(-1, nullptr)));
-    EXPECT_THAT(mLog.take(), testing::ElementsAre(debugLine(
+    EXPECT_THAT(mLog.take(), ElementsAre(debugLine(
                                      "Register soft vela client: 0xffffffffffffffff,%p", nullptr)));
     EXPECT_TRUE(isForgotten(mSofts[0]));
     EXPECT_EQ(mSpy.unlinked(), 2u);
     EXPECT_EQ(mSpy.recipients(), 0u);
+    // A death that is noticed now still has its line.
+    ofCallback.deliver();
+    ofSoft.deliver();
+    EXPECT_THAT(
+            mLog.take(),
+            ElementsAre(
+                    debugLine("%s", "Noticed AIDL death of IVelaCallback 0xffffffffffffffff"),
+                    debugLine("%s", "Noticed AIDL death of ISoftVelaClient 0xffffffffffffffff")));
 }
 
 TEST_F(RegistryTest, DeathRemovesTheClientOfItsKindAndIdentifier) {
