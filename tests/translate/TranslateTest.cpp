@@ -120,6 +120,17 @@ void checkComplete(const R& record) {
     }
 }
 
+/** Whether a record clears the memory in which it is made. */
+template <typename R>
+void checkCleared() {
+    std::vector<unsigned char> memory(sizeof(R), 0x55);
+    auto* const record = new (memory.data()) R;
+    const Json fields = Codec<R>::write(*record).flatten();
+    for (const auto& [field, value] : fields.items())
+        EXPECT_TRUE(value.is_null() || value == 0) << field << ' ' << value;
+    record->~R();
+}
+
 template <typename In, typename Out>
 void check() {
     constexpr bool kAppends = requires(const Out& out) {
@@ -128,6 +139,8 @@ void check() {
     SCOPED_TRACE(std::string("to ") + testing::internal::GetTypeName<Out>());
     checkComplete(In());
     checkComplete(Out());
+    checkCleared<In>();
+    checkCleared<Out>();
     std::mt19937_64 generator(1);
     for (int round = 0; round < 100; ++round) {
         const In in = Arbitrary{&generator};
