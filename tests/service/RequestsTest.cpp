@@ -1,12 +1,7 @@
 #include <fcntl.h>
-#include <sys/resource.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
-#include <csignal>
-#include <cstdio>
 
 #include "tests/service/ServiceTest.h"
+#include "tests/support/SystemSpy.h"
 
 namespace aidl::vendor::lumenforge::hardware::display {
 namespace {
@@ -72,22 +67,13 @@ TEST_F(RequestsTest, FailWithoutTheLibraryAndLeaveTheOutParameterAlone) {
     EXPECT_EQ("-1 { 'M' (77, 0x4D) }", ask(*mDegraded, &V::panelReadWrite));
 }
 
-/** What dump() writes, one element per write. */
-std::vector<std::string> dumped(VelaDefault& service) {
-    int sockets[2] = {-1, -1};
-    EXPECT_EQ(socketpair(AF_UNIX, SOCK_DGRAM, 0, sockets), 0);
-    const char* arguments[] = {"ignored"};
-    EXPECT_EQ(service.dump(sockets[0], arguments, 1), STATUS_OK);
-    std::vector<std::string> writes;
-    std::string buffer(10'000, '\0');
-    for (ssize_t size; (size = recv(sockets[1], buffer.data(), buffer.size(), MSG_DONTWAIT)) >= 0;)
-        writes.push_back(buffer.substr(0, static_cast<size_t>(size)));
-    close(sockets[0]);
-    close(sockets[1]);
-    return writes;
-}
-
-TEST_F(RequestsTest, DumpWritesTheLibrarysTextAtOnce) {
+TEST_F(RequestsTest, DumpMakesOneAttemptToWriteTheLibrarysText) {
+    vela::test::SystemSpy spy;
+    const auto dumped = [&spy](VelaDefault& service) {
+        const char* arguments[] = {"ignored"};
+        EXPECT_EQ(service.dump(spy.kFile, arguments, 1), STATUS_OK);
+        return spy.takeWrites();
+    };
     std::string text;
     mChip->getDumpString(0, [&](const auto& delivered) { text = delivered; });
     for (const int deliveries : {1, 2}) {
@@ -100,23 +86,6 @@ TEST_F(RequestsTest, DumpWritesTheLibrarysTextAtOnce) {
     EXPECT_THAT(dumped(*mDegraded), ElementsAre("Vela service library loaded failed"));
     EXPECT_EQ(mDegraded->dump(-1, nullptr, 0), STATUS_OK);
     asked();
-}
-
-TEST_F(RequestsTest, DumpMakesOneAttemptToWrite) {
-    // What is written beyond the limit raises the signal.
-    static volatile std::sig_atomic_t isExceeded = 0;
-    const auto before = std::signal(SIGXFSZ, [](int) { isExceeded = 1; });
-    rlimit limit{};
-    getrlimit(RLIMIT_FSIZE, &limit);
-    const rlimit ten{.rlim_cur = 10, .rlim_max = limit.rlim_max};
-    std::FILE* const file = std::tmpfile();
-    setrlimit(RLIMIT_FSIZE, &ten);
-    EXPECT_EQ(mDegraded->dump(fileno(file), nullptr, 0), STATUS_OK);
-    setrlimit(RLIMIT_FSIZE, &limit);
-    EXPECT_EQ(lseek(fileno(file), 0, SEEK_END), 10);
-    EXPECT_EQ(isExceeded, 0);
-    std::fclose(file);
-    std::signal(SIGXFSZ, before);
 }
 
 TEST_F(RequestsTest, ComposerClientsAreFreshAndBoundToTheLibrary) {

@@ -2,7 +2,9 @@
 
 #include <cutils/native_handle.h>
 #include <dlfcn.h>
+#include <sys/syscall.h>
 #include <syslog.h>
+#include <unistd.h>
 
 #include <cstdarg>
 #include <cstdio>
@@ -30,6 +32,12 @@ void syslog(int priority, const char* format, ...) {
     std::vsnprintf(text, sizeof text, format, arguments);
     va_end(arguments);
     if (gSeen != nullptr) gSeen->lines.push_back({priority, text});
+}
+
+ssize_t write(int fd, const void* data, size_t size) {
+    if (fd != vela::test::SystemSpy::kFile) return syscall(SYS_write, fd, data, size);
+    gSeen->writes.emplace_back(static_cast<const char*>(data), size);
+    return 1;
 }
 
 int native_handle_delete(native_handle_t* handle) {
