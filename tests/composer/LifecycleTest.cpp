@@ -14,9 +14,6 @@ class LifecycleTest : public ComposerTest {
   protected:
     ~LifecycleTest() override { mClient.reset(); }
 
-    static vela::test::LogLine registered(const display::IVelaComposerCallback* callback) {
-        return debugLine("Register callback: %p", static_cast<const void*>(callback));
-    }
     vela::test::DeathSpy mSpy;
     vela::test::LogCapture mLog;
 };
@@ -37,14 +34,12 @@ TEST_F(LifecycleTest, EventsComeToNothingAfterTheEnd) {
     EXPECT_EQ(raiseAll(), kNobody);
 }
 
-TEST_F(LifecycleTest, RegistrationIsLoggedOutsideTheLockAndNullChangesNothing) {
-    mLog.onNextLine([&] { EXPECT_EQ("ok", told(mClient->registerCallback(nullptr))); });
+TEST_F(LifecycleTest, NullChangesNothingNorDoesARegistrationWithoutTheLibrary) {
     const auto callback = add(*mClient, hear("1"));
+    mLog.take();
     EXPECT_EQ("ok", told(mClient->registerCallback(nullptr)));
-    EXPECT_THAT(mLog.take(),
-                ElementsAre(registered(callback.get()), registered(nullptr), registered(nullptr)));
+    EXPECT_THAT(mLog.take(), ElementsAre(debugLine("Register callback: %p", nullptr)));
     EXPECT_EQ(raiseAll(), reach("1"));
-
     EXPECT_EQ("unknown", told(mAbsent->registerCallback(callback)));
     EXPECT_EQ("unknown", told(mAbsent->registerCallback(nullptr)));
     EXPECT_THAT(mLog.take(), IsEmpty());

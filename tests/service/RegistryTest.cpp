@@ -88,17 +88,12 @@ TEST_F(RegistryTest, TheEndWithdrawsTheClosuresThenUnlinksInTheOrderOfIdentifier
     for (const int64_t id : {5, 1, 3})
         addBoth(id);
     std::vector<AIBinder*> left;  // in the order in which they are to be unlinked
-    for (const size_t i : {1u, 2u, 0u})
-        left.push_back(mCallbacks[i]->asBinder().get());
-    for (const size_t i : {1u, 2u, 0u})
-        left.push_back(mSofts[i]->asBinder().get());
+    for (const size_t i : {2u, 4u, 0u, 3u, 5u, 1u})
+        left.push_back(mBinders[i].get());
     const std::function<void()> onUnlink = [&] {
         EXPECT_FALSE(library().isSet(Member::kFeatureChanged));
         EXPECT_FALSE(library().isSet(Member::kSoftSetConfig));
-        std::vector<AIBinder*> linked;
-        for (const auto& link : mSpy.links())
-            linked.push_back(link.binder);
-        ASSERT_THAT(linked, testing::UnorderedElementsAreArray(left));
+        ASSERT_THAT(mSpy.linked(), testing::UnorderedElementsAreArray(left));
         left.erase(left.begin());
         mSpy.onNextUnlink(onUnlink);
     };

@@ -65,8 +65,7 @@ class DeathLinkTest : public vela::test::ChipTest, public testing::WithParamInte
     }
     /** This client is linked, and no other. */
     void expectLinked(const Client& it) const {
-        ASSERT_EQ(mSpy.links().size(), 1u);
-        EXPECT_EQ(mSpy.links()[0].binder, it->asBinder().get());
+        EXPECT_THAT(mSpy.linked(), ElementsAre(it->asBinder().get()));
     }
 
     std::shared_ptr<display::VelaDefault> mService =

@@ -1,7 +1,6 @@
 #include "tests/support/DeathSpy.h"
 
 #include <algorithm>
-#include <iterator>
 #include <list>
 #include <mutex>
 #include <utility>
@@ -14,7 +13,10 @@ struct Recipient {
     AIBinder_DeathRecipient_onBinderUnlinked onUnlinked = nullptr;
 };
 
-struct State : DeathLink {
+struct Link {
+    AIBinder* binder;
+    AIBinder_DeathRecipient* recipient;
+    void* cookie;
     Recipient functions;
     bool isLinked = true;
     bool isNotifying = false;
@@ -25,7 +27,7 @@ struct Platform {
     bool isSpied = false;
     size_t recipients = 0;
     size_t unlinked = 0;
-    std::list<State> links;
+    std::list<Link> links;
     std::function<void()> onNextUnlink;
 };
 Platform gPlatform;
@@ -34,22 +36,20 @@ Recipient* functionsOf(AIBinder_DeathRecipient* recipient) {
     return reinterpret_cast<Recipient*>(recipient);
 }
 
-void endCookie(const State& link) {
+void endCookie(const Link& link) {
     if (link.functions.onUnlinked != nullptr) link.functions.onUnlinked(link.cookie);
 }
 
 /** Ends the cookies that nothing can use any more. */
 void endCookies(std::unique_lock<std::mutex> lock) {
-    std::list<State> ended;
-    for (auto link = gPlatform.links.begin(); link != gPlatform.links.end();) {
-        const auto next = std::next(link);
-        if (!link->isLinked && !link->isNotifying) {
-            ended.splice(ended.end(), gPlatform.links, link);
-        }
-        link = next;
-    }
+    std::list<Link> ended;
+    gPlatform.links.remove_if([&ended](const Link& link) {
+        if (link.isLinked || link.isNotifying) return false;
+        ended.push_back(link);
+        return true;
+    });
     lock.unlock();
-    for (const State& link : ended)
+    for (const Link& link : ended)
         endCookie(link);
 }
 
@@ -64,18 +64,18 @@ DeathSpy::DeathSpy() {
 DeathSpy::~DeathSpy() {
     std::unique_lock lock(gPlatform.lock);
     gPlatform.isSpied = false;
-    for (State& link : gPlatform.links)
+    for (Link& link : gPlatform.links)
         link.isLinked = false;
     endCookies(std::move(lock));
 }
 
-std::vector<DeathLink> DeathSpy::links() const {
+std::vector<AIBinder*> DeathSpy::linked() const {
     const std::lock_guard lock(gPlatform.lock);
-    std::vector<DeathLink> links;
-    for (const State& link : gPlatform.links) {
-        if (link.isLinked && link.recipient != nullptr) links.push_back(link);
+    std::vector<AIBinder*> linked;
+    for (const Link& link : gPlatform.links) {
+        if (link.isLinked && link.recipient != nullptr) linked.push_back(link.binder);
     }
-    return links;
+    return linked;
 }
 
 size_t DeathSpy::unlinked() const {
@@ -90,7 +90,7 @@ size_t DeathSpy::recipients() const {
 
 std::optional<DeathSpy::Notification> DeathSpy::beginAny() {
     const std::lock_guard lock(gPlatform.lock);
-    for (State& link : gPlatform.links) {
+    for (Link& link : gPlatform.links) {
         if (!link.isLinked || link.isNotifying || link.recipient == nullptr) continue;
         link.isNotifying = true;
         return Notification(&link);
@@ -108,7 +108,7 @@ void DeathSpy::dieWithoutCookie() {
 }
 
 void DeathSpy::Notification::deliver() {
-    auto& link = *static_cast<State*>(mState);
+    auto& link = *static_cast<Link*>(mState);
     link.functions.onDied(link.cookie);
     std::unique_lock lock(gPlatform.lock);
     link.isLinked = link.isNotifying = false;
@@ -146,7 +146,7 @@ void AIBinder_DeathRecipient_delete(AIBinder_DeathRecipient* recipient) {
 
 binder_status_t AIBinder_linkToDeath(AIBinder* binder, AIBinder_DeathRecipient* recipient,
                                      void* cookie) {
-    const vela::test::State link{{binder, recipient, cookie}, *vela::test::functionsOf(recipient)};
+    const vela::test::Link link{binder, recipient, cookie, *vela::test::functionsOf(recipient)};
     {
         const std::lock_guard lock(gPlatform.lock);
         if (gPlatform.isSpied) {
@@ -166,9 +166,11 @@ binder_status_t AIBinder_unlinkToDeath(AIBinder* binder, AIBinder_DeathRecipient
         action();
         lock.lock();
     }
-    const auto found = std::find(gPlatform.links.begin(), gPlatform.links.end(),
-                                 vela::test::DeathLink{binder, recipient, cookie});
-    if (found == gPlatform.links.end() || !found->isLinked) return STATUS_NAME_NOT_FOUND;
+    const auto found = std::ranges::find_if(gPlatform.links, [=](const auto& link) {
+        return link.isLinked && link.binder == binder && link.recipient == recipient &&
+               link.cookie == cookie;
+    });
+    if (found == gPlatform.links.end()) return STATUS_NAME_NOT_FOUND;
     found->isLinked = false;
     ++gPlatform.unlinked;
     vela::test::endCookies(std::move(lock));

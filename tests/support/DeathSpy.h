@@ -9,15 +9,6 @@
 
 namespace vela::test {
 
-/** One death link as the product asked for it. */
-struct DeathLink {
-    AIBinder* binder;
-    AIBinder_DeathRecipient* recipient;
-    void* cookie;
-
-    friend bool operator==(const DeathLink&, const DeathLink&) = default;
-};
-
 /**
  * Stands in for the platform's death links in the test program: it links every binder, as if it
  * were another process's, and delivers notifications when it is told to. A cookie ends as the
@@ -42,14 +33,14 @@ class DeathSpy {
     DeathSpy(const DeathSpy&) = delete;
     DeathSpy& operator=(const DeathSpy&) = delete;
 
-    /** The links that are neither unlinked nor gone with their recipient, in order of making. */
-    [[nodiscard]] std::vector<DeathLink> links() const;
+    /** Whose links are neither unlinked nor gone with their recipient, in order of making. */
+    [[nodiscard]] std::vector<AIBinder*> linked() const;
     /** How many links were unlinked before their recipient went. */
     [[nodiscard]] size_t unlinked() const;
     /** How many recipients exist. */
     [[nodiscard]] size_t recipients() const;
 
-    /** Begins the notification of the first of links() that has none yet, if there is any. */
+    /** Begins the notification of the first of linked() that has none yet, if there is any. */
     [[nodiscard]] std::optional<Notification> beginAny();
     [[nodiscard]] Notification begin() { return beginAny().value(); }
     void die() { begin().deliver(); }
