@@ -50,7 +50,7 @@ TEST_F(EventsTest, StalledClientHoldsNoRequest) {
     EXPECT_THAT(batch(refreshes), EndsWith("event 1025 queued\n"));
     EXPECT_EQ(batch("refresh 1"), "-11 line 1: refresh");
     EXPECT_EQ(set(300, {1}), -EAGAIN);
-    EXPECT_EQ(get(300)[0], -ENOENT) << "refused writes change nothing";
+    EXPECT_EQ(get(300), -ENOENT) << "refused writes change nothing";
     release.set_value();
     EXPECT_THAT(batch("wait;last;events"), HasSubstr("last: refresh 1\nevents: 64\n"));
 }
@@ -68,9 +68,9 @@ TEST_F(EventsTest, StoppedChipRaisesNone) {
     EXPECT_EQ(feature(1), -ESHUTDOWN) << "not started";
     for (const int round : {2, 4}) {
         chip.start(VelaServiceCallbacks(*mService));
-        expectEach({{feature(round), 0}, {wait(), 0}});
+        EXPECT_TRUE(feature(round) == 0 && wait() == 0);
         chip.stop();
-        expectEach({{feature(round + 1), -ESHUTDOWN}, {wait(), -ESHUTDOWN}});
+        EXPECT_TRUE(feature(round + 1) == -ESHUTDOWN && wait() == -ESHUTDOWN);
     }
     EXPECT_THAT(seen, ElementsAre(2, 4));
 }

@@ -1,10 +1,8 @@
 #pragma once
 
 #include <cstdint>
-#include <initializer_list>
 #include <memory>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -18,23 +16,16 @@ namespace lmfg {
 /** A service object with a simulated chip behind it, driven as the product does. */
 class SimulatedChipTest : public ::testing::Test {
   protected:
-    explicit SimulatedChipTest(const ChipObservers& observers = {}) {
-        installChip(std::make_shared<SimulatedChip>(), observers);
+    SimulatedChipTest() {
+        installChip(std::make_shared<SimulatedChip>());
         mService = VelaService::init();
     }
     ~SimulatedChipTest() override { installChip(nullptr); }
 
-    /** Makes the result function of a request that keeps the status, then the values. */
-    static auto into(std::vector<int>& answer) {
-        return [&answer](int32_t status, const auto& values) {
-            answer = {status};
-            answer.insert(answer.end(), values.begin(), values.end());
-        };
-    }
-
-    std::vector<int> get(int type, const std::vector<int>& params = {}) {
-        std::vector<int> answer;
-        mService->velaConfigureGet(type, params, into(answer));
+    /** The status of reading a register. */
+    int32_t get(int type) {
+        int32_t answer = 0;
+        mService->velaConfigureGet(type, {}, [&](int32_t status, const auto&) { answer = status; });
         return answer;
     }
 
@@ -51,17 +42,10 @@ class SimulatedChipTest : public ::testing::Test {
         return answer;
     }
 
-    std::string dump(uint64_t display = 0) {
+    std::string dump() {
         std::string result;
-        mService->getDumpString(display, [&](const auto& text) { result = text; });
+        mService->getDumpString(0, [&](const auto& text) { result = text; });
         return result;
-    }
-
-    /** Results, each with what it should be. */
-    static void expectEach(std::initializer_list<std::pair<int, int>> results) {
-        for (const auto& it : results) {
-            EXPECT_EQ(it.first, it.second) << "number " << &it - results.begin();
-        }
     }
 
     VelaService* mService = nullptr;

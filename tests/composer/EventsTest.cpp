@@ -3,7 +3,6 @@
 namespace {
 
 using ndk::ScopedAStatus;
-using testing::ElementsAre;
 
 using EventsTest = ComposerTest;
 
@@ -38,21 +37,6 @@ TEST_F(EventsTest, SamplesOfANegativeNumberAreNone) {
         callback->answer = number;
         EXPECT_EQ("{}" + samples(), kNobody);
     }
-}
-
-TEST_F(EventsTest, ACallbackMayCallBack) {
-    auto callback = add(*mClient, hear("1", [&] {
-        mBinders.clear();
-        EXPECT_EQ("PresentDisplay[] ok -61", through(*mClient, &C::presentDisplay));
-        // Replaced while it runs, it lives until it returns.
-        add(*mClient, hear("2"));
-        return ScopedAStatus::ok();
-    }));
-    const std::weak_ptr<vts::Compositor> weak = std::exchange(callback, nullptr);
-    EXPECT_THAT(library().configChanged(1, 2, {}), ElementsAre(7));
-    EXPECT_TRUE(weak.expired());
-    heard();
-    EXPECT_EQ(raiseAll(), reach("2"));
 }
 
 }  // namespace

@@ -20,13 +20,17 @@ class LifecycleTest : public ComposerTest {
 
 TEST_F(LifecycleTest, EventsComeToNothingAfterTheEnd) {
     const std::weak_ptr<C> weak = mClient;
-    add(*mClient, hear("1", [&] {
+    auto callback = add(*mClient, hear("1", [&] {
+        // Replaced while it runs, the callback lives until it returns, and so does the client.
+        mBinders.clear();
+        add(*mClient, hear("2"));
         mClient.reset();
         EXPECT_FALSE(weak.expired()) << "the event holds it";
         return ndk::ScopedAStatus::ok();
     }));
+    const std::weak_ptr<vts::Compositor> replaced = std::exchange(callback, nullptr);
     EXPECT_THAT(library().configChanged(1, 2, {}), ElementsAre(7));
-    EXPECT_TRUE(weak.expired());
+    EXPECT_TRUE(weak.expired() && replaced.expired());
     heard();
     // The closures deliberately stay.
     EXPECT_TRUE(library().isSet(Member::kConfigChanged));

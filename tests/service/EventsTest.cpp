@@ -69,9 +69,6 @@ TEST_F(EventsTest, ClientsMayRegisterFromInsideAnEvent) {
     add(2, hear("2"));
     library().featureChanged(0, {});
     EXPECT_EQ(heard(), "1(0 {})2(0 {})");
-    addSoft(1, hear("soft", [this] { return mService->registerSoftVelaClient(1, nullptr); }));
-    EXPECT_EQ(library().softSetConfig(1, 2, {3}), 7);
-    EXPECT_EQ(library().softSetConfig(1, 2, {3}), -1);
 }
 
 TEST_F(EventsTest, TheSoftClientWithTheLowestIdentifierServesEveryIdentifier) {
