@@ -38,8 +38,8 @@ class RegistryTest : public ServiceTest {
 
 TEST_F(RegistryTest, NullUnregistersItsKindAndIsNoErrorForAnUnknownIdentifier) {
     addBoth(-1);
-    auto ofCallback = mSpy.begin();
-    auto ofSoft = mSpy.begin();
+    const auto ofCallback = mSpy.begin();
+    const auto ofSoft = mSpy.begin();
     EXPECT_EQ("ok", told(mService->registerCallback(7, nullptr)));
     EXPECT_EQ("ok", told(mService->registerSoftVelaClient(7, nullptr)));
     EXPECT_EQ(mSpy.unlinked(), 0u);
@@ -54,8 +54,8 @@ TEST_F(RegistryTest, NullUnregistersItsKindAndIsNoErrorForAnUnknownIdentifier) {
     EXPECT_EQ(mSpy.unlinked(), 2u);
     EXPECT_EQ(mSpy.recipients(), 0u);
     // A death that is noticed now still has its line.
-    ofCallback.deliver();
-    ofSoft.deliver();
+    ofCallback();
+    ofSoft();
     EXPECT_THAT(
             mLog.take(),
             ElementsAre(
@@ -129,7 +129,7 @@ TEST_F(RegistryTest, RegistrationsNotificationsEventsAndTheEndMayOverlap) {
             (void)composer->registerCallback(compositor);
         });
         repeat([&](int64_t) {
-            if (auto notification = mSpy.beginAny()) notification->deliver();
+            if (const auto notify = mSpy.begin()) notify();
         });
         const auto source = library();
         repeat([source](int64_t id) { source.featureChanged(static_cast<int>(id), {}); });
@@ -138,7 +138,7 @@ TEST_F(RegistryTest, RegistrationsNotificationsEventsAndTheEndMayOverlap) {
         for (std::thread& thread : threads)
             thread.join();
         EXPECT_EQ("ok", told(service->registerCallback(1, callback)));
-        std::thread platform([last = mSpy.beginAny()]() mutable { last->deliver(); });
+        std::thread platform(mSpy.begin());
         service.reset();
         platform.join();
     }

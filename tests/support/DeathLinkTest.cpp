@@ -119,14 +119,14 @@ TEST_P(DeathLinkTest, OnlyHasItsLineWrittenOnceItsRegistrationHasLetGo) {
     const Client it = client("1");
     const Client next = client("2");
     add(it);
-    auto ofFirst = mSpy.begin();
+    const auto ofFirst = mSpy.begin();
     add(it);
-    auto ofSecond = mSpy.begin();
+    const auto ofSecond = mSpy.begin();
     // Where records were freed too early, this one would have the address of an earlier one.
     add(it);
     mLog.take();
-    ofFirst.deliver();
-    ofSecond.deliver();
+    ofFirst();
+    ofSecond();
     EXPECT_THAT(mLog.take(), ElementsAre(died(), died()));
     EXPECT_EQ(raise(), "1");
 
@@ -137,11 +137,11 @@ TEST_P(DeathLinkTest, OnlyHasItsLineWrittenOnceItsRegistrationHasLetGo) {
     EXPECT_EQ(raise(), "2");
 
     // One that arrives after the end has no owner to tell.
-    auto ofDestroyed = mSpy.begin();
+    const auto ofDestroyed = mSpy.begin();
     mComposer.reset();
     mService.reset();
     mLog.take();
-    ofDestroyed.deliver();
+    ofDestroyed();
     EXPECT_THAT(mLog.take(), IsEmpty());
     EXPECT_EQ(mSpy.recipients(), 0u);
     // A composer client ends its link by deleting the recipient.

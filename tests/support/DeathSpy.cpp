@@ -88,14 +88,19 @@ size_t DeathSpy::recipients() const {
     return gPlatform.recipients;
 }
 
-std::optional<DeathSpy::Notification> DeathSpy::beginAny() {
+DeathSpy::Notification DeathSpy::begin() {
     const std::lock_guard lock(gPlatform.lock);
     for (Link& link : gPlatform.links) {
         if (!link.isLinked || link.isNotifying || link.recipient == nullptr) continue;
         link.isNotifying = true;
-        return Notification(&link);
+        return [&link] {
+            link.functions.onDied(link.cookie);
+            std::unique_lock lock(gPlatform.lock);
+            link.isLinked = link.isNotifying = false;
+            endCookies(std::move(lock));
+        };
     }
-    return std::nullopt;
+    return nullptr;
 }
 
 void DeathSpy::onNextUnlink(std::function<void()> action) {
@@ -105,14 +110,6 @@ void DeathSpy::onNextUnlink(std::function<void()> action) {
 
 void DeathSpy::dieWithoutCookie() {
     gPlatform.links.back().functions.onDied(nullptr);
-}
-
-void DeathSpy::Notification::deliver() {
-    auto& link = *static_cast<Link*>(mState);
-    link.functions.onDied(link.cookie);
-    std::unique_lock lock(gPlatform.lock);
-    link.isLinked = link.isNotifying = false;
-    endCookies(std::move(lock));
 }
 
 }  // namespace vela::test

@@ -2,7 +2,6 @@
 
 #include <cstddef>
 #include <functional>
-#include <optional>
 #include <vector>
 
 #include <android/binder_ibinder.h>
@@ -17,16 +16,8 @@ namespace vela::test {
  */
 class DeathSpy {
   public:
-    /** A notification that has begun: it reaches the product at some time, whatever happens. */
-    class Notification {
-      public:
-        explicit Notification(void* state) : mState(state) {}
-        /** Calls the product and returns when it has. To be called once. */
-        void deliver();
-
-      private:
-        void* const mState;
-    };
+    /** A notification that has begun: to be called once, at any time, whatever happens. */
+    using Notification = std::function<void()>;
 
     DeathSpy();
     ~DeathSpy();
@@ -40,10 +31,10 @@ class DeathSpy {
     /** How many recipients exist. */
     [[nodiscard]] size_t recipients() const;
 
-    /** Begins the notification of the first of linked() that has none yet, if there is any. */
-    [[nodiscard]] std::optional<Notification> beginAny();
-    [[nodiscard]] Notification begin() { return beginAny().value(); }
-    void die() { begin().deliver(); }
+    /** Begins the notification of the first of linked() that has none yet; null if there is none.
+     */
+    [[nodiscard]] Notification begin();
+    void die() { begin()(); }
     /** Calls `action` once, before the next link is removed. */
     static void onNextUnlink(std::function<void()> action);
     /** Calls the function of the latest link without a cookie. */
