@@ -66,5 +66,21 @@ TEST_F(FacadeTest, EachRegistrationWritesItsMembersInTheAgreedOrder) {
     EXPECT_EQ(VelaService::init(), nullptr);
 }
 
+struct NotingObserver : ChipObserver {
+    void ended(const ChipCall& call, const codec::Json& answer) override {
+        noted = call.operation + call.arguments.dump() + answer.dump();
+    }
+
+    std::string noted;
+};
+
+TEST_F(FacadeTest, ObserversSeeEachCallOfAResultFunction) {
+    const auto observer = std::make_shared<NotingObserver>();
+    installChip(std::make_shared<SimulatedChip>(), {observer});
+    mService = VelaService::init();
+    get(512);
+    EXPECT_EQ(observer->noted, "velaConfigureGet[512,[]][0,[4,1024,64]]");
+}
+
 }  // namespace
 }  // namespace lmfg
