@@ -1,11 +1,13 @@
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
 
+#include "host/chip/ChipObserver.h"
 #include "tests/chip/SimulatedChipFixture.h"
 
 namespace lmfg {
@@ -67,19 +69,31 @@ TEST_F(FacadeTest, EachRegistrationWritesItsMembersInTheAgreedOrder) {
 }
 
 struct NotingObserver : ChipObserver {
+    std::optional<ChipFault> fault(const ChipCall&) override { return spoilt; }
+    void refused(const ChipCall&, const std::string& why) override { noted += why + ' '; }
     void ended(const ChipCall& call, const codec::Json& answer) override {
-        noted = call.operation + call.arguments.dump() + answer.dump();
+        noted += call.operation + call.arguments.dump() + answer.dump() + ' ';
     }
 
+    std::optional<ChipFault> spoilt;
     std::string noted;
 };
 
-TEST_F(FacadeTest, ObserversSeeEachCallOfAResultFunction) {
+TEST_F(FacadeTest, ObserversSeeAnswersAndTheRefusalsOfTheirFaults) {
     const auto observer = std::make_shared<NotingObserver>();
     installChip(std::make_shared<SimulatedChip>(), {observer});
     mService = VelaService::init();
     get(512);
-    EXPECT_EQ(observer->noted, "velaConfigureGet[512,[]][0,[4,1024,64]]");
+    for (const int status : {-5, INT32_MIN, 5}) {
+        observer->spoilt = ChipFault{.status = status};
+        EXPECT_EQ(set(1, {2}), status);
+    }
+    EXPECT_EQ(observer->noted,
+              "velaConfigureGet[512,[]][0,[4,1024,64]] "
+              "velaConfigureSet: EIO by a fault velaConfigureSet[1,[2]]-5 "
+              "velaConfigureSet: -2147483648 by a fault velaConfigureSet[1,[2]]-2147483648 "
+              "velaConfigureSet[1,[2]]5 ");
+    EXPECT_EQ(CausedBy::currentRequest(), nullptr) << "all are over";
 }
 
 }  // namespace
