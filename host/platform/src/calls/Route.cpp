@@ -1,7 +1,5 @@
 #include "calls/Route.h"
 
-#include <chrono>
-#include <iterator>
 #include <utility>
 
 #include "calls/Peers.h"
@@ -9,9 +7,8 @@
 namespace binder {
 namespace {
 
-// Idle connections that stay, and when the others are closed.
-constexpr size_t kIdleThatStay = 4;
-constexpr std::chrono::seconds kTrimAfter{3};
+// Beyond these, who calls at the same time again has to connect again.
+constexpr size_t kMostIdle = 8;
 
 }  // namespace
 
@@ -64,27 +61,12 @@ std::shared_ptr<Connection> Route::take(binder_status_t* status) {
 void Route::giveBack(std::shared_ptr<Connection> connection) {
     {
         const std::lock_guard lock(mLock);
-        if (isDead()) return;
-        mIdle.push_back(std::move(connection));
-        if (mIdle.size() <= kIdleThatStay || std::exchange(mTrims, true)) return;
+        if (!isDead() && mIdle.size() < kMostIdle) {
+            mIdle.push_back(std::move(connection));
+            return;
+        }
     }
-    IoThread::get().after(kTrimAfter, [weak = weak_from_this()] {
-        if (const std::shared_ptr<Route> route = weak.lock()) route->trim();
-    });
-}
-
-void Route::trim() {
-    std::vector<std::shared_ptr<Connection>> trimmed;  // closed without the lock
-    {
-        const std::lock_guard lock(mLock);
-        mTrims = false;
-        if (mIdle.size() <= kIdleThatStay) return;
-        const auto last = mIdle.end() - kIdleThatStay;
-        trimmed.assign(std::make_move_iterator(mIdle.begin()), std::make_move_iterator(last));
-        mIdle.erase(mIdle.begin(), last);
-    }
-    for (const std::shared_ptr<Connection>& connection : trimmed)
-        drop(connection);
+    drop(connection);
 }
 
 }  // namespace binder

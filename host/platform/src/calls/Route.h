@@ -38,14 +38,12 @@ class Route : public std::enable_shared_from_this<Route> {
 
     /** A connection for one synchronous call; null as connect()'s. */
     std::shared_ptr<Connection> take(binder_status_t* status);
-    /** Keeps it for the next call; those beyond a few are closed after some seconds. */
+    /** Keeps it for the next call, or closes it when a few are kept. */
     void giveBack(std::shared_ptr<Connection> connection);
 
     OnewayLink& oneways() { return *mOneways; }
 
   private:
-    void trim();
-
     Peers& mPeers;
     const std::shared_ptr<Peer> mPeer;
     const std::string mName;
@@ -54,7 +52,6 @@ class Route : public std::enable_shared_from_this<Route> {
 
     std::mutex mLock;
     std::vector<std::shared_ptr<Connection>> mIdle GUARDED_BY(mLock);  // the last used one last
-    bool mTrims GUARDED_BY(mLock) = false;
 };
 
 }  // namespace binder

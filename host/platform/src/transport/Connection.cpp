@@ -42,9 +42,14 @@ bool Connection::watchLocked() {
 
 bool Connection::receiveWith(std::function<void()> onReadable) {
     mOnReadable = std::move(onReadable);
-    const std::lock_guard lock(mSendLock);
-    mReceives = true;
-    return watchLocked();
+    {
+        const std::lock_guard lock(mSendLock);
+        mReceives = true;
+        if (watchLocked()) return true;
+        mReceives = false;
+    }
+    mOnReadable = nullptr;  // it may hold this connection
+    return false;
 }
 
 void Connection::stopReceiving() {
