@@ -67,6 +67,9 @@ bool parseCall(const Json& json, RecordedCall* out, std::string* error) {
     }
     out->status = json["status"];
     out->answer = json["answer"];
+    std::vector<std::string> refusals;
+    if (json.contains("refused") && !take(json, "refused", &refusals, error)) return false;
+    if (!refusals.empty()) out->refused = refusals;
     ndk::ScopedAStatus status;
     return codec::statusFromJson(out->status, &status, error);
 }
@@ -136,6 +139,7 @@ Failure parseRecording(std::istream& in, const std::string& file, Recording* out
         return usageError(at(1) + "a recording of " + interface.dump() + ", not of " +
                           IVela::descriptor);
     }
+    out->tellsRefusals = header.value("refusals", Json()) == true;
     out->cut = true;
     for (size_t i = 1; i < out->text.size(); ++i) {
         Json json;
@@ -178,6 +182,8 @@ Failure writeRecording(const Recording& recording) {
         Json json = Json::parse(text[call.line - 1]);
         json["status"] = call.status;
         json["answer"] = call.answer;
+        json.erase("refused");
+        if (!call.refused.is_null()) json["refused"] = call.refused;
         text[call.line - 1] = json.dump();
     }
     // Takes its place when it is whole: an interruption leaves the old one.

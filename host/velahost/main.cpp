@@ -27,6 +27,7 @@
 #include "host/chip/ChipHost.h"
 #include "host/chip/SimulatedChip.h"
 #include "host/velahost/Faults.h"
+#include "host/velahost/Frames.h"
 #include "host/velahost/Host.h"
 #include "host/velahost/RuntimeFolder.h"
 #include "host/velahost/Takeover.h"
@@ -176,10 +177,16 @@ int serve(const Options& options) {
     Entry* const entry = load(options.library);
     if (entry == nullptr) return kFailure;
     if (const int code = makeFolder(options.frames); code != 0) return code;
+    const auto frames = std::make_shared<Frames>(options.frames);
     std::shared_ptr<lmfg::SimulatedChip> chip;
     if (options.chip == "simulated") {
-        chip = std::make_shared<lmfg::SimulatedChip>(options.frames);
-        chip->setCaller(AIBinder_getCallingPid);
+        lmfg::SimulatedChip::FrameSink sink;
+        if (!options.frames.empty()) {
+            sink = [frames](auto number, const auto& json, const auto& svg) {
+                frames->write(number, json, svg);
+            };
+        }
+        chip = std::make_shared<lmfg::SimulatedChip>(std::move(sink));
     }
     lmfg::installChip(chip);
     Watchers::get().install();
@@ -206,7 +213,7 @@ int serve(const Options& options) {
     // From here on the chip raises nothing. Exiting then lets the library release its service
     // object; chip and service library outlive that.
     const bool stopped = chip == nullptr || stopChip(chip);
-    const int code = Watchers::get().finish() ? 0 : kFailure;
+    const int code = Watchers::get().finish() && frames->isComplete() ? 0 : kFailure;
     // With an event under way the process ends at once, without its static destructors.
     if (!stopped) std::_Exit(code);
     return code;

@@ -57,6 +57,7 @@ class ToolsTest : public ProgramsTest {
                                                "\" 16\n"
                                                "composer setColorTransform [\"NaN\"]\n"
                                                "composer createLayer 0 1\n"
+                                               "composer createLayer 9 2\n"
                                                "composer buildLayerStack 0 {\"layers\":[{},{}]}\n"
                                                "composer commitLayerStack 0 0\n"
                                                "composer present 0\n"
@@ -94,7 +95,7 @@ TEST_F(ToolsTest, ReplaysWhatItRecorded) {
     EXPECT_THAT(recording,
                 HasSubstr(R"("interface":"composerCallback 1","event":"onConfigChanged",)"
                           R"("arguments":[0,1,[2]],"status":"ok","answer":[5,6],"took":)"));
-    EXPECT_THAT(recording, HasSubstr(R"("interface":"composer 2","operation":"present")"));
+    EXPECT_THAT(recording, HasSubstr(R"("refused":["EINVAL: display 9 is not there"])"));
 
     const Result same = replay(mRecording, {"--journal", mFolder / "first"});
     EXPECT_EQ(same.code, 0) << same.errors << same.out;
@@ -105,12 +106,12 @@ TEST_F(ToolsTest, ReplaysWhatItRecorded) {
                 HasSubstr(R"({"event":"contentSampling","arguments":[0,4,5],"answer":{"value1":3,)"
                           R"("list1":[],"list2":[7],"list3":[],"list4":[]}})"));
 
-    const Arguments fault{"--fault", "CommitLayerStack=77"};
+    const Arguments fault{"--fault", "CommitLayerStack=77", "--fault", "CreateLayer=EIO"};
     const Result other = replay(mRecording, fault);
     EXPECT_EQ(other.code, 1);
-    EXPECT_THAT(other.out, HasSubstr("composer 2 commitLayerStack [0,0]\n  answer was 0\n"
-                                     "  answer is  77\nreplayed 19 requests and 7 events: "
-                                     "2 differences\n"));
+    EXPECT_THAT(other.out, HasSubstr("composer 2 createLayer [0,1]\n  refused was null\n"
+                                     "  refused is  [\"EIO: by a fault\"]\n"
+                                     "replayed 20 requests and 7 events: 4 differences\n"));
     EXPECT_EQ(other.errors, "") << "it differs late";
     EXPECT_THAT(replay(mRecording, {"--fault", "velaConfigureSet=7"}).errors,
                 HasSubstr("is the service fresh?"));
@@ -318,8 +319,13 @@ TEST_F(ToolsTest, DrawsFramesAndTracesThem) {
     EXPECT_EQ(velactl({"screenshot", screenshot}).code, 0);
     EXPECT_EQ(read(screenshot), shown);
 
+    std::filesystem::create_symlink("/dev/full", frames / "frame-000061.json");
+    EXPECT_EQ(answer({"composer", "present", "0"}), 1);
+    EXPECT_THAT(host->errors(),
+                HasSubstr("velahost: cannot write the frame to " +
+                          (frames / "frame-000061.json").string() + ": No space left on device\n"));
     stop(monitor.get(), SIGTERM);
-    EXPECT_EQ(stop(host.get(), SIGTERM), 0);
+    EXPECT_EQ(stop(host.get(), SIGTERM), 1);
     const Json events = Json::parse(read(trace), nullptr, false);
     ASSERT_TRUE(events.is_array());
     const auto find = [&](const char* name, const char* key, const char* value) {
