@@ -130,7 +130,8 @@ Failure parseRecording(std::istream& in, const std::string& file, Recording* out
         if (!in.eof()) out->text.push_back(std::move(line));
     }
     const auto at = [&file](size_t line) { return file + ":" + std::to_string(line) + ": "; };
-    const Json header = out->text.empty() ? Json() : Json::parse(out->text[0], nullptr, false);
+    Json header;
+    if (!out->text.empty()) (void)parseJson(out->text[0], &header);
     if (!header.is_object() || header.value("recording", Json()) != 1) {
         return usageError(at(1) + "not a recording of velahost --record");
     }
@@ -186,16 +187,10 @@ Failure writeRecording(const Recording& recording) {
         if (!call.refused.is_null()) json["refused"] = call.refused;
         text[call.line - 1] = json.dump();
     }
-    // Takes its place when it is whole: an interruption leaves the old one.
-    const std::string temporary = recording.file + ".new";
     std::string whole;
     for (const std::string& line : text)
         whole += line + "\n";
-    if (auto failure = writeFile(temporary, whole)) return failure;
-    std::error_code error;
-    std::filesystem::rename(temporary, recording.file, error);
-    return error ? usageError("cannot write " + recording.file + ": " + error.message())
-                 : Failure{};
+    return replaceFile(recording.file, whole);
 }
 
 }  // namespace velactl

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -10,6 +11,7 @@
 #include "host/velactl/RecordingCommands.h"
 #include "host/velactl/Report.h"
 #include "host/velactl/Watch.h"
+#include "host/velahost/StandardFiles.h"
 
 namespace velactl {
 namespace {
@@ -67,7 +69,12 @@ int run(int argc, char** argv) {
         }
         return report(usageError(error.what()));
     } catch (const CLI::ParseError& error) {
-        if (error.get_exit_code() == 0) return app.exit(error);
+        if (error.get_exit_code() == 0) {
+            std::ostringstream text;
+            (void)app.exit(error, text);
+            printText(text.str());
+            return kOk;
+        }
         return report(usageError(std::string(error.what()) + "; see velactl --help"));
     }
     return done.has_value() ? *done : commands.run();
@@ -77,5 +84,6 @@ int run(int argc, char** argv) {
 }  // namespace velactl
 
 int main(int argc, char** argv) {
+    openStandardFiles();
     return velactl::run(argc, argv);
 }

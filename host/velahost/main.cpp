@@ -10,10 +10,12 @@
 #include <csignal>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <future>
 #include <iostream>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <utility>
@@ -30,6 +32,7 @@
 #include "host/velahost/Frames.h"
 #include "host/velahost/Host.h"
 #include "host/velahost/RuntimeFolder.h"
+#include "host/velahost/StandardFiles.h"
 #include "host/velahost/Takeover.h"
 #include "host/velahost/Watchers.h"
 
@@ -68,6 +71,13 @@ struct Options {
 int fail(const std::string& text) {
     std::cerr << "velahost: " + text + "\n" << std::flush;
     return kFailure;
+}
+
+/** Prints the text; an exit code. */
+int print(const std::string& text) {
+    errno = 0;
+    std::cout << text << std::flush;
+    return std::cout ? 0 : fail(std::string("cannot write to stdout: ") + std::strerror(errno));
 }
 
 /** The product library of this build: in the folder "lib" beside that of the program. */
@@ -222,6 +232,7 @@ int serve(const Options& options) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    openStandardFiles();
     Options options{.library = defaultLibrary()};
     CLI::App app("Serves the Vela display service until SIGINT or SIGTERM");
     app.footer(kFooter);
@@ -254,13 +265,21 @@ int main(int argc, char** argv) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        if (error.get_exit_code() == 0) return app.exit(error);
+        if (error.get_exit_code() == 0) {
+            std::ostringstream text;
+            (void)app.exit(error, text);
+            return print(text.str());
+        }
         fail(std::string(error.what()) + "; see velahost --help");
         return kUsage;
     }
+    if (options.recordLimit != 0 && options.record.empty() && options.journal.empty() &&
+        options.trace.empty()) {
+        fail("--record-limit is of --record, --journal or --trace");
+        return kUsage;
+    }
     if (std::find(options.faults.begin(), options.faults.end(), "help") != options.faults.end()) {
-        std::cout << Faults::help() << std::endl;
-        return std::cout ? 0 : kFailure;
+        return print(Faults::help() + "\n");
     }
     return serve(options);
 }

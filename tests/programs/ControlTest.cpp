@@ -111,6 +111,8 @@ TEST_F(ControlTest, RefusesWrongUsageBeforeItTouchesTheService) {
             {{"composer", "setLayerSourceCrop", "0", "1", R"({"top":1,"top":2})"},
              "the key \"top\" stands twice"},
             {{"vela", "velaConfigureSet", "1"}, "takes 2 arguments, not 1"},
+            {{"vela", "velaConfigureSet", "1", std::string(60000, '[') + std::string(60000, ']')},
+             "nested too deep: [["},
             {{"vela", "velaConfigureSet", "1", "[1"}, "not JSON: [1"},
             {{"vela", "velaConfigureSet", "2147483648", "[]"}, "type: expected an integer"},
             {{"vela", "velaConfigureSet", "1", "[1,2.5]"}, "values: element 1: expected an"},
@@ -132,6 +134,7 @@ TEST_F(ControlTest, RefusesWrongUsageBeforeItTouchesTheService) {
             {{"screenshot", "x.png"}, "screenshots are SVG, not png; name it x.svg"},
             {{"monitor", "--samples", "[]"}, "--samples: expected an object"},
             {{"monitor", "--id", "x"}, "--id"},
+            {{"watch", "--operation", "onRefresh"}, "no operation or event onRefresh"},
     };
     for (const Case& it : cases) {
         const Result result = velactl(it.arguments);
@@ -203,13 +206,15 @@ TEST_F(ControlTest, SaysThatAFullDiskIsFull) {
     EXPECT_EQ(velactl({"session", SOURCE_FOLDER "/sessions/compositor"}).code, 0);
     for (const std::string arguments :
          {"info", "list", "dump", "vela velaConfigureGet 512 []", "monitor", "screenshot -",
-          "session --junit /dev/full /dev/null", "screenshot /dev/full"}) {
+          "--help", "session --junit /dev/full /dev/null", "screenshot /dev/full"}) {
         const Result result = runProgram(
                 "/bin/sh", {"-c", programFolder() + "/velactl " + arguments + " >/dev/full"});
         EXPECT_EQ(result.code, arguments.ends_with("full") || arguments.ends_with("null") ? 2 : 1)
                 << arguments;
         EXPECT_THAT(result.errors, HasSubstr(": No space left on device\n")) << arguments;
     }
+    EXPECT_THAT(runProgram("/bin/sh", {"-c", programFolder() + "/velactl info >&-"}).errors,
+                HasSubstr("cannot write to stdout: Bad file"));
 }
 
 TEST_F(ControlTest, CompletesWords) {

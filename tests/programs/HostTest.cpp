@@ -36,6 +36,7 @@ TEST_F(HostTest, SaysInOneLineWhatIsWrong) {
              2,
              made + " cannot hold the record and the trace"},
             {{"--journal-times"}, 2, "--journal-times requires --journal"},
+            {{"--record-limit", "4K"}, 2, "--record-limit is of --record"},
             {{"--frames", "/proc/frames"}, 1, "cannot make /proc/frames"},
             {{"--fault", "Prezent=-5"}, 2, "\n  Present: a status (-22 or EINVAL), delay:MS"},
             {{"--fault", "Present=silent"}, 2, "Present takes a status"},
@@ -115,6 +116,7 @@ TEST_F(HostTest, SwitchesWhatItWritesWhileItServes) {
                 {{"host", "trace", "off"}, 2, "no trace is being written"},
                 {{"host", "trace", journal}, 2, "cannot hold the journal and the trace"},
                 {{"host", "trace", "/dev/full"}, 1, "/dev/full: No space left on device"},
+                {{"host", "trace", ""}, 2, "cannot write the trace to ''"},
                 {{"host", "record", "off"}, 0, ""},
                 {{"host"}, 0, "journal " + journal + "\n"},
         };

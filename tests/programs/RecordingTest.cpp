@@ -103,6 +103,8 @@ TEST_F(RecordingTest, SaysWhatIsWrong) {
     } cases[] = {
             {{"reduce", mRecording, "--", "true"}, "true ends with 0 for the whole"},
             {{"reduce", mRecording, "--", "/nowhere/check"}, "cannot run /nowhere/check: No such"},
+            {{"reduce", mRecording, "--", "false"}, "false ends with 1 without any call, too"},
+            {{"reduce", mRecording, "-o", mFolder, "--", "false"}, "it is no file"},
             {{"reduce", mRecording}, "COMMAND is required"},
             {{"trim", mRecording, "13", "14"}, "has no calls from 13 to 14"},
             {{"page", mFolder / "none"}, "cannot read "},

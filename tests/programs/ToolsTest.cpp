@@ -115,6 +115,15 @@ TEST_F(ToolsTest, ReplaysWhatItRecorded) {
     EXPECT_EQ(other.errors, "") << "it differs late";
     EXPECT_THAT(replay(mRecording, {"--fault", "velaConfigureSet=7"}).errors,
                 HasSubstr("is the service fresh?"));
+    // Whom a client that is gone had registered hears nothing any more.
+    const std::string gone = write("gone",
+                                   R"({"recording":1}
+{"n":1,"client":1,"interface":"vela","operation":"registerCallback","arguments":[7,{"callback":1}],"status":"ok","answer":null}
+{"n":2,"client":1,"gone":"callback 1"}
+{"n":3,"client":2,"interface":"vela","operation":"velaConfigureSet","arguments":[300,[1]],"status":"ok","answer":0}
+{"end":3,"open":[]}
+)");
+    EXPECT_EQ(replay(gone).code, 0);
     EXPECT_EQ(replay(mRecording, fault, true).code, 0);
     EXPECT_EQ(replay(mRecording, fault).code, 0) << "these are the answers now";
 }
@@ -139,6 +148,7 @@ TEST_F(ToolsTest, RefusesBrokenRecordings) {
              "edited:1: a recording of \"other\","},
             {3, "{\"n\":2,\"n\":2}\n", "edited:3: the key \"n\" stands twice"},
             {3, "{\"n\":\n", "edited:3: not JSON"},
+            {3, "5\n", "edited:3: not a JSON object"},
             {3, "", "edited:3: the line of number 2 is missing before this one"},
             {4, "{\"n\":3,\"client\":1,\"interface\":\"vela\",\"operation\":\"fly\"}\n",
              "edited:4: vela has no operation fly"},
@@ -259,6 +269,8 @@ TEST_F(ToolsTest, SaysWhereASessionFails) {
         EXPECT_THAT(result.errors, HasSubstr(it.error));
         EXPECT_LE(std::ranges::count(result.errors, '\n'), 2) << result.errors;
     }
+    EXPECT_EQ(velactl({"session", "-"}, "vela present 0\nlist\nlist\n").out, "");
+    EXPECT_EQ(velactl({"session", "--check", SOURCE_FOLDER "/sessions/compositor"}).code, 0);
     const Result checked = velactl({"session", "--check", "-"},
                                    "vela present 0\nnothing\nvela velaConfigureSet 1\n"
                                    "expect refusals x\nrepeat 2\n");
