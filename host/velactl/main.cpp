@@ -5,13 +5,13 @@
 
 #include <CLI/CLI.hpp>
 
+#include "host/codec/StandardFiles.h"
 #include "host/velactl/Commands.h"
 #include "host/velactl/Descriptions.h"
 #include "host/velactl/HostCommand.h"
 #include "host/velactl/RecordingCommands.h"
 #include "host/velactl/Report.h"
 #include "host/velactl/Watch.h"
-#include "host/velahost/StandardFiles.h"
 
 namespace velactl {
 namespace {

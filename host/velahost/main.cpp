@@ -28,11 +28,11 @@
 
 #include "host/chip/ChipHost.h"
 #include "host/chip/SimulatedChip.h"
+#include "host/codec/StandardFiles.h"
 #include "host/velahost/Faults.h"
 #include "host/velahost/Frames.h"
 #include "host/velahost/Host.h"
 #include "host/velahost/RuntimeFolder.h"
-#include "host/velahost/StandardFiles.h"
 #include "host/velahost/Takeover.h"
 #include "host/velahost/Watchers.h"
 
