@@ -17,12 +17,8 @@ using codec::display::IVela;
 
 /** The interface of that name in recordings; null when there is none. */
 const codec::Interface* interfaceOf(const std::string& name) {
-    using namespace codec::display;
-    for (const char* descriptor :
-         {IVela::descriptor, IVelaComposerClient::descriptor, IVelaCallback::descriptor,
-          ISoftVelaClient::descriptor, IVelaComposerCallback::descriptor}) {
-        const codec::Interface* const interface = codec::findInterface(descriptor);
-        if (interface->name == name) return interface;
+    for (const auto& [descriptor, interface] : codec::interfaces()) {
+        if (interface.name == name) return &interface;
     }
     return nullptr;
 }

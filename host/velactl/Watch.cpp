@@ -97,15 +97,10 @@ Failure printAll(int pipe, const sigset_t& whileWaiting, const Filter& filter) {
 
 Failure checkOperation(const std::string& name) {
     std::vector<std::string> names;
-    const auto add = [&names](const auto& operations) {
-        for (const auto& operation : operations)
-            names.push_back(operation.name);
-    };
-    add(codec::velaOperations());
-    add(codec::composerOperations());
-    add(codec::callbackOperations());
-    add(codec::softClientOperations());
-    add(codec::composerCallbackOperations());
+    for (const auto& [descriptor, interface] : codec::interfaces()) {
+        for (const codec::Operation* operation : interface.operations)
+            names.push_back(operation->name);
+    }
     if (name.empty() || std::find(names.begin(), names.end(), name) != names.end()) return {};
     return usageError("no operation or event " + name + suggestion(name, names));
 }
