@@ -1,18 +1,22 @@
 #include "host/chip/ChipObserver.h"
 
 #include <cstdint>
-#include <cstring>
 #include <utility>
 
 #include "host/chip/Chip.h"
 #include "host/chip/Observed.h"
+#include "host/codec/Names.h"
 
 namespace lmfg {
 namespace {
 
 thread_local std::shared_ptr<const ChipCall> gRequest;
-thread_local const ChipObservers* gRequestObservers = nullptr;
 thread_local std::shared_ptr<const ChipCall> gCause;
+
+std::function<void(const std::string& why)>& refusalListener() {
+    static auto& listener = *new std::function<void(const std::string& why)>;
+    return listener;
+}
 
 std::shared_ptr<const ChipCall> share(std::shared_ptr<const ChipObservers> observers,
                                       ChipCall call) {
@@ -60,9 +64,11 @@ const std::shared_ptr<const ChipCall>& CausedBy::currentRequest() {
 }
 
 void tellRefusal(const std::string& why) {
-    if (gRequestObservers == nullptr) return;
-    for (const auto& observer : *gRequestObservers)
-        observer->refused(*gRequest, why);
+    if (refusalListener()) refusalListener()(why);
+}
+
+void hearRefusals(std::function<void(const std::string& why)> listener) {
+    refusalListener() = std::move(listener);
 }
 
 void ObserverSwitch::set(ChipObservers observers) {
@@ -80,10 +86,7 @@ std::shared_ptr<const ChipObservers> ObserverSwitch::get() const {
 
 ObservedCall::ObservedCall(std::shared_ptr<const ChipObservers> observers, ChipCall call)
     : mObservers(std::move(observers)), mCall(share(mObservers, std::move(call))) {
-    if (!mCall->isEvent) {
-        mOuter = std::exchange(gRequest, mCall);
-        mOuterObservers = std::exchange(gRequestObservers, mObservers.get());
-    }
+    if (!mCall->isEvent) mOuter = std::exchange(gRequest, mCall);
     for (const auto& observer : *mObservers)
         observer->began(*mCall);
 }
@@ -94,9 +97,7 @@ ObservedCall::~ObservedCall() {
     }
     for (const auto& observer : *mObservers)
         observer->ended(*mCall, mAnswer);
-    if (mCall->isEvent) return;
-    gRequest = std::move(mOuter);
-    gRequestObservers = mOuterObservers;
+    if (!mCall->isEvent) gRequest = std::move(mOuter);
 }
 
 ChipFault ObservedCall::fault() {
@@ -104,11 +105,7 @@ ChipFault ObservedCall::fault() {
         const auto fault = observer->fault(*mCall);
         if (!fault) continue;
         if (fault->status && *fault->status < 0) {
-            // The least status has no positive counterpart, and no name.
-            const char* const name =
-                    *fault->status == INT32_MIN ? nullptr : strerrorname_np(-*fault->status);
-            const std::string error = name != nullptr ? name : std::to_string(*fault->status);
-            tellRefusal(std::string(mCall->operation) + ": " + error + " by a fault");
+            tellRefusal(codec::errorName(-int64_t{*fault->status}) + ": by a fault");
         }
         return *fault;
     }

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <chrono>
-#include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -41,9 +41,15 @@ class [[gnu::visibility("default")]] CausedBy {
     static const std::shared_ptr<const ChipCall>& currentRequest();
 };
 
-/** For a chip: tells the observers of this thread's request, if there are any, that it is refused.
- */
+/** For a chip: tells the listener that this thread's request is refused. */
 void tellRefusal(const std::string& why);
+/**
+ * Tells the listener why the chip, or a fault in its place, refuses a request, for people: "EINVAL:
+ * display 9 is not there". Called on the request's thread, with the chip's lock held; set it before
+ * there are requests.
+ */
+[[gnu::visibility("default")]] void hearRefusals(
+        std::function<void(const std::string& why)> listener);
 
 /** How a request is to go wrong. */
 struct ChipFault {
@@ -65,9 +71,6 @@ class [[gnu::visibility("default")]] ChipObserver {
         return std::nullopt;
     }
     virtual void began(const ChipCall& /*call*/) {}
-    /** The chip, or a fault in its place, refuses the request on this thread; `why` is for people.
-     */
-    virtual void refused(const ChipCall& /*call*/, const std::string& /*why*/) {}
     /**
      * `answer` is null for none. A result function's arguments are an array; that it was not
      * called once is told by an object, {"answers": [...]}.

@@ -89,7 +89,6 @@ struct ChipRefusal {
     std::string operation;
     int error = 0;       // positive
     std::string reason;  // may be empty
-    int caller = 0;      // whoever asked; 0 for nobody, or for one who has been told
 
     /** "EINVAL: display 9 is not there". */
     [[nodiscard]] std::string text() const;

@@ -61,7 +61,6 @@ class ObservedCall {
     const std::shared_ptr<const ChipObservers> mObservers;
     const std::shared_ptr<const ChipCall> mCall;
     std::shared_ptr<const ChipCall> mOuter;
-    const ChipObservers* mOuterObservers = nullptr;
     codec::Json mAnswer;
     bool mHasResult = false;
     std::vector<codec::Json> mResults;

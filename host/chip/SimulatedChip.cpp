@@ -89,7 +89,7 @@ std::vector<uint16_t> identityTable() {
 
 }  // namespace
 
-SimulatedChip::SimulatedChip(std::string framesDir) : mFramesDir(std::move(framesDir)) {
+SimulatedChip::SimulatedChip(FrameSink frames) : mFrames(std::move(frames)) {
     ChipDisplay& primary = mState.displays[kPrimaryDisplay];
     primary.connected = true;
     primary.width = 1080;
@@ -116,27 +116,16 @@ void SimulatedChip::stop() {
 }
 
 int SimulatedChip::refuse(const std::string& operation, int status, const std::string& reason) {
-    ChipRefusal refusal{.operation = operation,
-                        .error = -status,
-                        .reason = cutText(reason, kMaxLine),
-                        .caller = mCaller ? mCaller() : 0};
-    const std::string text = refusal.operation + ": " + refusal.text();
-    __android_log_print(ANDROID_LOG_INFO, "VelaChip", "refused %s", text.c_str());
+    ChipRefusal refusal{
+            .operation = operation, .error = -status, .reason = cutText(reason, kMaxLine)};
+    const std::string text = refusal.text();
+    __android_log_print(ANDROID_LOG_INFO, "VelaChip", "refused %s: %s", operation.c_str(),
+                        text.c_str());
     tellRefusal(text);
     ++mState.refusalCount;
     mState.refusals.push_back(std::move(refusal));
     if (mState.refusals.size() > kMaxRemembered) mState.refusals.pop_front();
     return status;
-}
-
-std::vector<std::string> SimulatedChip::takeRefusals(int caller) {
-    const std::lock_guard<std::mutex> guard(mLock);
-    std::vector<std::string> texts;
-    for (ChipRefusal& refusal : mState.refusals) {
-        if (refusal.caller != caller || std::exchange(refusal.caller, 0) == 0) continue;
-        texts.push_back(refusal.text());
-    }
-    return texts;
 }
 
 int64_t SimulatedChip::raise(std::string what, Delivery deliver) {

@@ -27,27 +27,16 @@ namespace lmfg {
  */
 class [[gnu::visibility("default")]] SimulatedChip : public Chip {
   public:
-    /**
-     * Each presentation describes its frame in `framesDir`, an existing directory, as
-     * frame-000001.json and frame-000001.svg and so on; nothing is written when it is empty.
-     */
-    explicit SimulatedChip(std::string framesDir = {});
+    /** Takes a presented frame, numbered from 1, as JSON and as SVG. Any thread. */
+    using FrameSink =
+            std::function<void(uint64_t number, const std::string& json, const std::string& svg)>;
+
+    /** Each presentation is handed to `frames`, unless that is empty. */
+    explicit SimulatedChip(FrameSink frames = {});
     ~SimulatedChip() override;
 
     /** The frame that a display shows, as SVG; empty when it has not presented any. */
     std::string picture(int display);
-    /**
-     * Tells who makes the request of this thread, so that refusals can be told to whoever met
-     * them. Called with the chip's lock held; set it before the chip is used.
-     */
-    void setCaller(std::function<int()> caller) {
-        mCaller = std::move(caller);
-    }
-    /**
-     * The refusals that this caller met and has not taken yet, oldest first, of the last 64 of
-     * all: "EINVAL: display 9 is not there".
-     */
-    std::vector<std::string> takeRefusals(int caller);
     /** Waits until the events raised so far have been answered, at most 10 seconds. */
     void settle();
 
@@ -143,10 +132,8 @@ class [[gnu::visibility("default")]] SimulatedChip : public Chip {
     void changeLayer(const char* operation, uint64_t layer, Change change);
     void connect(int display, bool connected);
     int present(const char* operation, int display);
-    void writeFile(const std::string& path, const std::string& text);
 
-    const std::string mFramesDir;
-    std::function<int()> mCaller;
+    const FrameSink mFrames;
     std::mutex mLock;
     ChipState mState GUARDED_BY(mLock);
     std::optional<VelaServiceCallbacks> mEvents GUARDED_BY(mLock);

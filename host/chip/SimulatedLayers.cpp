@@ -1,8 +1,4 @@
 #include <cerrno>
-#include <cstdio>
-#include <filesystem>
-#include <fstream>
-#include <system_error>
 #include <utility>
 
 #include <nlohmann/json.hpp>
@@ -173,28 +169,12 @@ int SimulatedChip::present(const char* operation, int display) {
         for (const auto& [id, layer] : mState.layers) {
             if (layer.display == display) it.frame->layers.emplace(id, layer);
         }
-        if (mFramesDir.empty()) return 0;
+        if (!mFrames) return 0;
         json = frameJson(*it.frame).dump(2) + "\n";
         picture = pictureOf(*it.frame, it.before ? &*it.before : nullptr);
     }
-    char name[40];
-    std::snprintf(name, sizeof(name), "/frame-%06llu", static_cast<unsigned long long>(number));
-    writeFile(mFramesDir + name + ".json", json);
-    writeFile(mFramesDir + name + ".svg", picture);
+    mFrames(number, json, picture);
     return 0;
-}
-
-void SimulatedChip::writeFile(const std::string& path, const std::string& text) {
-    std::ofstream file(path);
-    file << text;
-    file.flush();
-    if (file.good()) return;
-    const int error = errno != 0 ? errno : EIO;
-    file.close();
-    std::error_code ignored;
-    if (std::filesystem::is_regular_file(path, ignored)) std::filesystem::remove(path, ignored);
-    const std::lock_guard<std::mutex> guard(mLock);
-    refuse("to write " + path, -error, "");
 }
 
 std::string SimulatedChip::picture(int display) {

@@ -128,7 +128,7 @@ const std::vector<CallableOperation<IVelaComposerCallback>>& composerCallbackOpe
     return operations;
 }
 
-const Interface* findInterface(const std::string& descriptor) {
+const std::map<std::string, Interface>& interfaces() {
     const auto table = [](const char* name, bool isClient, const auto& operations) {
         std::vector<const Operation*> list;
         list.reserve(operations.size());
@@ -136,7 +136,7 @@ const Interface* findInterface(const std::string& descriptor) {
             list.push_back(&operation);
         return Interface{.name = name, .isCallback = isClient, .operations = std::move(list)};
     };
-    static const auto& interfaces = *new std::map<std::string, Interface>{
+    static const auto& all = *new std::map<std::string, Interface>{
             {IVela::descriptor, table("vela", false, velaOperations())},
             {IVelaComposerClient::descriptor, table("composer", false, composerOperations())},
             {IVelaCallback::descriptor, table("callback", true, callbackOperations())},
@@ -144,8 +144,12 @@ const Interface* findInterface(const std::string& descriptor) {
             {IVelaComposerCallback::descriptor,
              table("composerCallback", true, composerCallbackOperations())},
     };
-    const auto found = interfaces.find(descriptor);
-    return found == interfaces.end() ? nullptr : &found->second;
+    return all;
+}
+
+const Interface* findInterface(const std::string& descriptor) {
+    const auto found = interfaces().find(descriptor);
+    return found == interfaces().end() ? nullptr : &found->second;
 }
 
 std::vector<RecordDescription> recordDescriptions() {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -28,6 +29,8 @@ struct Interface {
     std::vector<const Operation*> operations;  // that of code n at n - 1
 };
 
+/** All, by descriptor. */
+const std::map<std::string, Interface>& interfaces();
 /** Null when the descriptor is not one of ours. */
 const Interface* findInterface(const std::string& descriptor);
 

@@ -58,7 +58,12 @@ Failure run(const Request& request) {
     }
     if (!request.rules.empty()) return {};
     // The host has a working folder of its own.
-    const std::string path = std::filesystem::absolute(request.file);
+    std::error_code error;
+    const std::string path = std::filesystem::absolute(request.file, error);
+    if (error) {
+        return usageError("cannot write the " + request.kind + " to '" + request.file +
+                          "': " + error.message());
+    }
     return hostError(host->write(request.kind, path, request.limit, request.times));
 }
 

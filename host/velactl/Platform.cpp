@@ -25,7 +25,8 @@ std::string hostProgram() {
     const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
     const auto host = program.parent_path() / "velahost";
     if (error || !std::filesystem::exists(host, error)) return "velahost";
-    const std::string near = std::filesystem::proximate(host, error);
+    const auto folder = std::filesystem::current_path(error);
+    const std::string near = error ? host : std::filesystem::proximate(host, folder, error);
     return near.size() < host.string().size() && !error ? near : host.string();
 }
 

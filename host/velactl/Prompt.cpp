@@ -2,11 +2,16 @@
 
 #include <editline/readline.h>
 
+#include <poll.h>
 #include <signal.h>
+#include <unistd.h>
 
+#include <clocale>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <cwchar>
 #include <filesystem>
 #include <iostream>
 #include <memory>
@@ -118,15 +123,24 @@ char** complete(const char* text, int /*start*/, int /*end*/) {
 
 volatile std::sig_atomic_t gInterrupted = 0;
 
-/** While it lives, Ctrl-C interrupts reading; a command that runs is ended by it. */
+sigset_t gWhileWaiting;
+
+/** While it lives, Ctrl-C interrupts nextCharacter(); a command that runs is ended by it. */
 class InterruptCatcher {
   public:
     InterruptCatcher() {
-        struct sigaction action {};  // without SA_RESTART
+        struct sigaction action {};
         action.sa_handler = [](int) { gInterrupted = 1; };
         sigaction(SIGINT, &action, &mBefore);
+        sigset_t interrupt;
+        sigemptyset(&interrupt);
+        sigaddset(&interrupt, SIGINT);
+        pthread_sigmask(SIG_BLOCK, &interrupt, &gWhileWaiting);
     }
-    ~InterruptCatcher() { sigaction(SIGINT, &mBefore, nullptr); }
+    ~InterruptCatcher() {
+        pthread_sigmask(SIG_SETMASK, &gWhileWaiting, nullptr);
+        sigaction(SIGINT, &mBefore, nullptr);
+    }
     InterruptCatcher(const InterruptCatcher&) = delete;
     InterruptCatcher& operator=(const InterruptCatcher&) = delete;
 
@@ -134,9 +148,27 @@ class InterruptCatcher {
     struct sigaction mBefore {};
 };
 
+/** EOF at the end of the input, and for Ctrl-C. */
+int nextCharacter(FILE* /*in*/) {
+    std::mbstate_t state{};
+    while (true) {
+        pollfd readable{.fd = STDIN_FILENO, .events = POLLIN, .revents = 0};
+        while (ppoll(&readable, 1, nullptr, &gWhileWaiting) < 0 && gInterrupted == 0) {
+        }
+        char byte = 0;
+        if (gInterrupted != 0 || read(STDIN_FILENO, &byte, 1) != 1) return EOF;
+        wchar_t character = 0;
+        const size_t length = std::mbrtowc(&character, &byte, 1, &state);
+        if (length <= 1) return static_cast<int>(character);
+        if (length == static_cast<size_t>(-1)) state = {};
+    }
+}
+
 }  // namespace
 
 Prompt::Prompt() : mHistory(historyFile()) {
+    (void)std::setlocale(LC_CTYPE, "");
+    rl_getc_function = nextCharacter;  // which editline asks for at its first use
     static char breaks[] = " \t";
     rl_readline_name = const_cast<char*>("velactl");
     rl_attempted_completion_function = complete;

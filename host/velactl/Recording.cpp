@@ -17,12 +17,8 @@ using codec::display::IVela;
 
 /** The interface of that name in recordings; null when there is none. */
 const codec::Interface* interfaceOf(const std::string& name) {
-    using namespace codec::display;
-    for (const char* descriptor :
-         {IVela::descriptor, IVelaComposerClient::descriptor, IVelaCallback::descriptor,
-          ISoftVelaClient::descriptor, IVelaComposerCallback::descriptor}) {
-        const codec::Interface* const interface = codec::findInterface(descriptor);
-        if (interface->name == name) return interface;
+    for (const auto& [descriptor, interface] : codec::interfaces()) {
+        if (interface.name == name) return &interface;
     }
     return nullptr;
 }
@@ -67,6 +63,9 @@ bool parseCall(const Json& json, RecordedCall* out, std::string* error) {
     }
     out->status = json["status"];
     out->answer = json["answer"];
+    std::vector<std::string> refusals;
+    if (json.contains("refused") && !take(json, "refused", &refusals, error)) return false;
+    if (!refusals.empty()) out->refused = refusals;
     ndk::ScopedAStatus status;
     return codec::statusFromJson(out->status, &status, error);
 }
@@ -127,7 +126,8 @@ Failure parseRecording(std::istream& in, const std::string& file, Recording* out
         if (!in.eof()) out->text.push_back(std::move(line));
     }
     const auto at = [&file](size_t line) { return file + ":" + std::to_string(line) + ": "; };
-    const Json header = out->text.empty() ? Json() : Json::parse(out->text[0], nullptr, false);
+    Json header;
+    if (!out->text.empty()) (void)parseJson(out->text[0], &header);
     if (!header.is_object() || header.value("recording", Json()) != 1) {
         return usageError(at(1) + "not a recording of velahost --record");
     }
@@ -136,6 +136,7 @@ Failure parseRecording(std::istream& in, const std::string& file, Recording* out
         return usageError(at(1) + "a recording of " + interface.dump() + ", not of " +
                           IVela::descriptor);
     }
+    out->tellsRefusals = header.value("refusals", Json()) == true;
     out->cut = true;
     for (size_t i = 1; i < out->text.size(); ++i) {
         Json json;
@@ -178,18 +179,14 @@ Failure writeRecording(const Recording& recording) {
         Json json = Json::parse(text[call.line - 1]);
         json["status"] = call.status;
         json["answer"] = call.answer;
+        json.erase("refused");
+        if (!call.refused.is_null()) json["refused"] = call.refused;
         text[call.line - 1] = json.dump();
     }
-    // Takes its place when it is whole: an interruption leaves the old one.
-    const std::string temporary = recording.file + ".new";
     std::string whole;
     for (const std::string& line : text)
         whole += line + "\n";
-    if (auto failure = writeFile(temporary, whole)) return failure;
-    std::error_code error;
-    std::filesystem::rename(temporary, recording.file, error);
-    return error ? usageError("cannot write " + recording.file + ": " + error.message())
-                 : Failure{};
+    return replaceFile(recording.file, whole);
 }
 
 }  // namespace velactl

@@ -24,6 +24,7 @@ struct RecordedCall {
     std::vector<Json> arguments;
     Json status;
     Json answer;
+    Json refused;  // why the chip refused it, one by one; null when it did not
 };
 
 /** What velahost --record wrote. */
@@ -31,9 +32,10 @@ struct Recording {
     std::string file;
     std::vector<std::string> text;    // the lines, for writing the file again
     std::vector<RecordedCall> calls;  // in the order in which they began
-    bool cut = false;                 // its host died: it ends with the last whole line
-    int64_t end = 0;                  // how many calls there were, unless it is cut
-    std::vector<int64_t> open;        // those that had not ended
+    bool tellsRefusals = false;
+    bool cut = false;           // its host died: it ends with the last whole line
+    int64_t end = 0;            // how many calls there were, unless it is cut
+    std::vector<int64_t> open;  // those that had not ended
 };
 
 /** Reads a recording of that name. A failure names the line that is wrong. */

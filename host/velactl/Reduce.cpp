@@ -123,7 +123,9 @@ class Search {
                 progress.reached(all - mBest.size(), all);
             }
         }
-        return {};
+        return !mBest.empty() ? Failure{}
+                              : usageError(mCommand[0] + " ends with " + std::to_string(mCode) +
+                                           " without any call, too; does it read {}?");
     }
 
     [[nodiscard]] size_t left() const { return mBest.size(); }
@@ -134,15 +136,13 @@ class Search {
     /** Runs the command with these calls; those with which it ends as it should become the output.
      */
     Failure attempt(const Calls& calls, bool* same) {
-        if (auto failure = writeFile(mTried, excerptOf(mRecording, calls))) return failure;
+        const std::string text = excerptOf(mRecording, calls);
+        if (auto failure = writeFile(mTried, text)) return failure;
         int code = 0;
         if (auto failure = run(mCommand, &code)) return failure;
         if (mRuns++ == 0) mCode = code;
         *same = code == mCode && code != 0;
-        if (!*same) return {};
-        std::error_code error;
-        std::filesystem::rename(mTried, mOutput, error);
-        return error ? usageError("cannot write " + mOutput + ": " + error.message()) : Failure{};
+        return *same ? replaceFile(mOutput, text) : Failure{};
     }
 
     const Recording& mRecording;
@@ -160,6 +160,7 @@ Failure reduce(const std::string& file, std::string output, std::vector<std::str
     Recording recording;
     if (auto failure = readRecording(file, &recording)) return failure;
     if (output.empty()) output = besides(file, ".reduced");
+    if (output == "-") return usageError("what is found is written to a file, not to stdout");
     Search search(recording, output, std::move(command));
     if (auto failure = search.begin()) return failure;
     if (auto failure = search.reduce()) return failure;

@@ -121,6 +121,7 @@ class Replay {
     Failure run() {
         if (auto failure = connect(&mVela)) return failure;
         mSettle = settler();
+        if (mRecording.tellsRefusals) mTakeRefusals = refusalTaker();
         ABinderProcess_startThreadPool();
         Progress progress("replaying " + mRecording.file);
         std::vector<RecordedCall>& calls = mRecording.calls;
@@ -187,10 +188,19 @@ class Replay {
             mComposers["composer " + answer.begin()->dump()] =
                     std::static_pointer_cast<IVelaComposerClient>(outcome.object);
         }
+        Json refused = call->refused;
+        if (mTakeRefusals) {
+            const auto refusals = mTakeRefusals();
+            refused = refusals.empty() ? Json() : Json(refusals);
+        }
         // So that what the request raised reaches the clients of its time, as on record.
         mSettle();
         compare(*call, "status", call->status, status);
         compare(*call, "answer", call->answer, answer);
+        if (status == call->status && answer == call->answer) {
+            compare(*call, "refused", call->refused, refused);
+        }
+        call->refused = refused;
         call->status = status;
         call->answer = answer;
         return {};
@@ -257,6 +267,7 @@ class Replay {
     const std::shared_ptr<Events> mEvents;  // shared with callbacks that may outlive this
     std::shared_ptr<IVela> mVela;
     std::function<void()> mSettle;
+    std::function<std::vector<std::string>()> mTakeRefusals;  // where both sides tell of them
     std::map<std::string, std::shared_ptr<IVelaComposerClient>> mComposers;
     std::map<std::string, std::shared_ptr<ndk::ICInterface>> mCallbacks;
     std::vector<RecordedCall> mRegistrations;

@@ -24,6 +24,7 @@ namespace velactl {
 namespace {
 
 constexpr size_t kLongestText = 500;
+constexpr int kDeepestJson = 100;  // what handles values calls itself for each level
 constexpr int64_t kPatienceMs = 2000;
 constexpr int64_t kStepMs = 200;
 
@@ -151,19 +152,36 @@ Failure writeFile(const std::string& file, const std::string& text) {
     return failure;
 }
 
+Failure replaceFile(const std::string& file, const std::string& text) {
+    std::error_code error;
+    const std::filesystem::path path = std::filesystem::weakly_canonical(file, error);
+    if (!error && exists(path, error) && !is_regular_file(path, error)) {
+        return usageError("cannot write " + file + ": it is no file");
+    }
+    const std::string temporary = path.string() + ".new";
+    if (!error) {
+        if (auto failure = writeFile(temporary, text)) return failure;
+        std::filesystem::rename(temporary, path, error);
+    }
+    return error ? usageError("cannot write " + file + ": " + error.message()) : Failure{};
+}
+
 Failure parseJson(const std::string& text, Json* out) {
     std::vector<std::set<std::string>> keys;
     std::string twice;
-    const auto look = [&](int /*depth*/, Json::parse_event_t event, Json& parsed) {
+    bool isDeep = false;
+    const auto look = [&](int depth, Json::parse_event_t event, Json& parsed) {
+        isDeep = isDeep || depth > kDeepestJson;
         if (event == Json::parse_event_t::object_start) keys.emplace_back();
         if (event == Json::parse_event_t::object_end) keys.pop_back();
         if (event == Json::parse_event_t::key) {
             auto name = parsed.get<std::string>();
             if (!keys.back().insert(name).second) twice = std::move(name);
         }
-        return true;
+        return !isDeep;
     };
     *out = Json::parse(text, look, false);
+    if (isDeep) return usageError("nested too deep: " + text);
     if (!twice.empty()) return usageError("the key \"" + twice + "\" stands twice in " + text);
     if (!out->is_discarded()) return {};
     const bool isWord = !text.empty() && text.find_first_of("\"[]{}") == std::string::npos;

@@ -64,6 +64,12 @@ void noteRefusal(const std::string& where, const std::string& operation, const s
 Failure writeFile(const std::string& file, const std::string& text);
 
 /**
+ * The same, but the text takes the file's place when it is whole: an interruption leaves the old
+ * one. What is there and no file, such as a device, is not replaced but a failure.
+ */
+Failure replaceFile(const std::string& file, const std::string& text);
+
+/**
  * Parses JSON that a person wrote; a failure says what is wrong with it, a key that an object has
  * twice included.
  */

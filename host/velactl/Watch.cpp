@@ -5,13 +5,17 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include <aidl/velahost/IHost.h>
 
+#include "host/codec/Operations.h"
+#include "host/velactl/Descriptions.h"
 #include "host/velactl/Platform.h"
 
 namespace velactl {
@@ -75,8 +79,10 @@ Failure printAll(int pipe, const sigset_t& whileWaiting, const Filter& filter) {
     std::string pending;
     std::array<char, 65536> chunk{};
     while (true) {
-        pollfd readable{.fd = pipe, .events = POLLIN, .revents = 0};
-        if (ppoll(&readable, 1, nullptr, &whileWaiting) < 0) return {};  // a signal came
+        std::array<pollfd, 2> fds{pollfd{.fd = pipe, .events = POLLIN, .revents = 0},
+                                  pollfd{.fd = STDOUT_FILENO, .events = 0, .revents = 0}};
+        if (ppoll(fds.data(), fds.size(), nullptr, &whileWaiting) < 0) return {};  // a signal came
+        if ((fds[1].revents & (POLLERR | POLLHUP)) != 0) return {};  // nobody reads this
         const ssize_t count = read(pipe, chunk.data(), chunk.size());
         if (count <= 0) return noService("velahost died");
         pending.append(chunk.data(), static_cast<size_t>(count));
@@ -89,7 +95,18 @@ Failure printAll(int pipe, const sigset_t& whileWaiting, const Filter& filter) {
     }
 }
 
+Failure checkOperation(const std::string& name) {
+    std::vector<std::string> names;
+    for (const auto& [descriptor, interface] : codec::interfaces()) {
+        for (const codec::Operation* operation : interface.operations)
+            names.push_back(operation->name);
+    }
+    if (name.empty() || std::find(names.begin(), names.end(), name) != names.end()) return {};
+    return usageError("no operation or event " + name + suggestion(name, names));
+}
+
 Failure watch(const Filter& filter) {
+    if (auto failure = checkOperation(filter.operation)) return failure;
     // Before any other thread runs: they are taken while this one waits, and nowhere else.
     sigset_t stopSignals;
     sigset_t before;

@@ -1,9 +1,11 @@
 #include <algorithm>
+#include <sstream>
 #include <string>
 #include <vector>
 
 #include <CLI/CLI.hpp>
 
+#include "host/codec/StandardFiles.h"
 #include "host/velactl/Commands.h"
 #include "host/velactl/Descriptions.h"
 #include "host/velactl/HostCommand.h"
@@ -67,7 +69,12 @@ int run(int argc, char** argv) {
         }
         return report(usageError(error.what()));
     } catch (const CLI::ParseError& error) {
-        if (error.get_exit_code() == 0) return app.exit(error);
+        if (error.get_exit_code() == 0) {
+            std::ostringstream text;
+            (void)app.exit(error, text);
+            printText(text.str());
+            return kOk;
+        }
         return report(usageError(std::string(error.what()) + "; see velactl --help"));
     }
     return done.has_value() ? *done : commands.run();
@@ -77,5 +84,6 @@ int run(int argc, char** argv) {
 }  // namespace velactl
 
 int main(int argc, char** argv) {
+    openStandardFiles();
     return velactl::run(argc, argv);
 }

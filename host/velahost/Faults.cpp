@@ -6,12 +6,13 @@
 #include <cstring>
 #include <utility>
 
+#include "host/codec/Names.h"
+
 using lmfg::ChipAnswer;
 using lmfg::ChipFault;
 
 namespace {
 
-constexpr int kLastError = 133;
 constexpr int kLongestDelayMs = 60'000;
 constexpr const char* kEveryOperation = "*";
 
@@ -25,11 +26,8 @@ std::optional<T> parse(const std::string& text) {
 
 /** -22 for "-22" and for "EINVAL". */
 std::optional<int> parseStatus(const std::string& text) {
-    for (int error = 1; error <= kLastError; ++error) {
-        const char* const name = strerrorname_np(error);
-        if (name != nullptr && text == name) return -error;
-    }
-    return parse<int>(text);
+    const int error = codec::errorNumber(text);
+    return error != 0 ? -error : parse<int>(text);
 }
 
 bool hasResultFunction(ChipAnswer answer) {

@@ -71,7 +71,7 @@ class Host : public aidl::velahost::BnHost {
     }
 
     ndk::ScopedAStatus takeRefusals(std::vector<std::string>* texts) override {
-        if (mChip != nullptr) *texts = mChip->takeRefusals(AIBinder_getCallingPid());
+        *texts = mWatchers.takeRefusals(AIBinder_getCallingPid());
         return ndk::ScopedAStatus::ok();
     }
 

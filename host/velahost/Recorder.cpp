@@ -4,22 +4,17 @@
 
 #include "host/codec/Status.h"
 #include "host/velahost/Processes.h"
+#include "host/velahost/Refusals.h"
 
 using codec::Json;
 
 namespace {
-
-thread_local std::vector<std::string> gRefusals;
 
 std::string nameText(const std::string& kind, int64_t number) {
     return kind + " " + std::to_string(number);
 }
 
 }  // namespace
-
-void RefusalNotes::refused(const lmfg::ChipCall& /*call*/, const std::string& why) {
-    gRefusals.push_back(why);
-}
 
 /** Holds the first half of a line until its call has ended. */
 class Recorder::Watch : public binder::CallWatch {
@@ -62,7 +57,8 @@ void Recorder::begin(Held* held) {
     mProcessNames.clear();
     mObjects.clear();
     mCounts.clear();
-    const Json head{{"recording", 1}, {"interface", codec::display::IVela::descriptor}};
+    const Json head{
+            {"recording", 1}, {"interface", codec::display::IVela::descriptor}, {"refusals", true}};
     if (!mOutput->begin(textOf(head) + "\n")) return;
     for (Registration& it : mRegistrations->current()) {
         const int64_t client = clientOf(it.client);
@@ -178,7 +174,6 @@ std::unique_ptr<binder::CallWatch> Recorder::observe(const binder::ObservedCall&
     Json line = commonFields("interface", target, client);
     line[interface->isCallback ? "event" : "operation"] = operation.name;
     line["arguments"] = std::move(list);
-    gRefusals.clear();
     mOpen.insert(mNumber);
     return std::make_unique<Watch>(this, mPart, std::move(line), operation, client);
 }
@@ -200,7 +195,8 @@ void Recorder::ended(const Watch& watch, binder_status_t status, const AParcel* 
     if (reply != nullptr && answer.isOk()) (void)watch.operation.readResult(reply, name, &value);
     line["answer"] = std::move(value);
     line["took"] = microseconds() - line["time"].get<int64_t>();
-    if (mLive && !gRefusals.empty()) line["refused"] = gRefusals;
+    const std::vector<std::string>& refusals = Refusals::ofRequest();
+    if (line.contains("operation") && !refusals.empty()) line["refused"] = refusals;
     write(line);
     mOpen.erase(line["n"].get<int64_t>());
 }

@@ -19,12 +19,6 @@
 #include "host/velahost/Registrations.h"
 #include "host/velahost/Watcher.h"
 
-/** Notes why the chip refuses this thread's requests, for recorders that tell it. Any thread. */
-class RefusalNotes : public lmfg::ChipObserver {
-  public:
-    void refused(const lmfg::ChipCall& call, const std::string& why) override;
-};
-
 /**
  * Writes a line of JSON for each request of each client and for each call of a client's callback,
  * as they end; "n" numbers them in the order in which they began. Clients and their objects are
@@ -35,7 +29,7 @@ class RefusalNotes : public lmfg::ChipObserver {
  */
 class Recorder : public CallTap, public Writer {
   public:
-    /** `live`: each line also names the client's process, and what the chip refused and why. */
+    /** `live`: each line also names the client's process. */
     Recorder(std::unique_ptr<Output> output, std::shared_ptr<Registrations> registrations,
              bool live);
 

@@ -69,12 +69,14 @@ void Watchers::install() {
         const std::lock_guard guard(mLock);
         changed();
     }
+    lmfg::hearRefusals([this](const std::string& why) { mRefusals.add(why); });
     binder::addCallObserver(
             [this](const auto& call, const auto* arguments) { return observe(call, arguments); });
 }
 
 std::unique_ptr<binder::CallWatch> Watchers::observe(const binder::ObservedCall& call,
                                                      const AParcel* arguments) {
+    if (call.served) Refusals::beginRequest();
     if (!mIsTapped) return mRegistrations->observe(call, arguments);
     std::shared_ptr<const CallTaps> taps;
     {
@@ -97,7 +99,6 @@ void Watchers::changed() {
         if (written.chip != nullptr) chip.push_back(written.chip);
         if (written.trace != nullptr) trace = written.trace.get();
     }
-    if (!mLive.empty()) chip.push_back(std::make_shared<RefusalNotes>());
     taps.insert(taps.end(), mLive.begin(), mLive.end());
     mIsTapped = taps.size() > 1;
     mTaps = std::make_shared<const CallTaps>(std::move(taps));

@@ -14,6 +14,7 @@
 #include "host/velahost/Faults.h"
 #include "host/velahost/OutFile.h"
 #include "host/velahost/Recorder.h"
+#include "host/velahost/Refusals.h"
 #include "host/velahost/Registrations.h"
 #include "host/velahost/TraceWriter.h"
 
@@ -49,6 +50,9 @@ class Watchers {
     /** Forgets clients' objects that are gone, of which it keeps no more than that they were. */
     void forgetGone() { (void)mRegistrations->current(); }
 
+    /** As Refusals::take. */
+    std::vector<std::string> takeRefusals(pid_t client) { return mRefusals.take(client); }
+
     /** What there is, each as one would ask for it. */
     std::vector<std::string> state();
 
@@ -80,6 +84,7 @@ class Watchers {
     void changed() REQUIRES(mLock);
 
     const std::shared_ptr<Registrations> mRegistrations = std::make_shared<Registrations>();
+    Refusals mRefusals;
     std::mutex mLock;
     std::map<std::string, Written> mWritten GUARDED_BY(mLock);
     std::shared_ptr<Faults> mFaults GUARDED_BY(mLock);

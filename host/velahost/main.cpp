@@ -10,10 +10,12 @@
 #include <csignal>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <future>
 #include <iostream>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <utility>
@@ -26,7 +28,9 @@
 
 #include "host/chip/ChipHost.h"
 #include "host/chip/SimulatedChip.h"
+#include "host/codec/StandardFiles.h"
 #include "host/velahost/Faults.h"
+#include "host/velahost/Frames.h"
 #include "host/velahost/Host.h"
 #include "host/velahost/RuntimeFolder.h"
 #include "host/velahost/Takeover.h"
@@ -67,6 +71,13 @@ struct Options {
 int fail(const std::string& text) {
     std::cerr << "velahost: " + text + "\n" << std::flush;
     return kFailure;
+}
+
+/** Prints the text; an exit code. */
+int print(const std::string& text) {
+    errno = 0;
+    std::cout << text << std::flush;
+    return std::cout ? 0 : fail(std::string("cannot write to stdout: ") + std::strerror(errno));
 }
 
 /** The product library of this build: in the folder "lib" beside that of the program. */
@@ -176,10 +187,16 @@ int serve(const Options& options) {
     Entry* const entry = load(options.library);
     if (entry == nullptr) return kFailure;
     if (const int code = makeFolder(options.frames); code != 0) return code;
+    const auto frames = std::make_shared<Frames>(options.frames);
     std::shared_ptr<lmfg::SimulatedChip> chip;
     if (options.chip == "simulated") {
-        chip = std::make_shared<lmfg::SimulatedChip>(options.frames);
-        chip->setCaller(AIBinder_getCallingPid);
+        lmfg::SimulatedChip::FrameSink sink;
+        if (!options.frames.empty()) {
+            sink = [frames](auto number, const auto& json, const auto& svg) {
+                frames->write(number, json, svg);
+            };
+        }
+        chip = std::make_shared<lmfg::SimulatedChip>(std::move(sink));
     }
     lmfg::installChip(chip);
     Watchers::get().install();
@@ -206,7 +223,7 @@ int serve(const Options& options) {
     // From here on the chip raises nothing. Exiting then lets the library release its service
     // object; chip and service library outlive that.
     const bool stopped = chip == nullptr || stopChip(chip);
-    const int code = Watchers::get().finish() ? 0 : kFailure;
+    const int code = Watchers::get().finish() && frames->isComplete() ? 0 : kFailure;
     // With an event under way the process ends at once, without its static destructors.
     if (!stopped) std::_Exit(code);
     return code;
@@ -215,6 +232,7 @@ int serve(const Options& options) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    openStandardFiles();
     Options options{.library = defaultLibrary()};
     CLI::App app("Serves the Vela display service until SIGINT or SIGTERM");
     app.footer(kFooter);
@@ -247,13 +265,21 @@ int main(int argc, char** argv) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        if (error.get_exit_code() == 0) return app.exit(error);
+        if (error.get_exit_code() == 0) {
+            std::ostringstream text;
+            (void)app.exit(error, text);
+            return print(text.str());
+        }
         fail(std::string(error.what()) + "; see velahost --help");
         return kUsage;
     }
+    if (options.recordLimit != 0 && options.record.empty() && options.journal.empty() &&
+        options.trace.empty()) {
+        fail("--record-limit is of --record, --journal or --trace");
+        return kUsage;
+    }
     if (std::find(options.faults.begin(), options.faults.end(), "help") != options.faults.end()) {
-        std::cout << Faults::help() << std::endl;
-        return std::cout ? 0 : kFailure;
+        return print(Faults::help() + "\n");
     }
     return serve(options);
 }

@@ -59,8 +59,10 @@ TEST_F(MonitorTest, PrintsAndAnswersEventsUntilInterrupted) {
 TEST_F(MonitorTest, EndsWithItsReaderOrTheService) {
     const auto host = startHost();
     ASSERT_NE(host, nullptr);
-    EXPECT_EQ(runProgram("/bin/sh", {"-c", programFolder() + "/velactl monitor | head -n 1"}).code,
-              0);
+    for (const std::string command : {"monitor", "watch"}) {
+        const std::string read = programFolder() + "/velactl " + command + " | head -n 1";
+        EXPECT_EQ(runProgram("/bin/sh", {"-c", read}).code, 0);
+    }
     const auto monitor = startMonitor({"--soft", "--composer"});
     ASSERT_NE(monitor, nullptr);
     EXPECT_EQ(stop(host.get(), SIGKILL), -SIGKILL);

@@ -40,6 +40,9 @@ class ProgramsTest : public testing::Test {
     /** The next line that the program prints; discarded JSON when there is none. */
     static Json nextJson(Program* program);
 
+    /** Runs the commands of a file of testdata/commands, one after the other, in the folder. */
+    void runCommands(const std::string& name) const;
+
     /** Sends the signal and returns the exit code. */
     static int stop(Program* program, int signal);
 

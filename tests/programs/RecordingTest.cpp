@@ -1,3 +1,4 @@
+#include <filesystem>
 #include <fstream>
 #include <string>
 #include <vector>
@@ -16,33 +17,7 @@ class RecordingTest : public ProgramsTest {
     void SetUp() override {
         ProgramsTest::SetUp();
         mRecording = mFolder / "session.jsonl";
-        const char* const lines[] = {
-                R"("interface":"vela","operation":"createComposerClient","arguments":[],"answer":{"composer":1})",
-                R"("interface":"vela","operation":"createComposerClient","arguments":[],"answer":{"composer":2})",
-                R"("interface":"vela","operation":"registerCallback","arguments":[7,{"callback":1}])",
-                R"("interface":"composer 1","operation":"createLayer","arguments":[0,7])",
-                R"("interface":"composer 2","operation":"createLayer","arguments":[0,8])",
-                R"("interface":"composer 1","operation":"buildLayerStack","arguments":[0,{}])",
-                R"("interface":"composer 1","operation":"commitLayerStack","arguments":[0,1],"answer":0)",
-                R"("interface":"composer 1","operation":"setLayerZOrder","arguments":[0,7,3])",
-                R"("interface":"callback 1","event":"onFeatureChanged","arguments":[3,[60]])",
-                R"("interface":"composer 1","operation":"present","arguments":[0],"answer":1)",
-                R"("interface":"composer 2","operation":"setLayerZOrder","arguments":[0,8,1])",
-                R"("gone":"composer 2")",
-        };
-        std::ofstream out(mRecording);
-        out << R"({"recording":1})" << '\n';
-        int number = 0;
-        for (const char* const line : lines) {
-            const bool hasAnswer = std::string(line).find("answer") != std::string::npos;
-            ++number;
-            out << R"({"client":1,"status":"ok","n":)" << number << R"(,"time":)" << number << ","
-                << line
-                << (hasAnswer ? "}\n"
-                              : R"(,"answer":null})"
-                                "\n");
-        }
-        out << R"({"end":12,"open":[]})" << '\n';
+        copy_file(SOURCE_FOLDER "/testdata/recordings/small.jsonl", mRecording);
     }
 
     /** The numbers that the calls of a part had before; none for a part that is no recording. */
@@ -57,7 +32,7 @@ class RecordingTest : public ProgramsTest {
         return numbers;
     }
 
-    std::string mRecording;
+    std::filesystem::path mRecording;
 };
 
 TEST_F(RecordingTest, TrimsToCallsAndWhatTheyNeed) {
@@ -94,25 +69,6 @@ TEST_F(RecordingTest, ReducesToWhatStillFails) {
         EXPECT_EQ(callsOf(mFolder / "session.reduced.jsonl"), it.calls) << it.check;
     }
     EXPECT_FALSE(exists(mFolder / "session.reduced.jsonl.try"));
-}
-
-TEST_F(RecordingTest, SaysWhatIsWrong) {
-    const struct {
-        Arguments arguments;
-        const char* error;
-    } cases[] = {
-            {{"reduce", mRecording, "--", "true"}, "true ends with 0 for the whole"},
-            {{"reduce", mRecording, "--", "/nowhere/check"}, "cannot run /nowhere/check: No such"},
-            {{"reduce", mRecording}, "COMMAND is required"},
-            {{"trim", mRecording, "13", "14"}, "has no calls from 13 to 14"},
-            {{"page", mFolder / "none"}, "cannot read "},
-            {{"page", mRecording, "-o", "/nowhere/page.html"}, "cannot write /nowhere/page.html"},
-    };
-    for (const auto& it : cases) {
-        const Result result = velactl(it.arguments);
-        EXPECT_EQ(result.code, 2) << it.error;
-        EXPECT_THAT(result.errors, HasSubstr(it.error));
-    }
 }
 
 }  // namespace
