@@ -70,7 +70,6 @@ TEST_F(FacadeTest, EachRegistrationWritesItsMembersInTheAgreedOrder) {
 
 struct NotingObserver : ChipObserver {
     std::optional<ChipFault> fault(const ChipCall&) override { return spoilt; }
-    void refused(const ChipCall&, const std::string& why) override { noted += why + ' '; }
     void ended(const ChipCall& call, const codec::Json& answer) override {
         noted += call.operation + call.arguments.dump() + answer.dump() + ' ';
     }
@@ -81,6 +80,7 @@ struct NotingObserver : ChipObserver {
 
 TEST_F(FacadeTest, ObserversSeeAnswersAndTheRefusalsOfTheirFaults) {
     const auto observer = std::make_shared<NotingObserver>();
+    hearRefusals([&](const std::string& why) { observer->noted += why + ' '; });
     installChip(std::make_shared<SimulatedChip>(), {observer});
     mService = VelaService::init();
     get(512);
@@ -90,10 +90,11 @@ TEST_F(FacadeTest, ObserversSeeAnswersAndTheRefusalsOfTheirFaults) {
     }
     EXPECT_EQ(observer->noted,
               "velaConfigureGet[512,[]][0,[4,1024,64]] "
-              "velaConfigureSet: EIO by a fault velaConfigureSet[1,[2]]-5 "
-              "velaConfigureSet: -2147483648 by a fault velaConfigureSet[1,[2]]-2147483648 "
+              "EIO: by a fault velaConfigureSet[1,[2]]-5 "
+              "2147483648: by a fault velaConfigureSet[1,[2]]-2147483648 "
               "velaConfigureSet[1,[2]]5 ");
     EXPECT_EQ(CausedBy::currentRequest(), nullptr) << "all are over";
+    hearRefusals(nullptr);
 }
 
 }  // namespace
