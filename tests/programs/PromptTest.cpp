@@ -4,7 +4,9 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <string>
 
 #include <gmock/gmock.h>
@@ -27,10 +29,10 @@ class PromptTest : public ProgramsTest {
         ProgramsTest::TearDown();
     }
 
+    /** Not where the machine has no terminals to give: /dev/pts may be missing in a container. */
     void start() {
         mPid = forkpty(&mTerminal, nullptr, nullptr, nullptr);
-        ASSERT_GE(mPid, 0);
-        if (mPid > 0) return;
+        if (mPid != 0) return;
         const std::string program = programFolder() + "/velactl";
         execl(program.c_str(), program.c_str(), "session", nullptr);
         _exit(127);
@@ -70,6 +72,7 @@ TEST_F(PromptTest, TellsAtOnceAndSurvivesCtrlC) {
     const auto host = startHost();
     ASSERT_NE(host, nullptr);
     start();
+    if (mPid < 0) GTEST_SKIP() << "no terminal: " << strerror(errno);
     const struct {
         const char* typed;
         const char* shown;
