@@ -271,8 +271,10 @@ void fanOut(benchmark::State& state, int64_t count, bool isOneProcess) {
 }
 BENCHMARK_CAPTURE(fanOut, one, 1, false)->Name("fan-out/1")->UseManualTime();
 BENCHMARK_CAPTURE(fanOut, ten, 10, false)->Name("fan-out/10")->UseManualTime();
+BENCHMARK_CAPTURE(fanOut, few, 25, false)->Name("fan-out/25")->UseManualTime();
 BENCHMARK_CAPTURE(fanOut, hundred, 100, false)->Name("fan-out/100")->UseManualTime();
 BENCHMARK_CAPTURE(fanOut, same, 100, true)->Name("fan-out/100 of one process")->UseManualTime();
+BENCHMARK_CAPTURE(fanOut, many, 400, false)->Name("fan-out/400")->UseManualTime();
 BENCHMARK_CAPTURE(fanOut, thousand, 1000, false)->Name("fan-out/1000")->UseManualTime();
 
 void allowManyDescriptors() {
