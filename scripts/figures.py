@@ -50,7 +50,7 @@ text{fill:#1f2328}.t{font-weight:600}.n{fill:#57606a}.e{text-anchor:end}
 text{fill:#e6edf3}.n{fill:#9da7b3}.measured{fill:#4493f8}.floor{fill:#57606a}.over{fill:#f0795a}
 .bound{stroke:#e6edf3}.axis{stroke:#3d444d}
 }"""
-LABELS, BARS, PITCH, TOP = 270, 420, 22, 62
+LABELS, BARS, PITCH, TOP = 320, 380, 22, 62
 
 
 def draw(path, title, legend, bars):
