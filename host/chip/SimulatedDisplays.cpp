@@ -8,6 +8,8 @@ namespace lmfg {
 
 namespace {
 
+constexpr int kMaxBrightness = 4095;
+constexpr size_t kMaxBrightnessValues = 64;
 constexpr int kMaxColorMode = 255;
 constexpr int kMaxNits = 10000;
 constexpr int kMaxPowerMode = 5;
@@ -31,6 +33,30 @@ void SimulatedChip::setActiveConfig(const DisplayConfigVariableInfo& info) {
     if (info.real1 > 0) mState.refreshRate = info.real1;
     mState.displays[kPrimaryDisplay].width = static_cast<uint32_t>(info.value1);
     mState.displays[kPrimaryDisplay].height = static_cast<uint32_t>(info.value2);
+}
+
+void SimulatedChip::updateDisplayBrightness(uint64_t display, int level,
+                                            const hidl_vec<int>& values, ValuesResult result) {
+    hidl_vec<int> answer;
+    int status = 0;
+    {
+        const std::lock_guard<std::mutex> guard(mLock);
+        ChipDisplay* it = find(display);
+        status = it == nullptr                          ? -EINVAL
+                 : level < 0 || level > kMaxBrightness  ? -ERANGE
+                 : values.size() > kMaxBrightnessValues ? -E2BIG
+                                                        : 0;
+        if (it != nullptr) answer = {it->brightness};
+        if (status < 0) {
+            refuse("updateDisplayBrightness " + std::to_string(level), status,
+                   it == nullptr       ? noDisplay(static_cast<int64_t>(display))
+                   : status == -ERANGE ? "levels are 0 to " + std::to_string(kMaxBrightness)
+                                       : "at most 64 values");
+        } else {
+            it->brightness = level;
+        }
+    }
+    result(status, answer);
 }
 
 void SimulatedChip::SetPowerMode(int mode) {
