@@ -62,6 +62,36 @@ TEST_F(NamesTest, RegistrationsAreNotified) {
     AServiceManager_NotificationRegistration_delete(registration);
 }
 
+TEST_F(NamesTest, EndedRegistrationIsNotNotified) {
+    struct Registrations {
+        AIBinder* binder;
+        AServiceManager_NotificationRegistration* ended = nullptr;
+        bool isNotified = false;
+        std::atomic<bool> isMarked = false;
+    } told{.binder = mBinder.get()};
+    // Whoever is told first ends the next one, whose name has just come up, too.
+    const auto end = [](const char*, AIBinder*, void* cookie) {
+        auto& [binder, ended, isNotified, isMarked] = *static_cast<Registrations*>(cookie);
+        EXPECT_EQ(AServiceManager_addService(binder, "ended"), EX_NONE);
+        AServiceManager_NotificationRegistration_delete(ended);
+        EXPECT_EQ(AServiceManager_addService(binder, "marked"), EX_NONE);
+    };
+    const auto note = [](const char*, AIBinder*, void* cookie) {
+        static_cast<Registrations*>(cookie)->isNotified = true;
+    };
+    const auto mark = [](const char*, AIBinder*, void* cookie) {
+        static_cast<Registrations*>(cookie)->isMarked = true;
+    };
+    auto* const first = AServiceManager_registerForServiceNotifications("ends", end, &told);
+    told.ended = AServiceManager_registerForServiceNotifications("ended", note, &told);
+    auto* const last = AServiceManager_registerForServiceNotifications("marked", mark, &told);
+    ASSERT_EQ(AServiceManager_addService(mBinder.get(), "ends"), EX_NONE);
+    EXPECT_TRUE(eventually([&] { return told.isMarked.load(); }));
+    EXPECT_FALSE(told.isNotified);
+    AServiceManager_NotificationRegistration_delete(first);
+    AServiceManager_NotificationRegistration_delete(last);
+}
+
 TEST_F(NamesTest, WaitingEndsWhenTheNameAppears) {
     EXPECT_EQ(AServiceManager_checkService("awaited"), nullptr);
     ndk::SpAIBinder found[2];
