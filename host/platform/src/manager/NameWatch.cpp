@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <string_view>
 #include <thread>
 
 #include <limits.h>
@@ -12,7 +11,6 @@
 #include <unistd.h>
 
 #include "base/Log.h"
-#include "manager/ServiceRegistry.h"
 
 namespace binder {
 namespace {
@@ -42,23 +40,13 @@ bool NameWatch::wait(const std::optional<Clock::time_point>& deadline) const {
         if (left.count() <= 0) return again <= deadline.value_or(again);
         pollfd event{.fd = mNotify, .events = POLLIN, .revents = 0};
         const int changes = poll(&event, 1, static_cast<int>(left.count()));
-        if (changes > 0 && sawChange()) return true;
-    }
-}
-
-bool NameWatch::sawChange() const {
-    alignas(inotify_event) char buffer[16 * (sizeof(inotify_event) + NAME_MAX + 1)];
-    bool seen = false;
-    for (ssize_t size; (size = read(mNotify, buffer, sizeof(buffer))) > 0;) {
-        for (ssize_t at = 0; at < size;) {
-            const auto* const event = reinterpret_cast<const inotify_event*>(buffer + at);
-            const std::string_view name = event->len == 0 ? "" : event->name;
-            seen = seen || name == kManagerEntry || name == kGenerationEntry ||
-                   (event->mask & IN_Q_OVERFLOW) != 0;
-            at += static_cast<ssize_t>(sizeof(*event) + event->len);
+        if (changes > 0) {  // of a name, or of the little else that is in the folder
+            char events[16 * (sizeof(inotify_event) + NAME_MAX + 1)];
+            while (read(mNotify, events, sizeof(events)) > 0) {
+            }
+            return true;
         }
     }
-    return seen;
 }
 
 bool waitUntil(const std::function<bool()>& attempt,

@@ -24,8 +24,6 @@ class NameWatch {
     [[nodiscard]] bool wait(const std::optional<Clock::time_point>& deadline) const;
 
   private:
-    bool sawChange() const;
-
     android::base::unique_fd mNotify;
 };
 

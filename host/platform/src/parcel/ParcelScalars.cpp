@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstring>
 
 #include <android/binder_parcel.h>
@@ -32,7 +33,7 @@ binder_status_t writeBlock(AParcel* parcel, const T* data, int32_t length) {
     uint8_t* const room = parcel->writeInPlace(sizeof(length) + size);
     if (room == nullptr) return STATUS_NO_MEMORY;
     memcpy(room, &length, sizeof(length));
-    if (size > 0) memcpy(room + sizeof(length), data, size);
+    std::copy_n(reinterpret_cast<const uint8_t*>(data), size, room + sizeof(length));
     return STATUS_OK;
 }
 

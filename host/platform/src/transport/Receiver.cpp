@@ -70,15 +70,14 @@ size_t Receiver::missing() const {
 }
 
 bool Receiver::charge() {
-    if (mArrived == 0 || mBytes.has_value()) return true;
-    if (mArrived >= sizeof(Header)) {
-        mBytes.emplace(mAccount, Resource::kBytes,
-                       mArriving.header.dataSize + mArriving.table.size());
-        if (!mBytes->isMade()) return false;
+    if (mArrived >= sizeof(Header) && !mBytes.isMade()) {
+        mBytes = Charge(mAccount, Resource::kBytes,
+                        mArriving.header.dataSize + mArriving.table.size());
+        if (!mBytes.isMade()) return false;
     }
-    if (mDescriptors.has_value() || mArriving.descriptors.empty()) return true;
-    mDescriptors.emplace(mAccount, Resource::kDescriptors, mArriving.descriptors.size());
-    return mDescriptors->isMade();
+    if (mArriving.descriptors.empty() || mDescriptors.isMade()) return true;
+    mDescriptors = Charge(mAccount, Resource::kDescriptors, mArriving.descriptors.size());
+    return mDescriptors.isMade();
 }
 
 const char* Receiver::startBody(std::span<const uint8_t> ahead) {
@@ -167,8 +166,8 @@ Received Receiver::receive(Incoming* message, const Wait& wait) {
         mArriving.descriptors.size() != descriptorsOf(mArriving.header)) {
         return malformed("wrong number of descriptors");
     }
-    mDescriptors.reset();
-    mBytes.reset();
+    mDescriptors = {};
+    mBytes = {};
     *message = std::exchange(mArriving, Incoming{});
     mArrived = 0;
     return Received::kMessage;

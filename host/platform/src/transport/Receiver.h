@@ -53,8 +53,8 @@ class Receiver {
     Incoming mArriving;
     size_t mArrived = 0;
     uint8_t* mData = nullptr;
-    std::optional<Charge> mDescriptors;
-    std::optional<Charge> mBytes;
+    Charge mDescriptors;
+    Charge mBytes;
 };
 
 /** Logs why a connection of the process is of no more use. */
