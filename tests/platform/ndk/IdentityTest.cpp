@@ -40,6 +40,25 @@ TEST_F(IdentityTest, BinderThatComesHomeIsTheObjectItself) {
     EXPECT_EQ(returned, nullptr);
 }
 
+TEST_F(IdentityTest, NullIsNoObject) {
+    AIBinder* const null = nullptr;
+    AIBinder_incStrong(null);
+    AIBinder_decStrong(null);
+    AIBinder_Weak_delete(nullptr);
+    EXPECT_FALSE(AIBinder_isRemote(null));
+    EXPECT_FALSE(AIBinder_isAlive(null));
+    EXPECT_FALSE(AIBinder_associateClass(null, AIBinder_getClass(mPeer->asBinder().get())));
+    EXPECT_EQ(AIBinder_debugGetRefCount(null), -1);
+    EXPECT_EQ(AIBinder_getClass(null), nullptr);
+    EXPECT_EQ(AIBinder_getUserData(null), nullptr);
+    EXPECT_EQ(AIBinder_Weak_new(null), nullptr);
+    EXPECT_EQ(AIBinder_Weak_promote(nullptr), nullptr);
+    EXPECT_EQ(AIBinder_ping(null), STATUS_UNEXPECTED_NULL);
+    EXPECT_EQ(AIBinder_dump(null, -1, nullptr, 0), STATUS_UNEXPECTED_NULL);
+    ndk::ScopedAParcel in;
+    EXPECT_EQ(AIBinder_prepareTransaction(null, in.getR()), STATUS_UNEXPECTED_NULL);
+}
+
 TEST_F(IdentityTest, OneRemoteObjectIsOneBinder) {
     const std::shared_ptr<ITestPeer> again = peerNamed("identity");
     EXPECT_NE(again, mPeer);

@@ -127,6 +127,7 @@ TEST(ParcelMalformed, Statuses) {
             {readOutList<std::vector<Record>>, STATUS_OK, {{3}}},
             {readOutList<std::vector<Record>>, STATUS_UNEXPECTED_NULL, {{-1}, {-2}}},
             {readOutList<std::vector<Record>>, STATUS_NO_MEMORY, {{INT32_MAX}}},
+            {readOutList<std::vector<Record>>, STATUS_NOT_ENOUGH_DATA, {{}}},
             {readOutList<std::optional<std::vector<bool>>>, STATUS_OK, {{-1}}},
             {readOutList<std::optional<std::vector<bool>>>, STATUS_UNEXPECTED_NULL, {{-2}}},
 

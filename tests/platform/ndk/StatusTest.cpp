@@ -35,6 +35,8 @@ const Case kCases[] = {
          STATUS_UNKNOWN_ERROR, 0, "", "Status(-129, EX_TRANSACTION_FAILED): 'UNKNOWN_ERROR: '"},
         {"specific", [] { return AStatus_fromServiceSpecificError(7); }, EX_SERVICE_SPECIFIC,
          STATUS_OK, 7, "", "Status(-8, EX_SERVICE_SPECIFIC): '7: '"},
+        {"specificNone", [] { return AStatus_fromExceptionCode(EX_SERVICE_SPECIFIC); },
+         EX_SERVICE_SPECIFIC, STATUS_OK, 0, "", "Status(-8, EX_SERVICE_SPECIFIC): '0: '"},
         {"specificMessage",
          [] { return AStatus_fromServiceSpecificErrorWithMessage(7, "busy now"); },
          EX_SERVICE_SPECIFIC, STATUS_OK, 7, "busy now",

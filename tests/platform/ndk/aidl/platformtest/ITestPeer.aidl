@@ -31,8 +31,10 @@ interface ITestPeer {
     void releasePosts();
     /** The numbers posted so far, once there are so many. */
     int[] awaitPosts(int count);
-    /** Keeps the peer, posts the caller's process plus how many bytes and descriptors there are,
-        and fails. */
+    /**
+     * Keeps the peer, posts the caller's process plus how many bytes and descriptors there are, and
+     * fails.
+     */
     oneway void postMuch(in byte[] bytes, in ParcelFileDescriptor[] descriptors,
             @nullable ITestPeer peer);
 

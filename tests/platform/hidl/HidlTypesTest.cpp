@@ -88,6 +88,8 @@ TEST(ReturnTest, ValueOfAFailedCallAborts) {
     EXPECT_FALSE(failed.isOk());
     EXPECT_EQ(failed.withDefault(5), 5);
     EXPECT_DEATH(static_cast<void>(static_cast<int32_t>(failed)), "Transport error -32");
+    EXPECT_DEATH(static_cast<void>(static_cast<int32_t>(Return<int32_t>(failed))),
+                 "Transport error -32");
 }
 
 }  // namespace
