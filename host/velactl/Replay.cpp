@@ -12,7 +12,6 @@
 #include <utility>
 #include <vector>
 
-#include <android-base/thread_annotations.h>
 #include <android/binder_process.h>
 
 #include "host/codec/Operations.h"
@@ -82,7 +81,7 @@ class Events {
     }
 
     /** Waits for the event of that index; false when it does not come. */
-    bool await(size_t index) NO_THREAD_SAFETY_ANALYSIS {  // which does not follow unique_lock
+    bool await(size_t index) {
         std::unique_lock lock(mLock);
         const auto deadline = std::chrono::steady_clock::now() + mPatience;
         while (!mCame[index]) {
@@ -107,9 +106,10 @@ class Events {
     const std::vector<RecordedCall>& mCalls;
     std::mutex mLock;
     std::condition_variable mChanged;
-    std::vector<bool> mCame GUARDED_BY(mLock);
-    std::vector<Difference> mDifferences GUARDED_BY(mLock);
-    std::vector<std::string> mUnexpected GUARDED_BY(mLock);
+    // Guarded by mLock.
+    std::vector<bool> mCame;
+    std::vector<Difference> mDifferences;
+    std::vector<std::string> mUnexpected;
 };
 
 /** One thread; only the callbacks are called from others. */
