@@ -10,7 +10,8 @@ namespace bench {
 
 using ::aidl::vendor::lumenforge::hardware::display::IVela;
 
-/** Publishes the product's main service, with a chip that takes no time, under the name, for good.
+/**
+ * Publishes the product's main service, with a chip that takes no time, under the name, for good.
  */
 void publish(const char* name);
 

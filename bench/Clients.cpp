@@ -293,7 +293,8 @@ Children makeListeners(const std::string& name, int64_t count) {
     return listeners;
 }
 
-/** Registers so many clients with the service of that name, says so, and waits to be told to end.
+/**
+ * Registers so many clients with the service of that name, says so, and waits to be told to end.
  */
 void holdClients(const std::string& name, int64_t count) {
     const Children listeners = makeListeners(name, count);

@@ -171,7 +171,8 @@ struct Side {
     }
 };
 
-/** How many bytes a request takes, and a reply: what is written behind the token, and the status.
+/**
+ * How many bytes a request takes, and a reply: what is written behind the token, and the status.
  */
 template <typename Write>
 uint32_t requestSize(const std::shared_ptr<ndk::ICInterface>& target, Write write) {

@@ -24,16 +24,11 @@ using lmfg::support::Answer;
 using lmfg::support::configureBuffer;
 using lmfg::support::copyOut;
 using lmfg::support::kLibraryAbsent;
+using lmfg::support::kNoClientMade;
 using lmfg::support::ok;
 using lmfg::support::serviceError;
 using lmfg::support::toHidl;
 using lmfg::support::unknownError;
-
-namespace {
-
-constexpr int32_t kNoClientMade = -1;
-
-}  // namespace
 
 ndk::ScopedAStatus VelaDefault::velaConfigureSet(int32_t type, const std::vector<int32_t>& values,
                                                  int32_t* out) {

@@ -10,6 +10,7 @@ namespace lmfg::support {
 /** Service-specific codes of our own; any other negative code is the service library's. */
 inline constexpr int32_t kLibraryAbsent = -1;
 inline constexpr int32_t kComposerOnly = -2;
+inline constexpr int32_t kNoClientMade = -1;
 
 /** The status or result of whoever was to give one, library or client, until it does. */
 inline constexpr int32_t kUnanswered = -1;

@@ -20,8 +20,9 @@
  * must not be null, the answer is always true, every value fits because conversions only widen.
  *
  * Lists are appended to what `out` already holds, and a field without a counterpart in `in` keeps
- * its value, so a caller that wants exactly the input passes a fresh record. Flags are carried as
- * raw bytes.
+ * its value, so a caller that wants exactly the input passes a fresh record. A V1_2 record's own
+ * list follows its base's in the one list that the interface's record has. Flags are carried as raw
+ * bytes.
  */
 namespace lmfg::h2a {
 
@@ -43,7 +44,6 @@ bool translate(const V1_1::LayerStack& in, display::LayerStack* out);
 bool translate(const V1_1::LutData& in, display::LutData* out);
 bool translate(const V1_1::VelaFixedConfig& in, display::VelaFixedConfig* out);
 
-/** The extension's own list follows the base's in the one list that the interface record has. */
 bool translate(const V1_2::DisplayConfigVariableInfo_1_2& in,
                display::DisplayConfigVariableInfo* out);
 bool translate(const V1_2::BufferInfo_1_2& in, display::BufferInfo* out);

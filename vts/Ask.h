@@ -11,13 +11,16 @@
 #include <gtest/gtest.h>
 
 /**
- * Calls of operations whose status and result are compared as one text. Where a test fails on
- * a device, the text says what came:
+ * Calls of operations whose status and result are compared as one text. Where a test fails on a
+ * device, the text says what came:
  *
- *     ask(vela, &IVela::velaConfigureGet, 7, Values{})    // "ok { 4, 5 }"
- *     ask(vela, &IVela::present, 0)                       // "-2 77": an error, the result
- * untouched ask(composer, &IVelaComposerClient::createLayer)    // "ok": its arguments are 0, and
- * no result told(vela.registerCallback(1, nullptr))             // "unknown": no library
+ *     ask(vela, &IVela::velaConfigureGet, 7, Values{})
+ *         "ok { 4, 5 }"    the status and the result
+ *         "-2 { 77 }"      an error; 77 was there before the call
+ *     ask(composer, &IVelaComposerClient::createLayer)
+ *         "ok"             there is no result; arguments that are left out are 0
+ *     told(vela.registerCallback(1, nullptr))
+ *         "unknown"        the service library is absent
  *
  * To try one by hand there, write such a line into a test of OperationsTest.cpp, or call the
  * operation with velactl.

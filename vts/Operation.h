@@ -22,14 +22,20 @@
  *
  * (type 2, and no params, since they are left out) makes four tests. IVela_velaConfigureGet_
  *
- *     works      calls it with (2, {}), and its answer has to begin with kResult.works
- *     extreme    puts each argument to each end of its type, then all: (0, {}), (2, {}), (0, {}),
- *                (-1, {}), (2, {0, -1, ...}), ...
- *     refused    makes the same calls, one of which the chip has to refuse
+ *     works      calls it with (2, {}): the answer begins with kResult.works
+ *     extreme    puts each argument to each end of its type, then all of them: (0, {}), (2, {}),
+ *                (0, {}), (-1, {}), (2, {0, -1, ...}), ...; the chip may refuse each of them
+ *     refused    makes the calls of both, and is skipped unless the chip refuses one
  *     absent     is works, of a service without its library
  *
- * A failure names the answer and the call by its number: "unknown { 77 } to call 3" of extreme is
- * the answer to (-1, {}). To stop there, break in the method and let it pass three times.
+ * and _null, without the object, where an argument is a descriptor or an interface. A failure shows
+ * the answer, and the call by its number, counted from 0:
+ *
+ *     unknown { 77 }
+ *     to call 3
+ *
+ * in extreme is what (-1, {}) was answered. --gtest_filter='*_velaConfigureGet_extreme' runs that
+ * test alone; to stop at the call, break in the method and let it pass three times.
  */
 namespace vts {
 

@@ -8,8 +8,7 @@
 
 namespace {
 
-/** Each test is an operation in one condition: counts what this service shows, says why not more.
- */
+/** Counts the tests, operations in a condition, that this service shows; says why not more. */
 class Summary : public testing::EmptyTestEventListener {
     void OnTestEnd(const testing::TestInfo& test) override {
         if (!test.result()->Skipped()) return;

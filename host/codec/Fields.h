@@ -23,8 +23,8 @@ inline constexpr std::nullptr_t kFields = nullptr;
 template <typename T>
 concept Record = !std::is_same_v<decltype(kFields<T>), const std::nullptr_t>;
 
-// The interface's records and the service library's have one naming of fields: each list below
-// serves both. What only the interface's has is asked for by name.
+// The interface's records and the service library's have one naming of fields: each list serves
+// both. What only the interface's has is asked for by name.
 
 template <typename R>
 constexpr auto rectFields() {

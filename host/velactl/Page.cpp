@@ -28,7 +28,8 @@ Json signaturesOf(const Recording& recording) {
     return signatures;
 }
 
-/** JSON that stands within an element: a "<" is in one of its strings, and could end the element.
+/**
+ * JSON that stands within an element: a "<" is in one of its strings, and could end the element.
  */
 std::string embedded(std::string_view json) {
     std::string safe;

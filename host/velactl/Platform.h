@@ -30,7 +30,7 @@ std::string restartAdvice();
  */
 std::shared_ptr<aidl::velahost::IHost> connectHost();
 
-/** The same; a failure where there is no service, or none of velahost's. */
+/** What velahost offers; a failure where there is no service, or none of velahost's. */
 Failure connectHost(std::shared_ptr<aidl::velahost::IHost>* out);
 
 /**

@@ -40,7 +40,7 @@ struct Recording {
 
 /** Reads a recording of that name. A failure names the line that is wrong. */
 Failure parseRecording(std::istream& in, const std::string& file, Recording* out);
-/** The same from the file. */
+/** Reads the file, a recording; a failure names the line that is wrong. */
 Failure readRecording(const std::string& file, Recording* out);
 
 /** Writes the calls' statuses and answers into the file, which keeps its other lines. */

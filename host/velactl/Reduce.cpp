@@ -133,7 +133,8 @@ class Search {
     [[nodiscard]] int code() const { return mCode; }
 
   private:
-    /** Runs the command with these calls; those with which it ends as it should become the output.
+    /**
+     * Runs the command with these calls; those with which it ends as it should become the output.
      */
     Failure attempt(const Calls& calls, bool* same) {
         const std::string text = excerptOf(mRecording, calls);

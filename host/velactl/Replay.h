@@ -23,7 +23,7 @@ Failure replay(const std::shared_ptr<Recording>& recording, std::chrono::millise
                bool* equal);
 
 /**
- * The same with a file. With `update` the new answers are written into it, and differences are no
+ * Replays a file. With `update` the new answers are written into it, and differences are no
  * failure.
  */
 Failure replay(const std::string& file, bool update, bool* equal);

@@ -41,9 +41,9 @@ void reportAsJson();
 
 /** Prints text on stdout and flushes it. Any thread; texts do not mix. */
 void printText(const std::string& text);
-/** The same with one line of JSON. */
+/** Prints one line of JSON on stdout and flushes it. */
 void printLine(const Json& json);
-/** As printLine; but a string for a terminal is printed as it is. */
+/** Prints as printLine() does, but a string for a terminal as it is. */
 void printAnswer(const Json& json);
 /** Prints a text for people as it is, or a line of JSON where that was asked for. */
 void printResult(const std::string& text, const Json& json);
@@ -54,7 +54,7 @@ int report(const std::string& where, const Failure& failure);
 /** Prints a remark on stderr; where JSON was asked for `json`, one object under one name. */
 void note(const std::string& where, const std::string& text, const Json& json);
 
-/** The same for what the chip refused of an operation that is no error. */
+/** Notes what the chip refused of an operation that is no error. */
 void noteRefusal(const std::string& where, const std::string& operation, const std::string& reason);
 
 /**
@@ -64,7 +64,7 @@ void noteRefusal(const std::string& where, const std::string& operation, const s
 Failure writeFile(const std::string& file, const std::string& text);
 
 /**
- * The same, but the text takes the file's place when it is whole: an interruption leaves the old
+ * Writes a file that takes the old one's place when it is whole: an interruption leaves the old
  * one. What is there and no file, such as a device, is not replaced but a failure.
  */
 Failure replaceFile(const std::string& file, const std::string& text);

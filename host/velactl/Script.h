@@ -68,7 +68,7 @@ class Script {
     Failure expect(const Line& line);
     /** Notes a failure and reports it; false when the run has to end. */
     bool failed(const Line& line, const Failure& failure);
-    /** The same for what no expectation followed: the last command's failure and refusals. */
+    /** Notes and reports what no expectation followed: the last command's failure and refusals. */
     bool settle();
 
     const Options mOptions;

@@ -8,7 +8,8 @@
 #include <cstring>
 #include <string>
 
-/** Why the folder that BINDER_RUNTIME_DIR names cannot be used, and what helps; empty when it can.
+/**
+ * Why the folder that BINDER_RUNTIME_DIR names cannot be used, and what helps; empty when it can.
  */
 inline std::string runtimeFolderProblem() {
     const char* const path = std::getenv("BINDER_RUNTIME_DIR");

@@ -49,7 +49,7 @@ Other ask(bool replace) {
     return other;
 }
 
-/** As above; nothing when no answer comes in time, which a stopped process never gives. */
+/** What ask() finds; nothing when no answer comes in time, which a stopped process never gives. */
 std::optional<Other> askInTime(bool replace) {
     const auto answer = std::make_shared<std::promise<Other>>();
     auto future = answer->get_future();

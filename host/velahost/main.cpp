@@ -101,7 +101,8 @@ Entry* load(const std::string& library) {
     return entry;
 }
 
-/** A service has many clients, each with connections of its own: allows all that the system does.
+/**
+ * A service has many clients, each with connections of its own: allows all that the system does.
  */
 void allowManyDescriptors() {
     rlimit limit{};

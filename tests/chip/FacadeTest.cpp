@@ -43,7 +43,8 @@ TEST_F(FacadeTest, EachRegistrationWritesItsMembersInTheAgreedOrder) {
     const auto soft = [this](const auto&... it) { mService->registerSoftVelaClient(it...); };
     const auto composer = [this](const auto&... it) { mService->registerComposerCallback(it...); };
     constexpr std::nullptr_t kNone = nullptr;
-    // The third function of the first is nobody's. Whoever registers last owns what is shared.
+    // registerVelaCallback's third function is nobody's. Whoever registers last owns what is
+    // shared.
     const std::pair<std::function<void()>, const char*> registrations[] = {
             {[&] { vela(function, kNone, function, kNone, kNone); }, "1"},
             {[&] { vela(kNone, function, kNone, kNone, kNone); }, "3"},

@@ -68,8 +68,10 @@ class Caller {
                mComposer != nullptr && mComposer->createLayer(0, mNumber).isOk();
     }
 
-    /** In turn a call whose answer tells which it answers, one of all others, and now and then one
-     * that raises events about a number of its own. */
+    /**
+     * In turn a call whose answer tells which it answers, one of all others, and now and then one
+     * that raises events about a number of its own.
+     */
     Answer call(bool mayRaise) {
         ++mTurn;
         ScopedAStatus status;

@@ -16,8 +16,9 @@ namespace display = aidl::vendor::lumenforge::hardware::display;
 /** The published service; waits for it. Starts the thread pool, for callbacks. */
 std::shared_ptr<display::IVela> findService();
 
-/** A real service host with the simulated chip in a process of its own, and this process its
- * client. */
+/**
+ * A real service host with the simulated chip in a process of its own, and this process its client.
+ */
 class HostTest : public testing::Test {
   protected:
     void SetUp() override;

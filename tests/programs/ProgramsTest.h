@@ -22,7 +22,7 @@ class ProgramsTest : public testing::Test {
     /** A host that has published its service; null, with a failure, when that did not happen. */
     static std::unique_ptr<Program> startHost(const Arguments& arguments = {});
 
-    /** A monitor that has registered; as above. */
+    /** A monitor that has registered; null, with a failure, when it has not. */
     static std::unique_ptr<Program> startMonitor(Arguments options = {});
 
     static Result velactl(const Arguments& arguments, const std::string& input = "") {

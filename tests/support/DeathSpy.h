@@ -31,7 +31,8 @@ class DeathSpy {
     /** How many recipients exist. */
     [[nodiscard]] size_t recipients() const;
 
-    /** Begins the notification of the first of linked() that has none yet; null if there is none.
+    /**
+     * Begins the notification of the first of linked() that has none yet; null if there is none.
      */
     [[nodiscard]] Notification begin();
     void die() { begin()(); }

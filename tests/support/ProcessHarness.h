@@ -39,8 +39,9 @@ namespace harness {
 /** To be called by main(): plays the role that the command line names, else runs the tests. */
 int run(int argc, char** argv);
 
-/** The number given as `--count=N` on the command line, for tests whose length depends on the
- * build. */
+/**
+ * The number given as `--count=N` on the command line, for tests whose length depends on the build.
+ */
 int countOr(int fallback);
 
 /** The folder in which the program and its roles find each other. */
@@ -98,7 +99,8 @@ class Child {
     void signal(int number);
     /** Kills the child and waits until it is gone. */
     void kill();
-    /** Closes the conversation and waits; the exit code, or minus the signal that ended the child.
+    /**
+     * Closes the conversation and waits; the exit code, or minus the signal that ended the child.
      */
     int finish();
 

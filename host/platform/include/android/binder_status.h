@@ -17,7 +17,8 @@ typedef struct AStatus AStatus;
 #pragma GCC visibility push(default)
 __BEGIN_DECLS
 
-/** Results of the C interface. Each value is STATUS_OK or one of the errors; others never escape.
+/**
+ * Results of the C interface. Each value is STATUS_OK or one of the errors; others never escape.
  */
 enum {
     STATUS_OK = 0,
@@ -72,7 +73,8 @@ __attribute__((warn_unused_result)) AStatus* AStatus_fromServiceSpecificError(
         int32_t serviceSpecific);
 __attribute__((warn_unused_result)) AStatus* AStatus_fromServiceSpecificErrorWithMessage(
         int32_t serviceSpecific, const char* message);
-/** Ok for STATUS_OK, else EX_TRANSACTION_FAILED; a status not listed becomes STATUS_UNKNOWN_ERROR.
+/**
+ * Ok for STATUS_OK, else EX_TRANSACTION_FAILED; a status not listed becomes STATUS_UNKNOWN_ERROR.
  */
 __attribute__((warn_unused_result)) AStatus* AStatus_fromStatus(binder_status_t status);
 

@@ -190,7 +190,8 @@ struct alignas(8) hidl_string {
     bool mOwnsBuffer = false;
 };
 
-/** A list of up to 4294967295 elements. Empty lists that nothing was ever put into have no buffer.
+/**
+ * A list of up to 4294967295 elements. Empty lists that nothing was ever put into have no buffer.
  */
 template <typename T>
 struct alignas(8) hidl_vec {
@@ -217,7 +218,8 @@ struct alignas(8) hidl_vec {
         return *this;
     }
 
-    /** Takes over buffer, size and ownership. `other` keeps pointer and size, but no longer owns.
+    /**
+     * Takes over buffer, size and ownership. `other` keeps pointer and size, but no longer owns.
      */
     hidl_vec& operator=(hidl_vec&& other) noexcept {
         if (this == &other) return *this;

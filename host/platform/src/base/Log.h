@@ -16,7 +16,7 @@ namespace binder {
 }
 
 /**
- * The same about what another process has done: at most so many in a second, and none while nobody
+ * A line about what another process has done: at most so many in a second, and none while nobody
  * reads the standard error, since whoever waited for that could be stopped by others' faults.
  */
 [[gnu::format(printf, 2, 3)]] void complain(android_LogPriority priority, const char* format, ...);

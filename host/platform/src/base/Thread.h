@@ -6,7 +6,7 @@ namespace binder {
 
 /** Starts a detached thread. False, logged, when the system has none left. */
 bool startThread(const char* name, std::function<void()> body);
-/** The same for a thread that takes no signals, since it never runs anybody else's code. */
+/** Starts one that takes no signals, since it never runs anybody else's code. */
 bool startQuietThread(const char* name, std::function<void()> body);
 
 }  // namespace binder

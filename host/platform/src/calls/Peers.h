@@ -44,7 +44,9 @@ class Peers {
 
     /** The living process of that number; a dead one when it is gone; null without room for it. */
     std::shared_ptr<Peer> obtain(pid_t pid);
-    /** The way to the endpoint of that name, which is not this process's; null as above. */
+    /**
+     * The way to the endpoint of that name, which is not this process's; null without room for it.
+     */
     std::shared_ptr<Route> route(const std::string& name);
 
     /**

@@ -68,7 +68,7 @@ class ServedCall {
 /** Has the object serve a call whose parcel stands at its beginning. */
 binder_status_t serveLocally(LocalObject& object, transaction_code_t code, const AParcel& in,
                              AParcel* out);
-/** The same for a call of another process, which may not call every object. */
+/** Has the object serve a call of another process, which may not call every object. */
 binder_status_t serveOther(LocalObject& object, transaction_code_t code, const AParcel& in,
                            AParcel* out);
 

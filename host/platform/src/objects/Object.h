@@ -24,7 +24,8 @@ namespace binder {
 
 class DeathLinks;
 
-/** Who may call an object: sets of bits, of which a caller's has to be contained in the object's.
+/**
+ * Who may call an object: sets of bits, of which a caller's has to be contained in the object's.
  */
 enum class Stability : uint32_t {
     kUndeclared = 0,

@@ -62,7 +62,8 @@ struct AParcel {
      */
     binder_status_t adoptObject(const Object& object);
 
-    /** The binder that AIBinder_prepareTransaction made this parcel for; null for any other parcel.
+    /**
+     * The binder that AIBinder_prepareTransaction made this parcel for; null for any other parcel.
      */
     const AIBinder* target() const { return mTarget; }
     void setTarget(const AIBinder* binder) { mTarget = binder; }
@@ -72,7 +73,8 @@ struct AParcel {
     /** The token of the interface of that name, as it stands in a parcel. */
     static std::vector<uint8_t> interfaceToken(std::string_view descriptor);
     binder_status_t writeInterfaceToken(const std::vector<uint8_t>& token);
-    /** Leaves the position behind the token; STATUS_BAD_TYPE when it is missing or names another.
+    /**
+     * Leaves the position behind the token; STATUS_BAD_TYPE when it is missing or names another.
      */
     binder_status_t checkInterfaceToken(const std::vector<uint8_t>& token) const;
 
@@ -120,8 +122,10 @@ struct AParcel {
         return STATUS_OK;
     }
 
-    /** Writes a slot and a word of stability, and takes a reference of its own; a null binder is a
-     * slot without an object. */
+    /**
+     * Writes a slot and a word of stability, and takes a reference of its own; a null binder is a
+     * slot without an object.
+     */
     binder_status_t writeBinder(AIBinder* binder);
     /** *binder is null or a new reference. */
     binder_status_t readBinder(AIBinder** binder) const;
@@ -134,7 +138,7 @@ struct AParcel {
     binder_status_t appendFrom(const AParcel& from, size_t start, size_t size);
 
   private:
-    // What the above leave: they are long, and rare.
+    // What the inline functions leave: they are long, and rare.
     template <typename T>
     [[gnu::noinline]] binder_status_t writeElsewhere(T value) {
         return writeBytes(&value, sizeof(T));

@@ -7,8 +7,7 @@
 
 struct AStatus {
     binder_exception_t exception = EX_NONE;
-    /** EX_SERVICE_SPECIFIC: the interface's error. EX_TRANSACTION_FAILED: a binder_status_t. Else
-     * 0. */
+    /** The interface's for EX_SERVICE_SPECIFIC, a binder_status_t for EX_TRANSACTION_FAILED. */
     int32_t error = 0;
     std::string message;
 };

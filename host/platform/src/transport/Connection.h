@@ -26,8 +26,10 @@ namespace binder {
  */
 class Connection final : public Watched, public std::enable_shared_from_this<Connection> {
   public:
-    /** The credentials are the socket's, of its other side; the account is that process's, and the
-     * charge what the connection is to it. */
+    /**
+     * The credentials are the socket's, of its other side; the account is that process's, and the
+     * charge what the connection is to it.
+     */
     Connection(android::base::unique_fd socket, ConnectionKind kind, const ucred& credentials,
                std::shared_ptr<Account> account, Charge charge = {});
 
@@ -76,7 +78,8 @@ class Connection final : public Watched, public std::enable_shared_from_this<Con
     bool mReceives GUARDED_BY(mSendLock) = false;
 };
 
-/** The credentials of a connected socket's other side; false when it is neither root nor our user.
+/**
+ * The credentials of a connected socket's other side; false when it is neither root nor our user.
  */
 bool trustedCredentialsOf(int socket, ucred* credentials);
 

@@ -27,7 +27,7 @@ namespace binder {
 inline constexpr size_t kOffsetSize = sizeof(uint64_t);
 /** Data and object offsets of one transaction or reply, as the kernel driver limits them. */
 inline constexpr size_t kMaxTransaction = 1'040'384;
-/** The same for one one-way call: half the buffer. */
+/** Data and object offsets of one one-way call: half of that, as the driver limits them. */
 inline constexpr size_t kMaxOneway = kMaxTransaction / 2;
 /** Descriptors in one message: what one ancillary message takes. */
 inline constexpr size_t kMaxDescriptors = 253;

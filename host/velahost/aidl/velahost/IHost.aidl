@@ -25,12 +25,12 @@ interface IHost {
      */
     void write(in String kind, in String file, in long limit, in boolean times);
 
-    /** Adds a fault, OPERATION=WHAT[@EVERY]; refuses as above. */
+    /** Adds a fault, OPERATION=WHAT[@EVERY]; refuses as write() does. */
     void fault(in String rule);
 
     /**
      * Ends a "record", "journal" or "trace", whose file is then complete, or takes all faults
-     * ("fault") away; refuses as above.
+     * ("fault") away; refuses as write() does.
      */
     void stop(in String kind);
 

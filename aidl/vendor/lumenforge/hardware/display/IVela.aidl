@@ -53,7 +53,7 @@ interface IVela {
     /** Makes a composer client. The most recently made one receives the composer events. */
     IVelaComposerClient createComposerClient();
 
-    // The operations below are served by a composer client; here they fail with -2.
+    // Served by a composer client only; here each fails with -2.
 
     void buildLayerStack(in long display, in LayerStack stack);
     void changeLayerType(in long layer, in long type);

@@ -13,9 +13,9 @@ import vendor.lumenforge.hardware.display.VendorConfig;
  * The display operations of one compositor, made by IVela.createComposerClient.
  *
  * Service-specific error -1: the service library is absent. Any negative code may be the service
- * library's own. Operations without a result, but for the last two and the configuration requests,
- * report the library's absence by STATUS_UNKNOWN_ERROR instead; present then answers 1 and
- * updateDisplayBrightness {-1}, both with an ok status.
+ * library's own. Operations without a result report the library's absence by STATUS_UNKNOWN_ERROR
+ * instead, but for the configuration requests, setFrameBufferResolution and setPanelName; present
+ * then answers 1 and updateDisplayBrightness {-1}, both with an ok status.
  */
 @VintfStability
 interface IVelaComposerClient {
