@@ -51,6 +51,10 @@ std::string restartAdvice() {
     return "logcat tells why, and init starts it again";
 }
 
+std::string freshAdvice() {
+    return "init starts one when its host is killed";
+}
+
 std::function<void()> settler() {
     return [] {};
 }

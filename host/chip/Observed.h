@@ -120,7 +120,7 @@ R refusal(int status) {
     }
 }
 
-/** Makes the request of the chip, seen and perhaps spoilt by the observers. */
+/** Makes the request of the chip, as the observers see it and may let it go wrong. */
 template <typename R, typename... P>
 R forward(const ServiceState& state, const char* operation, R (Chip::*method)(P...),
           std::type_identity_t<P>... arguments) {

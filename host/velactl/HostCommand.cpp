@@ -42,7 +42,7 @@ Failure printState(IHost& host) {
     std::string text;
     for (const std::string& line : state)
         text += (text.empty() ? "" : "\n") + line;
-    printResult((text.empty() ? "nothing is written, nothing spoilt" : text) + "\n", state);
+    printResult((text.empty() ? "nothing is written, no call goes wrong" : text) + "\n", state);
     return {};
 }
 
@@ -72,7 +72,8 @@ Failure run(const Request& request) {
 void addHostCommand(CLI::App* app, std::optional<int>* done) {
     const auto request = std::make_shared<Request>();
     CLI::App* host = app->add_subcommand(
-            "host", "Switch what a running velahost writes and spoils; alone, print it");
+            "host",
+            "Switch what a running velahost writes and which calls go wrong; alone, print it");
     host->footer(
             "Examples:\n"
             "  velactl host record session.jsonl; ./my-client; velactl host record off\n"

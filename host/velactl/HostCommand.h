@@ -7,8 +7,8 @@
 namespace velactl {
 
 /**
- * Adds "host", which switches what a running velahost writes and spoils. Once it has been
- * parsed and run, *done is the exit code.
+ * Adds "host", which switches what a running velahost writes and which calls go wrong. Once it has
+ * been parsed and run, *done is the exit code.
  */
 void addHostCommand(CLI::App* app, std::optional<int>* done);
 

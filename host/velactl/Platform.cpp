@@ -63,6 +63,10 @@ std::string restartAdvice() {
     return "start velahost again";
 }
 
+std::string freshAdvice() {
+    return "scripts/with-host BIN velactl replay FILE starts one";
+}
+
 std::function<void()> settler() {
     return [host = connectHost()] {
         if (host != nullptr) (void)host->settle();

@@ -24,6 +24,9 @@ Failure connect(std::shared_ptr<codec::display::IVela>* out);
 /** What to do when the service has died. */
 std::string restartAdvice();
 
+/** How to have a service that nobody has used yet. */
+std::string freshAdvice();
+
 /**
  * What the service's host offers beside it; null where there is none. A PC's only, as are the
  * sources that use it.

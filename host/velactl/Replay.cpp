@@ -303,10 +303,7 @@ void printOutcome(const Recording& recording, const Replay& replay) {
     };
     if (!differences.empty() &&
         std::count_if(recording.calls.begin(), recording.calls.end(), isBefore) < kFirstRequests) {
-        note("",
-             "one of the first requests differs: is the service fresh? scripts/with-host BIN "
-             "velactl "
-             "replay FILE starts one",
+        note("", "one of the first requests differs: is the service fresh? " + freshAdvice(),
              {{"note", {{"description", "one of the first requests differs"}}}});
     }
 }

@@ -27,8 +27,8 @@ struct [[nodiscard]] Problem {
 };
 
 /**
- * What watches and spoils the service; all of it is switched on and off while the service runs, and
- * sees the calls that begin from then on. Any thread.
+ * What watches the service's calls and lets them go wrong; all of it is switched on and off while
+ * the service runs, and sees the calls that begin from then on. Any thread.
  */
 class Watchers {
   public:

@@ -70,12 +70,12 @@ TEST_F(FacadeTest, EachRegistrationWritesItsMembersInTheAgreedOrder) {
 }
 
 struct NotingObserver : ChipObserver {
-    std::optional<ChipFault> fault(const ChipCall&) override { return spoilt; }
+    std::optional<ChipFault> fault(const ChipCall&) override { return next; }
     void ended(const ChipCall& call, const codec::Json& answer) override {
         noted += call.operation + call.arguments.dump() + answer.dump() + ' ';
     }
 
-    std::optional<ChipFault> spoilt;
+    std::optional<ChipFault> next;
     std::string noted;
 };
 
@@ -86,7 +86,7 @@ TEST_F(FacadeTest, ObserversSeeAnswersAndTheRefusalsOfTheirFaults) {
     mService = VelaService::init();
     get(512);
     for (const int status : {-5, INT32_MIN, 5}) {
-        observer->spoilt = ChipFault{.status = status};
+        observer->next = ChipFault{.status = status};
         EXPECT_EQ(set(1, {2}), status);
     }
     EXPECT_EQ(observer->noted,

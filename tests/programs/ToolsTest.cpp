@@ -141,7 +141,7 @@ TEST_F(ToolsTest, ComparesTwoBuilds) {
     EXPECT_EQ(compare("/nowhere").code, 2);
 }
 
-TEST_F(ToolsTest, SpoilsCallsAsTold) {
+TEST_F(ToolsTest, LetsCallsGoWrongAsTold) {
     const auto host = startHost(
             {"--fault", "velaConfigureGet=EIO@2", "--fault", "velaConfigureBatch=silent", "--fault",
              "updateDisplayBrightness=twice", "--fault", "PresentDisplay=delay:1"});

@@ -164,7 +164,7 @@ TEST_F(HostileTest, MalformedMessagesEndTheirConnection) {
     }
 }
 
-TEST_F(HostileTest, RecordsThatLieSpoilNobodysObjects) {
+TEST_F(HostileTest, RecordsThatLieHarmNobodysObjects) {
     const std::string target = mSocket.filename();
     const PeerProcess third("third");
     ASSERT_NE(third.peer, nullptr);

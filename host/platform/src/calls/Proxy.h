@@ -14,7 +14,7 @@ namespace binder {
 /**
  * An object of another process. It holds the object by its end of the object's pipe. There is one
  * proxy for each pipe, and whose the object is said to be, as long as this process refers to it: a
- * process that lies about an object spoils nobody else's proxy.
+ * process that lies about an object harms nobody else's proxy.
  */
 class Proxy final : public AIBinder {
   public:
