@@ -8,8 +8,11 @@
 namespace lmfg {
 namespace {
 
+/** The result of a soft client's event where no function is registered for it. */
+constexpr int kNobody = -1;
+
 struct SoftAnswer {
-    int status = -1;
+    int status = kNobody;
     std::vector<int> values;
 };
 
@@ -106,7 +109,7 @@ VelaContentSamples VelaServiceCallbacks::contentSampling(int64_t display, int ar
 int VelaServiceCallbacks::softSetConfig(int64_t clientId, int config,
                                         const std::vector<int>& values) const {
     const auto call = [&, callback = mService->mSoftSetConfig] {
-        return callback ? callback(clientId, config, values) : -1;
+        return callback ? callback(clientId, config, values) : kNobody;
     };
     return raise("softSetConfig", call, clientId, config, values);
 }
