@@ -133,12 +133,15 @@ std::vector<std::string> numberNames(const DescribedArgument& argument) {
     return names;
 }
 
-Json namedNumber(const Description& description, size_t argument, const std::string& word) {
-    if (argument >= description.arguments.size()) return nullptr;
-    const NumberNames names = description.arguments[argument].names;
-    const auto it = std::find_if(names.begin(), names.end(),
-                                 [&](const char* name) { return asWord(name) == asWord(word); });
+Json namedNumber(const DescribedArgument& argument, const std::string& word) {
+    const std::vector<std::string> names = numberNames(argument);
+    const auto it = std::find(names.begin(), names.end(), asWord(word));
     return it == names.end() ? Json() : Json(it - names.begin());
+}
+
+Failure unnamedNumber(const DescribedArgument& argument, const std::string& word) {
+    return usageError("no number: " + word + suggestion(word, numberNames(argument)) +
+                      "; it may be named" + namesText(argument));
 }
 
 std::string suggestion(const std::string& word, const std::vector<std::string>& candidates) {

@@ -38,7 +38,10 @@ const Description* findDescription(const std::string& interface, const std::stri
 std::vector<std::string> numberNames(const DescribedArgument& argument);
 
 /** The number that a word names, "solid-color" or "solid color" for 3; null when it names none. */
-Json namedNumber(const Description& description, size_t argument, const std::string& word);
+Json namedNumber(const DescribedArgument& argument, const std::string& word);
+
+/** What is wrong with a word that is no number of the argument, which has names for them. */
+Failure unnamedNumber(const DescribedArgument& argument, const std::string& word);
 
 /** Prints what is known of the operation, or of all of them when the name is empty. */
 Failure describe(const std::string& operation);

@@ -53,10 +53,7 @@ Failure run(const Request& request) {
     if (request.file == kOff || request.rules == std::vector<std::string>{kOff}) {
         return hostError(host->stop(request.kind));
     }
-    for (const std::string& rule : request.rules) {
-        if (auto failure = hostError(host->fault(rule))) return failure;
-    }
-    if (!request.rules.empty()) return {};
+    if (!request.rules.empty()) return hostError(host->fault(request.rules));
     // The host has a working folder of its own.
     std::error_code error;
     const std::string path = std::filesystem::absolute(request.file, error);

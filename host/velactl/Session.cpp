@@ -46,14 +46,19 @@ Failure bind(const std::vector<CallableOperation<Interface>>& operations,
     std::vector<Json> arguments;
     for (size_t i = 1; i < words.size(); ++i) {
         Json value = Json::parse(words[i], nullptr, false);
-        const std::string word = value.is_string() ? value.get<std::string>() : words[i];
-        const bool isName = value.is_discarded() || value.is_string();
+        const bool isKnown = description != nullptr && i <= description->arguments.size();
+        const DescribedArgument argument =
+                isKnown ? description->arguments[i - 1] : DescribedArgument{};
         Json number;
-        if (isName && description != nullptr) number = namedNumber(*description, i - 1, word);
-        if (number.is_null()) {
-            if (auto failure = parseJson(words[i], &value)) return failure;
-        } else {
+        if (value.is_discarded() || value.is_string()) {
+            number = namedNumber(argument, value.is_string() ? value.get<std::string>() : words[i]);
+        }
+        if (!number.is_null()) {
             value = std::move(number);
+        } else if (value.is_discarded() && !argument.names.empty()) {
+            return unnamedNumber(argument, words[i]);
+        } else if (auto failure = parseJson(words[i], &value)) {
+            return failure;
         }
         arguments.push_back(std::move(value));
     }

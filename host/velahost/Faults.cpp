@@ -17,7 +17,7 @@ constexpr int kLongestDelayMs = 60'000;
 constexpr const char* kEveryOperation = "*";
 
 template <typename T>
-std::optional<T> parse(const std::string& text) {
+std::optional<T> parseNumber(const std::string& text) {
     T value{};
     const char* const end = text.data() + text.size();
     const auto [stop, error] = std::from_chars(text.data(), end, value);
@@ -27,7 +27,7 @@ std::optional<T> parse(const std::string& text) {
 /** -22 for "-22" and for "EINVAL". */
 std::optional<int> parseStatus(const std::string& text) {
     const int error = codec::errorNumber(text);
-    return error != 0 ? -error : parse<int>(text);
+    return error != 0 ? -error : parseNumber<int>(text);
 }
 
 bool hasResultFunction(ChipAnswer answer) {
@@ -41,7 +41,7 @@ bool hasStatus(ChipAnswer answer) {
 
 std::optional<ChipFault> parseFault(const std::string& what, ChipAnswer answer) {
     if (what.starts_with("delay:")) {
-        const auto delay = parse<int>(what.substr(std::strlen("delay:")));
+        const auto delay = parseNumber<int>(what.substr(std::strlen("delay:")));
         if (!delay || *delay < 0 || *delay > kLongestDelayMs) return std::nullopt;
         return ChipFault{.status = {}, .delay = std::chrono::milliseconds(*delay)};
     }
@@ -68,7 +68,21 @@ std::string operationList() {
 
 }  // namespace
 
-std::string Faults::add(const std::string& text) {
+std::string Faults::add(const std::vector<std::string>& texts) {
+    Rules rules;
+    for (const std::string& text : texts) {
+        if (std::string wrong = parse(text, &rules); !wrong.empty()) return wrong;
+    }
+    const std::lock_guard guard(mLock);
+    for (const auto& [operation, added] : rules) {
+        auto& known = mRules[operation];
+        known.insert(known.end(), added.begin(), added.end());
+    }
+    mTexts.insert(mTexts.end(), texts.begin(), texts.end());
+    return {};
+}
+
+std::string Faults::parse(const std::string& text, Rules* out) {
     const size_t equals = text.find('=');
     const size_t at = text.rfind('@');
     const std::string name = text.substr(0, equals);
@@ -84,26 +98,22 @@ std::string Faults::add(const std::string& text) {
     }
     Rule rule;
     if (at != std::string::npos) {
-        const auto every = parse<uint64_t>(text.substr(at + 1));
+        const auto every = parseNumber<uint64_t>(text.substr(at + 1));
         if (!every || *every == 0) return "'" + text + "': @EVERY is a number from 1";
         rule.every = *every;
     }
     const std::string what =
             text.substr(equals + 1, at == std::string::npos ? at : at - equals - 1);
-    const std::lock_guard guard(mLock);
     bool isTaken = false;
     for (const auto& operation : named) {
         const auto fault = parseFault(what, operation.answer);
         const bool isUnheard = fault && fault->status && operation.answer == ChipAnswer::kNone;
         if (!fault || (isUnheard && name == kEveryOperation)) continue;
         rule.fault = *fault;
-        mRules[operation.name].push_back(rule);
+        (*out)[operation.name].push_back(rule);
         isTaken = true;
     }
-    if (isTaken) {
-        mTexts.push_back(text);
-        return {};
-    }
+    if (isTaken) return {};
     return "'" + text + "': " + name + " takes " +
            (named.size() == 1 ? faultsOf(named[0].answer)
                               : "what one of them takes:" + operationList());

@@ -15,12 +15,12 @@
 class Faults : public lmfg::ChipObserver {
   public:
     /**
-     * Adds "OPERATION=WHAT[@EVERY]": WHAT is a status (-22 or EINVAL), "silent", "twice" or
+     * Adds texts "OPERATION=WHAT[@EVERY]": WHAT is a status (-22 or EINVAL), "silent", "twice" or
      * "delay:MS"; every EVERYth call of the operation has the fault, every one by default. The
      * operation "*" is each that takes WHAT, a status only where the chip answers. Empty, or what
-     * is wrong and what there is instead.
+     * is wrong with one of them and what there is instead; then none is added.
      */
-    std::string add(const std::string& text);
+    std::string add(const std::vector<std::string>& texts);
 
     /** What was added, in that order. */
     std::vector<std::string> rules();
@@ -37,7 +37,12 @@ class Faults : public lmfg::ChipObserver {
         uint64_t calls = 0;
     };
 
+    using Rules = std::map<std::string, std::vector<Rule>>;  // by operation
+
+    /** Adds the text's rule to `out`; empty, or what is wrong. */
+    static std::string parse(const std::string& text, Rules* out);
+
     std::mutex mLock;
-    std::map<std::string, std::vector<Rule>> mRules GUARDED_BY(mLock);
+    Rules mRules GUARDED_BY(mLock);
     std::vector<std::string> mTexts GUARDED_BY(mLock);
 };

@@ -52,8 +52,8 @@ class Host : public aidl::velahost::BnHost {
                 kind, {.path = file, .limit = static_cast<uint64_t>(limit), .times = times}));
     }
 
-    ndk::ScopedAStatus fault(const std::string& rule) override {
-        return answer(mWatchers.fault(rule));
+    ndk::ScopedAStatus fault(const std::vector<std::string>& rules) override {
+        return answer(mWatchers.fault(rules));
     }
 
     ndk::ScopedAStatus stop(const std::string& kind) override {

@@ -146,10 +146,11 @@ Problem Watchers::write(const std::string& kind, const FileOptions& options) {
     return {};
 }
 
-Problem Watchers::fault(const std::string& rule) {
+Problem Watchers::fault(const std::vector<std::string>& rules) {
+    if (rules.empty()) return {};
     const std::lock_guard guard(mLock);
     const auto faults = mFaults == nullptr ? std::make_shared<Faults>() : mFaults;
-    if (std::string wrong = faults->add(rule); !wrong.empty()) return {std::move(wrong), true};
+    if (std::string wrong = faults->add(rules); !wrong.empty()) return {std::move(wrong), true};
     mFaults = faults;
     changed();
     return {};

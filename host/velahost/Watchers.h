@@ -41,7 +41,7 @@ class Watchers {
     /** Begins to write a "record", "journal" or "trace". */
     Problem write(const std::string& kind, const FileOptions& options);
     /** Adds OPERATION=WHAT[@EVERY]. */
-    Problem fault(const std::string& rule);
+    Problem fault(const std::vector<std::string>& rules);
     /** Ends what is written, whose file is then complete; "fault" takes all faults away. */
     Problem stop(const std::string& kind);
     /** Writes recorded lines to the pipe until its reader has gone. */

@@ -175,11 +175,9 @@ int serve(const Options& options) {
     // The product's lines are of debug priority, which hosts that are no device leave out.
     __android_log_set_minimum_priority(ANDROID_LOG_DEBUG);
 
-    for (const std::string& rule : options.faults) {
-        if (const Problem problem = Watchers::get().fault(rule); problem) {
-            fail("--fault: " + problem.text);
-            return kUsage;
-        }
+    if (const Problem problem = Watchers::get().fault(options.faults); problem) {
+        fail("--fault: " + problem.text);
+        return kUsage;
     }
     if (const std::string error = becomeHost(options.replace); !error.empty()) return fail(error);
     ABinderProcess_setThreadPoolMaxThreadCount(options.threads);

@@ -25,8 +25,8 @@ interface IHost {
      */
     void write(in String kind, in String file, in long limit, in boolean times);
 
-    /** Adds a fault, OPERATION=WHAT[@EVERY]; refuses as write() does. */
-    void fault(in String rule);
+    /** Adds faults, each OPERATION=WHAT[@EVERY], or none of them; refuses as write() does. */
+    void fault(in String[] rules);
 
     /**
      * Ends a "record", "journal" or "trace", whose file is then complete, or takes all faults
