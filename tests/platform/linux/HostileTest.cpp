@@ -300,6 +300,23 @@ TEST_F(HostileTest, ShellCommandReachesTheObject) {
     EXPECT_EQ(text[0], '2');
 }
 
+TEST_F(HostileTest, ComplaintsDoNotWaitForTheirReader) {
+    const auto pipe = newPipe();
+    const Bytes page(4096);
+    while (write(pipe[1], page.data(), page.size()) > 0) {
+    }
+    ASSERT_EQ(fcntl(pipe[1], F_SETFL, 0), 0);
+    const unique_fd own(dup(STDERR_FILENO));
+    dup2(pipe[1], STDERR_FILENO);
+    const PeerProcess process("unread");
+    dup2(own, STDERR_FILENO);
+    ASSERT_NE(process.peer, nullptr);
+    const unique_fd socket = connectRaw(socketOf(process.child.pid()));
+    sendBytes(socket, Bytes(5, 0x4d));
+    EXPECT_TRUE(ends(socket));
+    EXPECT_EQ(AIBinder_ping(process.peer->asBinder().get()), STATUS_OK);
+}
+
 TEST_F(HostileTest, OneProcessTakesNoMoreThanItsShareOfDescriptors) {
     const unique_fd file(memfd_create("hostile", MFD_CLOEXEC));
     const std::vector<int> most(binder::kMaxDescriptors, file);
