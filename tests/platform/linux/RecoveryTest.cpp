@@ -1,6 +1,9 @@
+#include <array>
 #include <atomic>
+#include <filesystem>
 #include <memory>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -42,6 +45,47 @@ const harness::Role kFull("full", [](harness::Parent& parent) {
     parent.say(found ? "found" : "nothing");
 });
 
+// What the kernel tells of each epoll of this process: which descriptors it watches.
+std::vector<unique_fd> openWatches() {
+    std::vector<unique_fd> files;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        std::error_code error;
+        if (read_symlink(entry, error) != "anon_inode:[eventpoll]") continue;
+        files.emplace_back(open(("/proc/self/fdinfo" / entry.path().filename()).c_str(), O_RDONLY));
+    }
+    return files;
+}
+
+std::string textOf(const std::vector<unique_fd>& files) {
+    std::string all;
+    for (const unique_fd& file : files) {
+        std::array<char, 8192> text{};
+        pread(file, text.data(), text.size() - 1, 0);
+        all += text.data();
+    }
+    return all;
+}
+
+// Serves an object under the first argument, but has all descriptors taken when the first caller
+// comes.
+const harness::Role kFullService("full service", [](harness::Parent& parent) {
+    ABinderProcess_startThreadPool();
+    const ndk::SpAIBinder binder = ndk::SharedRefBase::make<TestPeer>()->asBinder();
+    if (AServiceManager_addService(binder.get(), parent.arguments[0].c_str()) != EX_NONE) return;
+    const std::vector<unique_fd> watches = openWatches();
+    std::vector<unique_fd> taken;
+    do {
+        taken.emplace_back(open("/dev/null", O_RDONLY | O_CLOEXEC));
+    } while (taken.back() >= 0);
+    const std::string before = textOf(watches);
+    parent.say("full");
+    if (!eventually([&] { return textOf(watches) != before; })) return;
+    parent.say("pauses");
+    parent.hear();
+    taken.clear();
+    parent.untilGone();
+});
+
 // Publishes an object under the first argument, and has no thread that serves it.
 const harness::Role kIdle("idle", [](harness::Parent& parent) {
     const auto peer = ndk::SharedRefBase::make<TestPeer>();
@@ -55,7 +99,7 @@ const harness::Role kIdle("idle", [](harness::Parent& parent) {
 const harness::Role kCaller("caller", [](harness::Parent& parent) {
     const ndk::SpAIBinder binder(AServiceManager_waitForService(parent.arguments[0].c_str()));
     parent.say("calls");
-    AIBinder_ping(binder.get());
+    parent.say(AIBinder_ping(binder.get()) == STATUS_OK ? "answered" : "failed");
 });
 
 // Has its own object called by the last of those that it calls through; it has no other thread.
@@ -97,6 +141,16 @@ TEST(RecoveryTest, FullTableIsNoEnd) {
     const PeerProcess late("late");
     full.say("go on");
     EXPECT_EQ(full.hear(), "found");
+}
+
+TEST(RecoveryTest, ServiceWithoutDescriptorsIsThereWhenItHasSome) {
+    harness::Child service("full service", {"without"});
+    ASSERT_EQ(service.hear(), "full");
+    harness::Child caller("caller", {"without"});
+    ASSERT_EQ(caller.hear(), "calls");
+    ASSERT_EQ(service.hear(), "pauses");
+    service.say("go on");
+    EXPECT_EQ(caller.hear(), "answered");
 }
 
 TEST(RecoveryTest, DeadCallersAreLetGoOfThoughNobodyServesThem) {
