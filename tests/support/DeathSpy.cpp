@@ -5,6 +5,8 @@
 #include <mutex>
 #include <utility>
 
+#include <gtest/gtest.h>
+
 namespace vela::test {
 namespace {
 
@@ -157,6 +159,7 @@ binder_status_t AIBinder_linkToDeath(AIBinder* binder, AIBinder_DeathRecipient* 
 
 binder_status_t AIBinder_unlinkToDeath(AIBinder* binder, AIBinder_DeathRecipient* recipient,
                                        void* cookie) {
+    EXPECT_NE(binder, nullptr) << "a device's platform complains of it";
     std::unique_lock lock(gPlatform.lock);
     if (const auto action = std::exchange(gPlatform.onNextUnlink, nullptr)) {
         lock.unlock();
