@@ -13,7 +13,7 @@
 namespace lmfg {
 namespace {
 
-class FacadeTest : public SimulatedChipTest {
+class VelaServiceTest : public SimulatedChipTest {
   protected:
     /** The members that are set, in the order in which they lie behind the object's pointer. */
     std::string setMembers() const {
@@ -37,7 +37,7 @@ struct Anything {
     }
 };
 
-TEST_F(FacadeTest, EachRegistrationWritesItsMembersInTheAgreedOrder) {
+TEST_F(VelaServiceTest, EachRegistrationWritesItsMembersInTheAgreedOrder) {
     const auto function = [](auto&&...) { return Anything(); };
     const auto vela = [this](const auto&... it) { mService->registerVelaCallback(it...); };
     const auto soft = [this](const auto&... it) { mService->registerSoftVelaClient(it...); };
@@ -79,7 +79,7 @@ struct NotingObserver : ChipObserver {
     std::string noted;
 };
 
-TEST_F(FacadeTest, ObserversSeeAnswersAndTheRefusalsOfTheirFaults) {
+TEST_F(VelaServiceTest, ObserversSeeAnswersAndTheRefusalsOfTheirFaults) {
     const auto observer = std::make_shared<NotingObserver>();
     hearRefusals([&](const std::string& why) { observer->noted += why + ' '; });
     installChip(std::make_shared<SimulatedChip>(), {observer});

@@ -15,14 +15,14 @@ using ::testing::ElementsAre;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
 
-class EventsTest : public SimulatedChipTest {
+class EventQueueTest : public SimulatedChipTest {
   protected:
     void onFeature(const VelaService::FeatureChanged& function) {
         mService->registerVelaCallback(function, {}, {}, {}, {});
     }
 };
 
-TEST_F(EventsTest, FunctionsMayMakeRequestsAndRegisterAnew) {
+TEST_F(EventQueueTest, FunctionsMayMakeRequestsAndRegisterAnew) {
     std::string seen;
     onFeature([this, &seen, captured = std::string(100, 'x')](int, const auto&) {
         onFeature({});
@@ -33,7 +33,7 @@ TEST_F(EventsTest, FunctionsMayMakeRequestsAndRegisterAnew) {
     EXPECT_EQ(seen, "0 -35 line 1: wait" + std::string(100, 'x'));
 }
 
-TEST_F(EventsTest, StalledClientHoldsNoRequest) {
+TEST_F(EventQueueTest, StalledClientHoldsNoRequest) {
     std::promise<void> entered;
     std::promise<void> release;
     onFeature([&](int, const auto&) {
@@ -55,7 +55,7 @@ TEST_F(EventsTest, StalledClientHoldsNoRequest) {
     EXPECT_THAT(batch("wait;last;events"), HasSubstr("last: refresh 1\nevents: 64\n"));
 }
 
-TEST_F(EventsTest, StoppedChipRaisesNone) {
+TEST_F(EventQueueTest, StoppedChipRaisesNone) {
     SimulatedChip chip;
     std::vector<int> seen;
     onFeature([&](int, const auto& values) { seen.push_back(values[0]); });
@@ -75,7 +75,7 @@ TEST_F(EventsTest, StoppedChipRaisesNone) {
     EXPECT_THAT(seen, ElementsAre(2, 4));
 }
 
-TEST_F(EventsTest, AnswersAreQuotedAndCutWhereTheyAreLong) {
+TEST_F(EventQueueTest, AnswersAreQuotedAndCutWhereTheyAreLong) {
     mService->registerSoftVelaClient({}, {}, [](int type, const std::string& request) {
         return std::to_string(type) + "<" + request + std::string(type == 1 ? 100'000 : 0, 'x');
     });
