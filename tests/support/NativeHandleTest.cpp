@@ -89,20 +89,20 @@ TEST(NativeHandleTest, RecordsBecomeHandlesWithTheirNumbersOrDuplicates) {
 TEST(NativeHandleTest, HandlesBecomeRecordsThatOwnTheirNumbersOrDuplicates) {
     native_handle_t* handle = native_handle_create(2, 3);
     const int number = openNull();
-    const int data[] = {number, -1, 1, 2, 3};
+    const int data[] = {-1, number, 1, 2, 3};
     std::memcpy(handle->data, data, sizeof data);
     const auto lowest = lowestFree(1);
     const NativeHandle copy = dupToAidl(handle);
     {
         const NativeHandle taken = makeToAidl(handle);
-        EXPECT_EQ(taken.fds[0].get(), number);
+        EXPECT_EQ(taken.fds[1].get(), number);
         EXPECT_THAT(taken.ints, ElementsAre(1, 2, 3));
     }
     EXPECT_FALSE(isOpen(number));
     ASSERT_EQ(copy.fds.size(), 2u);
-    EXPECT_THAT(lowest, ElementsAre(copy.fds[0].get()));
-    EXPECT_TRUE(closesOnExec(copy.fds[0].get()));
-    EXPECT_EQ(copy.fds[1].get(), -1);
+    EXPECT_EQ(copy.fds[0].get(), -1);
+    EXPECT_THAT(lowest, ElementsAre(copy.fds[1].get()));
+    EXPECT_TRUE(closesOnExec(copy.fds[1].get()));
     EXPECT_THAT(copy.ints, ElementsAre(1, 2, 3));
 
     handle->numFds = -1;
