@@ -10,6 +10,7 @@
 namespace lmfg {
 namespace {
 
+using testing::ContainsRegex;
 using testing::HasSubstr;
 
 /** Presents layers of those identifiers, all of the same place. */
@@ -39,6 +40,9 @@ TEST(PictureTest, LabelsDoNotHideEachOther) {
     const std::string few = picture(1080, 2400, {1, 2, 3, 4, 5, 6, UINT64_MAX});
     EXPECT_EQ(placesOf(few, "[0-9]"), 6U);
     EXPECT_EQ(placesOf(few, "18446744…"), 1U);
+    // In the corners first: the panel is 288 wide and begins at 24.
+    for (const char* const x : {"30.0", "296.5"})
+        EXPECT_THAT(few, ContainsRegex(std::string("x=\"") + x + "\" y=\"[^\"]*\" class=\"id\">"));
     EXPECT_THAT(few, HasSubstr(">layer 18446744073709551615<"));
 }
 

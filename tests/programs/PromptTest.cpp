@@ -7,6 +7,8 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
+#include <iterator>
 #include <string>
 
 #include <gmock/gmock.h>
@@ -14,6 +16,8 @@
 #include "tests/programs/ProgramsTest.h"
 
 namespace {
+
+using testing::HasSubstr;
 
 class PromptTest : public ProgramsTest {
   protected:
@@ -30,11 +34,11 @@ class PromptTest : public ProgramsTest {
     }
 
     /** Not where the machine has no terminals to give: /dev/pts may be missing in a container. */
-    void start() {
+    void start(const char* session = nullptr) {
         mPid = forkpty(&mTerminal, nullptr, nullptr, nullptr);
         if (mPid != 0) return;
         const std::string program = programFolder() + "/velactl";
-        execl(program.c_str(), program.c_str(), "session", nullptr);
+        execl(program.c_str(), program.c_str(), "session", session, nullptr);
         _exit(127);
     }
 
@@ -99,7 +103,18 @@ TEST_F(PromptTest, TellsAtOnceAndSurvivesCtrlC) {
     int status = 0;
     ASSERT_EQ(waitpid(mPid, &status, 0), mPid);
     EXPECT_TRUE(WIFEXITED(status));
-    EXPECT_TRUE(std::filesystem::exists(mFolder / "vela" / "history"));
+    std::ifstream history(mFolder / "vela" / "history");
+    EXPECT_THAT(std::string(std::istreambuf_iterator<char>(history), {}), HasSubstr("exit"));
+}
+
+TEST_F(PromptTest, WhatIsDoneAtOnceShowsNoProgress) {
+    const auto host = startHost();
+    ASSERT_NE(host, nullptr);
+    const std::string session = mFolder / "quick";
+    std::ofstream(session) << "vela velaConfigureGet 512 []\nvela velaConfigureSet 1 [5]\n";
+    start(session.c_str());
+    if (mPid < 0) GTEST_SKIP() << "no terminal: " << strerror(errno);
+    EXPECT_EQ(await("0\r\n"), "[4,1024,64]\r\n0\r\n");
 }
 
 }  // namespace
