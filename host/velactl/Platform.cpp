@@ -34,7 +34,6 @@ std::string hostProgram() {
 
 Failure connect(std::shared_ptr<IVela>* out) {
     if (const auto problem = runtimeFolderProblem(); !problem.empty()) return noService(problem);
-    if (const auto problem = runtimeFolderProblem(); !problem.empty()) return noService(problem);
     const ndk::SpAIBinder binder(AServiceManager_checkService(instanceName().c_str()));
     if (binder.get() == nullptr) {
         return noService("no service is published as " + instanceName() + "; start " +

@@ -46,6 +46,17 @@ TEST(PictureTest, LabelsDoNotHideEachOther) {
     EXPECT_THAT(few, HasSubstr(">layer 18446744073709551615<"));
 }
 
+TEST(PictureTest, TextIsCutByCharactersNotBytes) {
+    SimulatedChip chip;
+    chip.CreateLayer(1, 0);
+    // 64 characters of 66 bytes, which is what a line of the list takes.
+    chip.SetLayerDisplayFrame(1, {.left = 0, .top = 0, .right = 1000000000, .bottom = 100000000});
+    chip.buildLayerStack(0, {});
+    EXPECT_EQ(chip.CommitLayerStack(0, false), 0);
+    EXPECT_TRUE(chip.Present());
+    EXPECT_THAT(chip.picture(0), HasSubstr("buffer none<"));
+}
+
 TEST(PictureTest, ExtremesKeepAPageToLookAt) {
     std::set<uint64_t> many;
     while (many.size() < 1000)
