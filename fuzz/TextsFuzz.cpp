@@ -68,6 +68,10 @@ std::string restartAdvice() {
     return {};
 }
 
+std::string freshAdvice() {
+    return {};
+}
+
 std::function<void()> settler() {
     return [] {};
 }
